@@ -9,7 +9,6 @@ namespace zarnow {
 
 inline constexpr double kTicksPerSecond = 90000.0;
 inline constexpr double kUnitsPerSecond = 10000000.0;  ///< 100 ns units
-inline constexpr double kDefaultFrameRate = 29.97;     ///< stands in where no frame rate is known
 
 constexpr double secondsOfTicks(std::int64_t ticks) noexcept
 {

@@ -62,4 +62,12 @@ inline std::int32_t payloadOffset(const std::uint8_t* packet) noexcept
     return static_cast<std::int32_t>(kPacketHeaderSize) + (adaptation ? packet[4] + 1 : 0);
 }
 
+/// The payload of a whole packet that has one; empty when the adaptation field leaves nothing.
+inline Bytes payloadOf(const std::uint8_t* packet, std::uint32_t packetSize) noexcept
+{
+    const std::int32_t offset = payloadOffset(packet);
+    const std::int32_t length = static_cast<std::int32_t>(packetSize) - offset;
+    return length > 0 ? bytesOf(packet + offset, length) : Bytes();
+}
+
 }  // namespace zarnow

@@ -2,16 +2,15 @@
 #include <bitset>
 
 #include "analysis/psi_parser.h"
+#include "analysis/stream_type.h"
 
 namespace zarnow {
 
 namespace {
 
-constexpr std::uint8_t kFirstPrivateType = 0x80;
-
 bool matchesType(std::uint8_t wanted, std::uint8_t type) noexcept
 {
-    return wanted == kFirstPrivateType ? type >= kFirstPrivateType : type == wanted;
+    return wanted == stream_type::kFirstUserPrivate ? type >= stream_type::kFirstUserPrivate : type == wanted;
 }
 
 }  // namespace
