@@ -32,14 +32,14 @@ struct Sps
 
     unsigned profile = 77;
     unsigned level = 40;
-    Fields highProfile;  ///< from chroma_format_idc on
+    Fields highProfile = nullptr;  ///< from chroma_format_idc on
     Fields pictureOrderCount = [](BitWriter& out) { out.ue(2); };
     unsigned references = 3;  ///< max_num_ref_frames
     unsigned widthInMbs = 45;
     unsigned heightInMapUnits = 36;
     bool framesOnly = true;
     bool cropping = false;
-    Fields usability;  ///< from aspect_ratio_info_present_flag on
+    Fields usability = nullptr;  ///< from aspect_ratio_info_present_flag on
 };
 
 /// The parts of the VUI in their order; a test changes one of them.
@@ -53,8 +53,8 @@ struct Usability
     std::uint32_t unitsInTick = 1;
     std::uint32_t timeScale = 50;
     bool fixedFrameRate = false;
-    Sps::Fields nalHrd;
-    Sps::Fields vclHrd;
+    Sps::Fields nalHrd = nullptr;
+    Sps::Fields vclHrd = nullptr;
 
     void operator()(BitWriter& out) const;
 };
