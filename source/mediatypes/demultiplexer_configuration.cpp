@@ -122,7 +122,7 @@ HRESULT findDemultiplexer(IPin* outputPin, ComPtr<IMpeg2Demultiplexer>& demultip
     if (FAILED(peer->QueryPinInfo(&info)) || info.pFilter == nullptr)
         return connected;
     ComPtr<IBaseFilter> filter;
-    filter.Attach(info.pFilter);
+    *filter.GetAddressOf() = info.pFilter;  // taken over; mingw-w64's Attach adds a reference
     filter->QueryInterface(IID_IMpeg2Demultiplexer, reinterpret_cast<void**>(demultiplexer.GetAddressOf()));
     return connected;
 }

@@ -9,6 +9,9 @@
 
 namespace {
 
+// So low that no graph takes the filter by itself: it is for applications that ask for it.
+constexpr DWORD kMerit = 0x00200000;
+
 constexpr const wchar_t* kFilterName = L"Zarnow Transport Stream Source";
 
 const AMOVIESETUP_MEDIATYPE kOutputTypes = {&MEDIATYPE_Stream, &MEDIASUBTYPE_MPEG2_TRANSPORT};
@@ -24,7 +27,7 @@ const AMOVIESETUP_PIN kOutputPin = {const_cast<LPWSTR>(L"Output"),
                                     1,
                                     &kOutputTypes};
 
-const AMOVIESETUP_FILTER kFilterSetup = {&CLSID_ZarnowTSSource, kFilterName, MERIT_UNLIKELY, 1, &kOutputPin};
+const AMOVIESETUP_FILTER kFilterSetup = {&CLSID_ZarnowTSSource, kFilterName, kMerit, 1, &kOutputPin};
 
 }  // namespace
 
