@@ -103,12 +103,13 @@ TEST(Load, FilesThatCannotBeAnalysed)
         SCOPED_TRACE(test.fault);
         Selection filter;
         ASSERT_EQ(filter.load(programFile({true})), LoadResult::Status::loaded);
+        filter.avcStreamInfo.hrdBitRate = 4711;
         EXPECT_EQ(filter.load(test.content), test.status);
         EXPECT_FALSE(filter.analysed);
         EXPECT_TRUE(filter.programList.empty() || !test.content.empty()) << "the earlier file's programs";
         EXPECT_EQ(filter.startOffset, 0U);
         EXPECT_EQ(filter.file.position(), 0);
-        EXPECT_EQ(filter.avcStreamInfo.profile_idc, 0U);
+        EXPECT_EQ(filter.avcStreamInfo.hrdBitRate, 0U) << "the next stream's figures would not be taken";
     }
     Selection filter;
     EXPECT_EQ(filter.loadFile("/no/such.ts").systemError, static_cast<std::uint32_t>(ENOENT));
@@ -155,6 +156,15 @@ TEST(Load, PrunesUnplayablePrograms)
         EXPECT_EQ(filter.numbers(), test.expected);
         EXPECT_EQ(filter.selected, test.selected);
     }
+}
+
+TEST(Load, DurationIsMeasuredByVideoAlone)
+{
+    const Data sound = packet({.pid = 0x21}, pes(0xBD, {0x0B, 0x77, 0, 0, 0x1C, 0, 0x40}, 90000));
+    Selection filter;
+    filter.load(join({patPacket({{1, 0x100}}), pmtPacket(0x100, 1, {{0x81, 0x21}}), sound, nullPackets(200)}));
+    EXPECT_EQ(filter.describe(0x81, 0x21), "AC3 (0x0021)");
+    EXPECT_EQ(filter.durationSeconds, 4.0e12);
 }
 
 TEST(Load, OnlyTheFirstThreeRecordsOfAKindCount)
