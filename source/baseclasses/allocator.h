@@ -4,9 +4,7 @@
 #ifndef ZARNOW_BASECLASSES_ALLOCATOR_H
 #define ZARNOW_BASECLASSES_ALLOCATOR_H
 
-#include <windows.h>
-#include <dshow.h>
-
+#include "platform.h"
 #include "media_sample.h"
 #include "sync.h"
 #include "unknown.h"
@@ -81,7 +79,7 @@ protected:
 
 private:
     HRESULT takeOrQueue(CMediaSample** sample, bool mayWait);
-    bool takeBack(CMediaSample* sample);
+    void takeBack(CMediaSample* sample);
     void notifyRelease();
 };
 

@@ -4,10 +4,9 @@
 #ifndef ZARNOW_BASECLASSES_BASE_FILTER_H
 #define ZARNOW_BASECLASSES_BASE_FILTER_H
 
-#include <windows.h>
-#include <dshow.h>
 #include <atomic>
 
+#include "platform.h"
 #include "reference_time.h"
 #include "setup_data.h"
 #include "sync.h"
@@ -22,6 +21,7 @@ class CBasePin;
 class CBaseFilter : public CUnknown, public IBaseFilter, public IAMovieSetup
 {
     friend class CBasePin;
+    friend class CBaseInputPin;
 
 public:
     DECLARE_IUNKNOWN
@@ -83,6 +83,7 @@ private:
 
     HRESULT activatePins();
     HRESULT deactivatePins(int count);
+    HRESULT rename(LPCWSTR name);
     HRESULT runPins(REFERENCE_TIME tStart);
 
     std::atomic<DWORD> m_transitionThread{0};

@@ -4,9 +4,7 @@
 #ifndef ZARNOW_BASECLASSES_BASE_PIN_H
 #define ZARNOW_BASECLASSES_BASE_PIN_H
 
-#include <windows.h>
-#include <dshow.h>
-
+#include "platform.h"
 #include "base_filter.h"
 #include "media_type.h"
 #include "reference_time.h"

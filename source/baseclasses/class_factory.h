@@ -38,7 +38,7 @@ extern int g_cTemplates;
 /// The module: set by DllEntryPoint; null in a program, which stands for the program itself.
 extern HINSTANCE g_hInst;
 
-/// Makes objects of one template. Aggregation needs IID_IUnknown: CLASS_E_NOAGGREGATION else.
+/// Makes objects of one template. An aggregated one is asked for by IID_IUnknown: E_NOINTERFACE else.
 class CClassFactory : public IClassFactory, public CBaseObject
 {
 public:

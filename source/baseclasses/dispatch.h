@@ -4,8 +4,7 @@
 #ifndef ZARNOW_BASECLASSES_DISPATCH_H
 #define ZARNOW_BASECLASSES_DISPATCH_H
 
-#include <windows.h>
-#include <dshow.h>
+#include "platform.h"
 
 /// Type information of an interface of the platform's quartz type library, for objects that implement such an
 /// interface and its IDispatch half. Loads it once, with its first use.
@@ -19,8 +18,8 @@ public:
 
     /// There is one: S_OK or E_POINTER.
     STDMETHODIMP GetTypeInfoCount(UINT* pctinfo);
-    /// @param riid     the dual interface
-    /// @param itinfo   0, else DISP_E_BADINDEX
+    /// @param riid     the dual interface, the same one with every call
+    /// @param itinfo   0, else TYPE_E_ELEMENTNOTFOUND
     /// @param pptinfo  gets the type information, counted; null after a failure
     STDMETHODIMP GetTypeInfo(REFIID riid, UINT itinfo, LCID lcid, ITypeInfo** pptinfo);
     STDMETHODIMP GetIDsOfNames(REFIID riid, OLECHAR** rgszNames, UINT cNames, LCID lcid, DISPID* rgdispid);

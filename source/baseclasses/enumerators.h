@@ -8,9 +8,7 @@
 #ifndef ZARNOW_BASECLASSES_ENUMERATORS_H
 #define ZARNOW_BASECLASSES_ENUMERATORS_H
 
-#include <windows.h>
-#include <dshow.h>
-
+#include "platform.h"
 #include "unknown.h"
 
 class CBaseFilter;
@@ -35,7 +33,6 @@ public:
 
 private:
     BOOL AreWeOutOfSync() const;
-    STDMETHODIMP Refresh();
     ULONG fetch(ULONG count, IPin** pins);
 
     int m_Position = 0;

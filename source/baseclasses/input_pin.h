@@ -50,7 +50,10 @@ protected:
 
 private:
     HRESULT readProperties(IMediaSample* sample);
+    HRESULT readPropertiesSingly(IMediaSample* sample);
     HRESULT checkTypeChange();
+
+    CMediaType m_changedType;  ///< what m_SampleProps points to when the sample hands out copies only
 };
 
 #endif

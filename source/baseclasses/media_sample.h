@@ -4,9 +4,7 @@
 #ifndef ZARNOW_BASECLASSES_MEDIA_SAMPLE_H
 #define ZARNOW_BASECLASSES_MEDIA_SAMPLE_H
 
-#include <windows.h>
-#include <dshow.h>
-
+#include "platform.h"
 #include "unknown.h"
 
 class CBaseAllocator;
@@ -38,7 +36,7 @@ public:
     STDMETHODIMP IsPreroll() override;
     STDMETHODIMP SetPreroll(BOOL bIsPreroll) override;
     STDMETHODIMP_(LONG) GetActualDataLength() override;
-    /// VFW_E_BUFFER_OVERFLOW past the buffer's size, E_INVALIDARG below 0.
+    /// VFW_E_BUFFER_OVERFLOW past the buffer's size and below 0.
     STDMETHODIMP SetActualDataLength(LONG lActual) override;
     /// S_FALSE and null when the type does not change with this sample.
     STDMETHODIMP GetMediaType(AM_MEDIA_TYPE** ppMediaType) override;
@@ -77,7 +75,7 @@ protected:
     REFERENCE_TIME m_Start = 0;
     REFERENCE_TIME m_End = 0;
     LONGLONG m_MediaStart = 0;
-    LONG m_MediaEnd = 0;  ///< length of the media time, not its end
+    LONGLONG m_MediaEnd = 0;
     AM_MEDIA_TYPE* m_pMediaType = nullptr;
     DWORD m_dwStreamId = AM_STREAM_MEDIA;
 

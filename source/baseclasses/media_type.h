@@ -4,8 +4,7 @@
 #ifndef ZARNOW_BASECLASSES_MEDIA_TYPE_H
 #define ZARNOW_BASECLASSES_MEDIA_TYPE_H
 
-#include <windows.h>
-#include <dshow.h>
+#include "platform.h"
 
 /// An AM_MEDIA_TYPE that owns its format block (CoTaskMemAlloc) and a reference on pUnk. A new one has all GUIDs null,
 /// fixed-size samples of 1 byte and no format.

@@ -12,6 +12,8 @@ class CBaseOutputPin : public CBasePin
 public:
     CBaseOutputPin(CObjectName pObjectName, CBaseFilter* pFilter, CCritSec* pLock, HRESULT* phr, LPCWSTR pName);
 
+    ~CBaseOutputPin() override;
+
     HRESULT CompleteConnect(IPin* pReceivePin) override;
     HRESULT CheckConnect(IPin* pPin) override;
     HRESULT BreakConnect() override;

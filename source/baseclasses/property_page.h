@@ -15,8 +15,6 @@ class CBasePropertyPage : public IPropertyPage, public CUnknown
 public:
     DECLARE_IUNKNOWN
     STDMETHODIMP NonDelegatingQueryInterface(REFIID riid, void** ppv) override;
-    STDMETHODIMP_(ULONG) NonDelegatingAddRef() override;
-    STDMETHODIMP_(ULONG) NonDelegatingRelease() override;
 
     /// @param DialogId  id of the dialog template
     /// @param TitleId   id of the title string
@@ -37,7 +35,8 @@ public:
     STDMETHODIMP Activate(HWND hwndParent, LPCRECT prect, BOOL fModal) override;
     STDMETHODIMP Deactivate() override;
     STDMETHODIMP GetPageInfo(LPPROPPAGEINFO pPageInfo) override;
-    /// One object connects the page; none disconnects it. E_UNEXPECTED for more or when already in that state.
+    /// One object connects the page, none disconnects it: E_UNEXPECTED for more, E_POINTER for a null one, else what
+    /// OnConnect or OnDisconnect returns.
     STDMETHODIMP SetObjects(ULONG cObjects, LPUNKNOWN* ppUnk) override;
     STDMETHODIMP Show(UINT nCmdShow) override;
     STDMETHODIMP Move(LPCRECT prect) override;
@@ -57,9 +56,6 @@ protected:
     BOOL m_bObjectSet = FALSE;
 
     static INT_PTR CALLBACK DialogProc(HWND hwnd, UINT uMsg, WPARAM wParam, LPARAM lParam);
-
-private:
-    bool isNavigationKey(const MSG& message) const;
 };
 
 #endif

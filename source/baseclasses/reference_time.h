@@ -4,8 +4,7 @@
 #ifndef ZARNOW_BASECLASSES_REFERENCE_TIME_H
 #define ZARNOW_BASECLASSES_REFERENCE_TIME_H
 
-#include <windows.h>
-#include <dshow.h>
+#include "platform.h"
 
 const LONGLONG MILLISECONDS = 1000;
 const LONGLONG NANOSECONDS = 1'000'000'000;

@@ -7,15 +7,11 @@
 #ifndef ZARNOW_BASECLASSES_REGISTRATION_H
 #define ZARNOW_BASECLASSES_REGISTRATION_H
 
-#include <windows.h>
-#include <dshow.h>
-
+#include "platform.h"
 #include "setup_data.h"
 
 /// Registers or unregisters every class of g_Templates, and every filter of them with the filter mapper.
 STDAPI AMovieDllRegisterServer2(BOOL bRegister);
-STDAPI AMovieDllRegisterServer();
-STDAPI AMovieDllUnregisterServer();
 
 /// Registers a filter with the filter mapper, in the category of DirectShow filters, in place of what was there.
 HRESULT AMovieSetupRegisterFilter2(const AMOVIESETUP_FILTER* psetupdata, IFilterMapper2* pIFM2, BOOL bRegister);

@@ -4,8 +4,7 @@
 #ifndef ZARNOW_BASECLASSES_SETUP_DATA_H
 #define ZARNOW_BASECLASSES_SETUP_DATA_H
 
-#include <windows.h>
-#include <dshow.h>
+#include "platform.h"
 
 using AMOVIESETUP_MEDIATYPE = REGPINTYPES;
 using PAMOVIESETUP_MEDIATYPE = REGPINTYPES*;

@@ -6,10 +6,7 @@
 #ifndef ZARNOW_BASECLASSES_STREAMS_H
 #define ZARNOW_BASECLASSES_STREAMS_H
 
-#include <windows.h>
-#include <tchar.h>
-#include <dshow.h>
-
+#include "platform.h"
 #include "checks.h"
 #include "reference_time.h"
 #include "sync.h"

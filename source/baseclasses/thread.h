@@ -47,12 +47,14 @@ public:
 protected:
     virtual DWORD ThreadProc() = 0;
 
+    /// Whether this is called by the worker.
+    bool isWorker() const { return GetCurrentThreadId() == m_threadId; }
+
     CCritSec m_AccessLock;  ///< one caller at a time
     CCritSec m_WorkerLock;  ///< for state that derived classes share with the worker
 
 private:
     static DWORD WINAPI InitialThreadProc(LPVOID pv);
-    bool isWorker() const { return GetCurrentThreadId() == m_threadId; }
     bool waitForReply();
 
     CAMEvent m_EventSend;
@@ -60,7 +62,7 @@ private:
     std::atomic<bool> m_requestPending{false};
     DWORD m_dwParam = 0;
     DWORD m_dwReturnVal = 0;
-    DWORD m_threadId = 0;
+    std::atomic<DWORD> m_threadId{0};
 
 protected:
     HANDLE m_hThread = nullptr;
