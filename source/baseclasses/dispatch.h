@@ -5,6 +5,7 @@
 #define ZARNOW_BASECLASSES_DISPATCH_H
 
 #include "platform.h"
+#include "sync.h"
 
 /// Type information of an interface of the platform's quartz type library, for objects that implement such an
 /// interface and its IDispatch half. Loads it once, with its first use.
@@ -25,6 +26,9 @@ public:
     STDMETHODIMP GetIDsOfNames(REFIID riid, OLECHAR** rgszNames, UINT cNames, LCID lcid, DISPID* rgdispid);
 
 private:
+    HRESULT load(REFIID riid, LCID lcid);
+
+    CCritSec m_lock;
     ITypeInfo* m_pti = nullptr;
 };
 

@@ -38,8 +38,8 @@ protected:
 
 /// Writes a number as twelve wide characters: decimal, eleven places with leading zeros, then a space.
 STDAPI WriteInt(IStream* pIStream, int n);
-/// Reads a decimal number and the one character that ends it. hr gets what the stream said, or E_FAIL when there is
-/// no number; the result is 0 then.
+/// Reads a number as WriteInt writes it. hr gets S_OK, what the stream said when it failed, or E_FAIL when there is
+/// no such number; the result is 0 then.
 STDAPI_(int) ReadInt(IStream* pIStream, HRESULT& hr);
 
 #endif

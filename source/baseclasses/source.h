@@ -22,6 +22,8 @@ public:
     CBasePin* GetPin(int n) override;
     /// The ids are decimal numbers from "1": VFW_E_NOT_FOUND clears *ppPin.
     STDMETHODIMP FindPin(LPCWSTR Id, IPin** ppPin) override;
+    /// As the base class's; a thread of one of the pins, for which a state change may be waiting, does not wait.
+    STDMETHODIMP GetState(DWORD dwMSecs, FILTER_STATE* State) override;
     /// Index of a pin; -1 when it is not ours.
     int FindPinNumber(IPin* iPin);
 
@@ -84,12 +86,21 @@ protected:
 private:
     friend class CSource;
 
+    /// One run of the thread procedure, on the worker's stack. When the worker itself ends the thread, by a call from
+    /// downstream that stops or destroys the filter, the pin must not be touched any more once that call is back.
+    struct Worker
+    {
+        bool abandoned = false;
+    };
+
     bool waitForInit();
-    HRESULT createdOrReply();
-    void obeyUntilExit();
-    HRESULT deliverUntilRequest(bool* ended);
+    HRESULT create();
+    void obeyUntilExit(const Worker& worker);
+    HRESULT deliverNext(const Worker& worker);
     HRESULT endStream(HRESULT reason);
     void endThread();
+
+    Worker* m_worker = nullptr;
 };
 
 #endif
