@@ -1,0 +1,222 @@
+#include "allocator.h"
+
+#include <climits>
+#include <new>
+#include <utility>
+
+void CBaseAllocator::CSampleList::Add(CMediaSample* pSample)
+{
+    pSample->m_pNext = m_List;
+    m_List = pSample;
+    ++m_nOnList;
+}
+
+CMediaSample* CBaseAllocator::CSampleList::RemoveHead()
+{
+    CMediaSample* const head = m_List;
+    if (head) {
+        m_List = std::exchange(head->m_pNext, nullptr);
+        --m_nOnList;
+    }
+    return head;
+}
+
+void CBaseAllocator::CSampleList::Remove(CMediaSample* pSample)
+{
+    CMediaSample** link = &m_List;
+    while (*link && *link != pSample)
+        link = &(*link)->m_pNext;
+    if (*link) {
+        *link = std::exchange(pSample->m_pNext, nullptr);
+        --m_nOnList;
+    }
+}
+
+CBaseAllocator::CBaseAllocator(CObjectName pName, LPUNKNOWN pUnk, HRESULT* phr, BOOL bEvent,
+                               BOOL fEnableReleaseCallback)
+    : CUnknown(pName, pUnk), m_fEnableReleaseCallback(fEnableReleaseCallback)
+{
+    if (!bEvent)
+        return;
+    m_hSem = CreateSemaphoreW(nullptr, 0, LONG_MAX, nullptr);
+    if (!m_hSem && phr)
+        *phr = E_OUTOFMEMORY;
+}
+
+CBaseAllocator::~CBaseAllocator()
+{
+    if (m_hSem)
+        CloseHandle(m_hSem);
+    if (m_pNotify)
+        m_pNotify->Release();
+}
+
+STDMETHODIMP CBaseAllocator::NonDelegatingQueryInterface(REFIID riid, void** ppv)
+{
+    if (riid == IID_IMemAllocator || (riid == IID_IMemAllocatorCallbackTemp && m_fEnableReleaseCallback))
+        return GetInterface(static_cast<IMemAllocatorCallbackTemp*>(this), ppv);
+    return CUnknown::NonDelegatingQueryInterface(riid, ppv);
+}
+
+STDMETHODIMP CBaseAllocator::SetProperties(ALLOCATOR_PROPERTIES* pRequest, ALLOCATOR_PROPERTIES* pActual)
+{
+    if (!pRequest || !pActual)
+        return E_POINTER;
+    CAutoLock lock(this);
+    if (m_bCommitted)
+        return VFW_E_ALREADY_COMMITTED;
+    if (m_lFree.GetCount() < m_lAllocated)
+        return VFW_E_BUFFERS_OUTSTANDING;
+    if (pRequest->cBuffers < 0 || pRequest->cbBuffer < 0 || pRequest->cbPrefix < 0)
+        return E_INVALIDARG;
+    m_lCount = pRequest->cBuffers;
+    m_lSize = pRequest->cbBuffer;
+    m_lAlignment = pRequest->cbAlign;
+    m_lPrefix = pRequest->cbPrefix;
+    m_bChanged = TRUE;
+    return GetProperties(pActual);
+}
+
+STDMETHODIMP CBaseAllocator::GetProperties(ALLOCATOR_PROPERTIES* pProps)
+{
+    if (!pProps)
+        return E_POINTER;
+    CAutoLock lock(this);
+    *pProps = {m_lCount, m_lSize, m_lAlignment, m_lPrefix};
+    return S_OK;
+}
+
+STDMETHODIMP CBaseAllocator::Commit()
+{
+    CAutoLock lock(this);
+    if (m_bCommitted)
+        return S_OK;
+    // Not all samples are back from before: they are still there and are used again.
+    if (!m_bDecommitInProgress) {
+        const HRESULT hr = Alloc();
+        if (FAILED(hr))
+            return hr;
+    }
+    m_bDecommitInProgress = FALSE;
+    m_bCommitted = TRUE;
+    return S_OK;
+}
+
+STDMETHODIMP CBaseAllocator::Decommit()
+{
+    CAutoLock lock(this);
+    if (!m_bCommitted)
+        return S_OK;
+    m_bCommitted = FALSE;
+    m_bDecommitInProgress = m_lFree.GetCount() < m_lAllocated;
+    if (!m_bDecommitInProgress)
+        Free();
+    NotifySample();
+    return S_OK;
+}
+
+STDMETHODIMP CBaseAllocator::GetBuffer(IMediaSample** ppBuffer, REFERENCE_TIME*, REFERENCE_TIME*, DWORD dwFlags)
+{
+    if (!ppBuffer)
+        return E_POINTER;
+    *ppBuffer = nullptr;
+    CMediaSample* sample = nullptr;
+    HRESULT hr = takeOrQueue(&sample, !(dwFlags & AM_GBF_NOWAIT));
+    while (hr == S_FALSE) {
+        WaitForSingleObject(m_hSem, INFINITE);
+        hr = takeOrQueue(&sample, true);
+    }
+    if (FAILED(hr))
+        return hr;
+    // Given back with the sample: the allocator outlives every sample that is out.
+    AddRef();
+    sample->m_cRef = 1;
+    *ppBuffer = sample;
+    return S_OK;
+}
+
+/// S_FALSE: the caller has been counted as waiting.
+HRESULT CBaseAllocator::takeOrQueue(CMediaSample** sample, bool mayWait)
+{
+    CAutoLock lock(this);
+    if (!m_bCommitted)
+        return VFW_E_NOT_COMMITTED;
+    *sample = m_lFree.RemoveHead();
+    if (*sample)
+        return S_OK;
+    if (!mayWait || !m_hSem)
+        return VFW_E_TIMEOUT;
+    ++m_lWaiting;
+    return S_FALSE;
+}
+
+STDMETHODIMP CBaseAllocator::ReleaseBuffer(IMediaSample* pBuffer)
+{
+    if (!pBuffer)
+        return E_POINTER;
+    // Only samples of this allocator, which are of this class, are given back to it.
+    takeBack(static_cast<CMediaSample*>(pBuffer));
+    if (m_fEnableReleaseCallback)
+        notifyRelease();
+    Release();
+    return S_OK;
+}
+
+void CBaseAllocator::takeBack(CMediaSample* sample)
+{
+    CAutoLock lock(this);
+    m_lFree.Add(sample);
+    if (m_bDecommitInProgress && m_lFree.GetCount() == m_lAllocated) {
+        Free();
+        m_bDecommitInProgress = FALSE;
+    }
+    NotifySample();
+}
+
+void CBaseAllocator::notifyRelease()
+{
+    IMemAllocatorNotifyCallbackTemp* notify = nullptr;
+    {
+        CAutoLock lock(this);
+        notify = m_pNotify;
+        if (notify)
+            notify->AddRef();
+    }
+    if (!notify)
+        return;
+    notify->NotifyRelease();
+    notify->Release();
+}
+
+void CBaseAllocator::NotifySample()
+{
+    if (m_lWaiting != 0)
+        ReleaseSemaphore(m_hSem, std::exchange(m_lWaiting, 0), nullptr);
+}
+
+STDMETHODIMP CBaseAllocator::SetNotify(IMemAllocatorNotifyCallbackTemp* pNotify)
+{
+    CAutoLock lock(this);
+    if (pNotify)
+        pNotify->AddRef();
+    if (m_pNotify)
+        m_pNotify->Release();
+    m_pNotify = pNotify;
+    return S_OK;
+}
+
+STDMETHODIMP CBaseAllocator::GetFreeCount(LONG* plBuffersFree)
+{
+    if (!plBuffersFree)
+        return E_POINTER;
+    CAutoLock lock(this);
+    *plBuffersFree = m_lCount - m_lAllocated + m_lFree.GetCount();
+    return S_OK;
+}
+
+HRESULT CBaseAllocator::Alloc()
+{
+    if (m_lCount <= 0 || m_lSize <= 0 || m_lAlignment <= 0)
+        return VFW_E_SIZENOTSET;
+    return m_bChanged ? S_OK : S_FALSE;
+}
