@@ -1,6 +1,6 @@
-#include <cstring>
+#include "analysis/packet_walk.h"
 
-#include "analysis/psi_parser.h"
+#include <cstring>
 
 namespace zarnow {
 
@@ -72,16 +72,8 @@ bool CPSIParser::findSync(const std::uint8_t* buffer, std::int32_t length, std::
 bool CPSIParser::findNextPacket(const std::uint8_t* buffer, std::int32_t length, std::uint16_t headerKey,
                                 const std::uint8_t*& packet) noexcept
 {
-    const Bytes bytes = bytesOf(buffer, length);
-    std::uint32_t start = 0;
-    if (!isSync(bytes, 0) && !findSync(buffer, length, start))
-        return false;
-    for (std::size_t position = start; position + packetSize < bytes.size(); position += packetSize) {
-        const std::uint8_t* here = bytes.data() + position;
-        if (here[0] != kSyncByte)
-            return false;  // no resynchronisation inside a walk: the caller goes on with another range
-        if ((here[1] & kTransportErrorBit) != 0)
-            continue;
+    CPacketWalk walk(*this, bytesOf(buffer, length));
+    while (const std::uint8_t* here = walk.next()) {
         const std::uint16_t word = maskedHeaderWord(here);
         if (lastHeaderWord != word)
             lastHeaderWord = word;

@@ -46,6 +46,12 @@ public:
     bool moveBy(std::int32_t distance) noexcept;
     bool moveFromEnd(std::int32_t distance) noexcept;
 
+    /// Goes back to where a read has been or would have come to, wherever that is.
+    bool resumeAt(std::int64_t position) noexcept
+    {
+        return isOpen() && setPosition(position);
+    }
+
     /// @return -1 without a file
     std::int64_t position() const noexcept;
 

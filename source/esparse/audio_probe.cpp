@@ -8,7 +8,7 @@ namespace zarnow {
 
 namespace {
 
-constexpr int kMaxAudioBlocks = 24;  // an audio header that has not come by then is not waited for
+constexpr std::uint32_t kMaxAudioBlocks = 24;  // an audio header that has not come by then is not waited for
 
 }  // namespace
 
@@ -42,28 +42,42 @@ bool CStreamProbe::probeAudioTypes(const PsiEntry& stream, std::size_t entry)
 
 bool CStreamProbe::probeAudioStream(std::uint16_t pid, std::uint8_t streamType, std::size_t entry, bool lpcmMode)
 {
-    seekToFirstPacket();
-    AudioProbeRecord& record = audioStreams[entry];
-    std::uint16_t headerKey = withUnitStart(headerKeyOfPid(pid));
-    for (int blocks = 0; blocks < kMaxAudioBlocks; ++blocks) {
-        Block block;
-        if (!readBlock(probeBlockSize(), block) || abortScan)
+    if (abortScan)
+        return false;
+    const std::uint32_t key = audioSearchKey(pid, streamType, lpcmMode);
+    auto known = audioSearches.find(key);
+    if (known == audioSearches.end()) {
+        AudioSearch search;
+        search.found = searchAudio(pid, streamType, lpcmMode, search);
+        if (abortScan)
             return false;
-        const AudioSearch result = findAudioHeader(block, headerKey, lpcmMode, streamType, record);
-        if (result == AudioSearch::found) {
-            record.pid = pid;
-            record.filePosition = lowFilePosition() - 1;
+        known = audioSearches.emplace(key, search).first;
+    }
+    if (known->second.looked)
+        audioStreams[entry] = known->second.record;
+    return known->second.found;
+}
+
+bool CStreamProbe::searchAudio(std::uint16_t pid, std::uint8_t streamType, bool lpcmMode, AudioSearch& search)
+{
+    std::uint16_t headerKey = withUnitStart(headerKeyOfPid(pid));
+    Block block;
+    for (std::uint32_t number = 0; readBlockWith(headerKey, number, kMaxAudioBlocks, block); ++number) {
+        const AudioResult result = findAudioHeader(block, headerKey, lpcmMode, streamType, search);
+        if (result == AudioResult::found) {
+            search.record.pid = pid;
+            search.record.filePosition = lowFilePosition() - 1;
             return true;
         }
-        if (result == AudioSearch::givenUp || !block.full)
+        if (result == AudioResult::givenUp)
             return false;
     }
     return false;
 }
 
 /// @param headerKey  after the first candidate it no longer asks for packets that start a payload unit
-CStreamProbe::AudioSearch CStreamProbe::findAudioHeader(const Block& block, std::uint16_t& headerKey, bool lpcmMode,
-                                                        std::uint8_t streamType, AudioProbeRecord& record)
+CStreamProbe::AudioResult CStreamProbe::findAudioHeader(const Block& block, std::uint16_t& headerKey, bool lpcmMode,
+                                                        std::uint8_t streamType, AudioSearch& search)
 {
     std::int64_t budget = block.length();
     std::int64_t position = 0;
@@ -74,14 +88,16 @@ CStreamProbe::AudioSearch CStreamProbe::findAudioHeader(const Block& block, std:
         const std::uint8_t* packet = nullptr;
         if (budget <= 0 ||
             !findNextPacket(block.data() + position, static_cast<std::int32_t>(budget), headerKey, packet))
-            return AudioSearch::notInBlock;
+            return AudioResult::notInBlock;
         if (!hasPayload(packet))
-            return AudioSearch::givenUp;
-        record = {};
+            return AudioResult::givenUp;
+        search.looked = true;
+        search.record = {};
         const Bytes payload = payloadOf(packet, packetSize);
-        if (parseAudioHeader(payload.data(), static_cast<std::int32_t>(payload.size()), streamType, record, lpcmMode)) {
-            record.streamId = payload[3];
-            return AudioSearch::found;
+        if (parseAudioHeader(payload.data(), static_cast<std::int32_t>(payload.size()), streamType, search.record,
+                             lpcmMode)) {
+            search.record.streamId = payload[3];
+            return AudioResult::found;
         }
         headerKey &= static_cast<std::uint16_t>(~kUnitStartBit);
         position = packet - block.data() + 1;

@@ -23,6 +23,7 @@ void CProgramSelection::resetAnalysis() noexcept
     currentPmtPid = 0;
     currentProgramNumber = 0;
     avcStreamInfo = {};
+    forgetSearches();
 }
 
 LoadResult CProgramSelection::loadFile(const CTransportFile::PathChar* path)

@@ -5,15 +5,19 @@
 #include <array>
 
 #include "analysis/file_scan.h"
-#include "esparse/probe_records.h"
+#include "esparse/block_index.h"
+#include "esparse/probe_cache.h"
 
 namespace zarnow {
 
 /// Every probe begins at the first packet and reads blocks of whole packets until a header parser accepts one, the
-/// file ends, or the stop flag is set.
+/// file ends, or the stop flag is set. Within one load a PID is searched once by a given parser, and blocks without
+/// its packets are read no more than once for all.
 class CStreamProbe : public CFileScan
 {
 public:
+    void setReadBufferSize(std::uint32_t size) noexcept;
+
     /// Fills `videoStreams` with the program's MPEG video streams or, when it has none, its AVC streams.
     /// @return whether a record was filled
     bool probeVideoStreams();
@@ -44,18 +48,32 @@ protected:
 
     bool hasStreamOfType(std::uint8_t streamType) const noexcept;
 
+    /// Forgets what earlier searches read: the file or the blocks are others now.
+    void forgetSearches() noexcept;
+
 private:
-    enum class AudioSearch { found, notInBlock, givenUp };
+    enum class AudioResult { found, notInBlock, givenUp };
 
     template <class Parser>
-    bool probeUnitStarts(std::uint16_t pid, VideoProbeRecord& record, Parser parser);
+    bool probeVideo(std::uint16_t pid, std::size_t entry, bool avc, Parser parser);
     template <class Parser>
-    const std::uint8_t* findAccepted(const Block& block, std::uint16_t headerKey, Parser& parser);
+    bool searchUnitStarts(std::uint16_t pid, VideoSearch& search, Parser& parser);
+    template <class Parser>
+    const std::uint8_t* findAccepted(const Block& block, std::uint16_t headerKey, VideoSearch& search, Parser& parser);
     bool probeAudioTypes(const PsiEntry& stream, std::size_t entry);
-    AudioSearch findAudioHeader(const Block& block, std::uint16_t& headerKey, bool lpcmMode, std::uint8_t streamType,
-                                AudioProbeRecord& record);
+    bool searchAudio(std::uint16_t pid, std::uint8_t streamType, bool lpcmMode, AudioSearch& search);
+    AudioResult findAudioHeader(const Block& block, std::uint16_t& headerKey, bool lpcmMode, std::uint8_t streamType,
+                                AudioSearch& search);
+    bool readBlockWith(std::uint16_t headerKey, std::uint32_t& number, std::uint32_t limit, Block& block);
+    bool readNewBlock(Block& block);
+    bool resumeAtBlock(std::uint32_t number) noexcept;
     std::int64_t lastPtsInBlock(const Block& block, std::uint16_t headerKey) const noexcept;
     std::uint32_t lowFilePosition() const noexcept;
+
+    CBlockIndex blockIndex;
+    std::int64_t firstBlockOffset = 0;  // of the blocks in the index
+    ProbeCache<VideoSearch> videoSearches;
+    ProbeCache<AudioSearch> audioSearches;
 };
 
 }  // namespace zarnow

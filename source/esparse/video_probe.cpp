@@ -5,6 +5,13 @@
 
 namespace zarnow {
 
+namespace
+{
+
+constexpr std::uint32_t kNoBlockLimit = 0xFFFFFFFF;
+
+}  // namespace
+
 bool CStreamProbe::probeVideoStreams()
 {
     if (!file.isOpen())
@@ -31,46 +38,65 @@ bool CStreamProbe::probeVideoStreams()
 
 bool CStreamProbe::probeVideoStream(std::uint16_t pid, std::size_t entry)
 {
-    VideoProbeRecord& record = videoStreams[entry];
-    return probeUnitStarts(pid, record, [&](const std::uint8_t* payload, std::int32_t length) {
-        if (!findSequenceHeader(payload, length, record))
+    return probeVideo(pid, entry, false, [](Bytes payload, VideoProbeRecord& record, AvcStreamInfo&) {
+        const auto length = static_cast<std::int32_t>(payload.size());
+        if (!findSequenceHeader(payload.data(), length, record))
             return false;
-        record.firstPts = static_cast<std::uint64_t>(findPesPts(payload, payload[3], length));
+        record.firstPts = static_cast<std::uint64_t>(findPesPts(payload.data(), payload[3], length));
         return true;
     });
 }
 
 bool CStreamProbe::probeAvcStream(std::uint16_t pid, std::size_t entry)
 {
-    VideoProbeRecord& record = videoStreams[entry];
-    return probeUnitStarts(pid, record, [&](const std::uint8_t* payload, std::int32_t length) {
-        return parseAvcSequenceHeader(avcStreamInfo, payload, length, record);
+    return probeVideo(pid, entry, true, [](Bytes payload, VideoProbeRecord& record, AvcStreamInfo& info) {
+        return parseAvcSequenceHeader(info, payload.data(), static_cast<std::int32_t>(payload.size()), record);
     });
+}
+
+/// Searches for the stream's header, or takes what an earlier search did.
+template <class Parser>
+bool CStreamProbe::probeVideo(std::uint16_t pid, std::size_t entry, bool avc, Parser parser)
+{
+    if (abortScan)
+        return false;
+    const std::uint32_t key = videoSearchKey(pid, avc);
+    auto known = videoSearches.find(key);
+    if (known == videoSearches.end()) {
+        VideoSearch search;
+        search.found = searchUnitStarts(pid, search, parser);
+        if (abortScan)
+            return false;
+        known = videoSearches.emplace(key, search).first;
+    }
+    known->second.applyTo(videoStreams[entry], avcStreamInfo);
+    return known->second.found;
 }
 
 /// Hands the payload of every packet that starts a PES packet to the parser until it accepts one.
 template <class Parser>
-bool CStreamProbe::probeUnitStarts(std::uint16_t pid, VideoProbeRecord& record, Parser parser)
+bool CStreamProbe::searchUnitStarts(std::uint16_t pid, VideoSearch& search, Parser& parser)
 {
-    seekToFirstPacket();
     const std::uint16_t headerKey = withUnitStart(headerKeyOfPid(pid));
     Block block;
-    do {
-        if (!readBlock(probeBlockSize(), block) || abortScan)
-            return false;
-        if (const std::uint8_t* packet = findAccepted(block, headerKey, parser)) {
-            record.streamId = payloadOf(packet, packetSize)[3];
-            file.moveBy(-static_cast<std::int32_t>(packet - block.data()));
-            record.filePosition = lowFilePosition();  // kept: the block's end less the packet's offset in the block
-            record.pid = pid;
-            return true;
+    for (std::uint32_t number = 0; readBlockWith(headerKey, number, kNoBlockLimit, block); ++number) {
+        const std::uint8_t* packet = findAccepted(block, headerKey, search, parser);
+        if (packet == nullptr)
+            continue;
+        file.moveBy(-static_cast<std::int32_t>(packet - block.data()));
+        for (VideoProbeRecord* record : {&search.record.first, &search.record.second}) {
+            record->streamId = payloadOf(packet, packetSize)[3];
+            record->filePosition = lowFilePosition();  // kept: the block's end less the packet's offset in the block
+            record->pid = pid;
         }
-    } while (block.full);
+        return true;
+    }
     return false;
 }
 
 template <class Parser>
-const std::uint8_t* CStreamProbe::findAccepted(const Block& block, std::uint16_t headerKey, Parser& parser)
+const std::uint8_t* CStreamProbe::findAccepted(const Block& block, std::uint16_t headerKey, VideoSearch& search,
+                                               Parser& parser)
 {
     std::size_t position = 0;
     while (block.bytes.size() - position > packetSize + 2) {
@@ -78,9 +104,12 @@ const std::uint8_t* CStreamProbe::findAccepted(const Block& block, std::uint16_t
         const std::uint8_t* packet = nullptr;
         if (!findNextPacket(rest.data(), static_cast<std::int32_t>(rest.size()), headerKey, packet))
             return nullptr;
-        const Bytes payload = payloadOf(packet, packetSize);
-        if (hasPayload(packet) && parser(payload.data(), static_cast<std::int32_t>(payload.size())))
-            return packet;
+        if (hasPayload(packet)) {
+            const Bytes payload = payloadOf(packet, packetSize);
+            parser(payload, search.record.second, search.avc.second);
+            if (parser(payload, search.record.first, search.avc.first))
+                return packet;
+        }
         position = static_cast<std::size_t>(packet - block.data()) + 1;
     }
     return nullptr;

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <chrono>
 
 #include "esparse/program_selection.h"
 #include "tests/support/temporary_file.h"
@@ -180,6 +181,49 @@ TEST(Load, OnlyTheFirstThreeRecordsOfAKindCount)
     EXPECT_EQ(filter.videoStreamCount, 4U);
     EXPECT_EQ(filter.describe(2, 0x13), "MPEG2 Video (0x0013)");
     EXPECT_EQ(filter.describe(2, 0x14), "");
+}
+
+/// A map section of 4095 bytes: entries on PIDs that the file does not have, read on through 22 packets. The last entry
+/// in each one has a descriptor that ends behind the next one's header.
+Data endlessMap(std::uint16_t pmtPid, std::uint16_t number, std::uint8_t streamType, std::uint16_t pid)
+{
+    Data section = firstBytes(pmtSection(number, {}), 12);
+    section[1] = 0xBF;
+    section[2] = 0xFF;
+    const auto entries = [&](std::size_t count, std::uint8_t lastInfo) {
+        BitWriter out;
+        for (std::size_t i = 0; i < count; ++i)
+            out.bits(streamType, 8).bits(pid++, 16).bits(i + 1 == count ? lastInfo : 0, 16);
+        return out.bytes();
+    };
+    Data packets = packet({.pid = pmtPid}, pointed(join({section, entries(34, 1 + 4)})));
+    for (int i = 0; i < 21; ++i)
+        packets = join({packets, packet({.pid = 0x0FFF, .unitStart = false}, entries(36, 4 + 4))});
+    return packets;
+}
+
+TEST(Load, EndsWithinASecondWhateverTheFile)
+{
+    // Sixty programs of hundreds of streams each. Thirty are playable by their last stream, so that every removal of
+    // one of the others makes the walk over them begin again.
+    for (const int type : {0x02, 0x1B, 0x81}) {
+        const auto streamType = static_cast<std::uint8_t>(type);
+        std::vector<Program> programs;
+        Data maps;
+        for (std::uint16_t number = 1; number <= 60; ++number) {
+            programs.push_back({number, 0x100});
+            maps = join({maps, endlessMap(0x100, number, streamType, number <= 30 ? 0x1000 : 0x1400)});
+        }
+        const Data content = join(
+            {patPacket(programs), maps, nullPackets(4000),
+             type == 0x81 ? packet({.pid = 0x1100}, pes(0xBD, {0x0B, 0x77, 0, 0, 0x1C, 0, 0x40})) : mpegVideo(0x1100),
+             nullPackets(2)});
+        Selection filter;
+        const auto begin = std::chrono::steady_clock::now();
+        EXPECT_EQ(filter.load(content), LoadResult::Status::loaded);
+        const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - begin;
+        EXPECT_LT(seconds.count(), 1.0) << type << ": a file of 1 MB";
+    }
 }
 
 TEST(DefaultPids, Settings)

@@ -1,0 +1,41 @@
+/// @file
+/// The forward walk over a block of the file, packet by packet.
+#pragma once
+
+#include "analysis/psi_parser.h"
+
+namespace zarnow {
+
+/// Begins at the block's first byte when that is a sync byte, else at the first confirmed one. Ends where a sync byte
+/// is missing, and before a packet that ends where the block ends. Packets marked as in error are stepped over.
+class CPacketWalk
+{
+public:
+    CPacketWalk(const CPSIParser& parser, Bytes block) noexcept : block_(block), step_(parser.packetSize)
+    {
+        std::uint32_t start = 0;
+        const bool aligned = !block.empty() && block[0] == kSyncByte;
+        position_ = aligned || parser.findSync(block.data(), static_cast<std::int32_t>(block.size()), start)
+                        ? start
+                        : block.size();
+    }
+
+    /// The next packet's sync byte; more than one packet size of the block is left from there. Null at the walk's end.
+    const std::uint8_t* next() noexcept
+    {
+        while (position_ + step_ < block_.size() && block_[position_] == kSyncByte) {
+            const std::uint8_t* packet = block_.data() + position_;
+            position_ += step_;
+            if ((packet[1] & kTransportErrorBit) == 0)
+                return packet;
+        }
+        return nullptr;
+    }
+
+private:
+    Bytes block_;
+    std::size_t step_;
+    std::size_t position_ = 0;
+};
+
+}  // namespace zarnow
