@@ -1,0 +1,125 @@
+#include <cstring>
+
+#include "analysis/psi_parser.h"
+
+namespace zarnow {
+
+namespace {
+
+constexpr std::size_t kMinimumForPacketSize = 2000;
+constexpr std::size_t kPacketSizeLookAhead = 400;  // room for the third sync byte at either packet size
+constexpr std::size_t kSkipAfterOddSync = 184;     // a packet's length less its header
+constexpr std::size_t kSkipAfterUnconfirmedSync = 185;
+constexpr std::size_t kMinimumPacketsForSync = 5;
+constexpr std::size_t kBackwardSyncRange = 1000;  // where the backward walk looks for its footing
+constexpr std::size_t kMinimumPacketsForBackwardSync = 6;
+
+bool isSync(Bytes bytes, std::size_t offset) noexcept
+{
+    return offset < bytes.size() && bytes[offset] == kSyncByte;
+}
+
+/// The first sync byte at or after the offset, or the range's end.
+std::size_t nextSyncByte(Bytes bytes, std::size_t from, std::size_t end) noexcept
+{
+    if (from >= end)
+        return end;
+    const void* found = std::memchr(bytes.data() + from, kSyncByte, end - from);
+    return found != nullptr ? static_cast<std::size_t>(static_cast<const std::uint8_t*>(found) - bytes.data()) : end;
+}
+
+bool confirmsPacketSize(Bytes bytes, std::size_t at, std::size_t size) noexcept
+{
+    return isSync(bytes, at + size) && isSync(bytes, at + 2 * size);
+}
+
+}  // namespace
+
+bool CPSIParser::detectPacketSize(const std::uint8_t* buffer, std::int32_t length, std::uint32_t& size) noexcept
+{
+    size = kPacketSize;
+    const Bytes bytes = bytesOf(buffer, length);
+    if (bytes.size() <= kMinimumForPacketSize)
+        return false;
+    const std::size_t end = bytes.size() - kPacketSizeLookAhead;
+    for (std::size_t i = nextSyncByte(bytes, 0, end); i < end; i = nextSyncByte(bytes, i + kSkipAfterOddSync, end)) {
+        for (const std::uint32_t candidate : {kPacketSize, kTimedPacketSize}) {
+            if (confirmsPacketSize(bytes, i, candidate)) {
+                size = candidate;
+                return true;
+            }
+        }
+    }
+    return false;
+}
+
+bool CPSIParser::findSync(const std::uint8_t* buffer, std::int32_t length, std::uint32_t& offset) const noexcept
+{
+    const Bytes bytes = bytesOf(buffer, length);
+    const std::size_t end = bytes.size();
+    if (end <= kMinimumPacketsForSync * packetSize)
+        return false;
+    for (std::size_t i = nextSyncByte(bytes, 0, end); i < end;
+         i = nextSyncByte(bytes, i + kSkipAfterUnconfirmedSync, end)) {
+        if (confirmsPacketSize(bytes, i, packetSize)) {
+            offset = static_cast<std::uint32_t>(i);
+            return true;
+        }
+    }
+    return false;
+}
+
+bool CPSIParser::findNextPacket(const std::uint8_t* buffer, std::int32_t length, std::uint16_t headerKey,
+                                const std::uint8_t*& packet) noexcept
+{
+    const Bytes bytes = bytesOf(buffer, length);
+    std::uint32_t start = 0;
+    if (!isSync(bytes, 0) && !findSync(buffer, length, start))
+        return false;
+    for (std::size_t position = start; position + packetSize < bytes.size(); position += packetSize) {
+        const std::uint8_t* here = bytes.data() + position;
+        if (here[0] != kSyncByte)
+            return false;  // no resynchronisation inside a walk: the caller goes on with another range
+        if ((here[1] & kTransportErrorBit) != 0)
+            continue;
+        const std::uint16_t word = maskedHeaderWord(here);
+        if (lastHeaderWord != word)
+            lastHeaderWord = word;
+        if (matchesKey(word, headerKey)) {
+            packet = here;
+            return true;
+        }
+    }
+    return false;
+}
+
+bool CPSIParser::findLastPacket(const std::uint8_t* buffer, std::int32_t length, std::uint16_t headerKey,
+                                const std::uint8_t*& packet) const noexcept
+{
+    const Bytes bytes = bytesOf(buffer, length);
+    if (bytes.size() < packetSize)
+        return false;
+    std::size_t position = bytes.size() - packetSize;
+    if (!isSync(bytes, position)) {
+        if (bytes.size() <= kMinimumPacketsForBackwardSync * packetSize)
+            return false;
+        const std::size_t start = bytes.size() - kBackwardSyncRange;
+        std::uint32_t offset = 0;
+        if (!findSync(buffer + start, static_cast<std::int32_t>(kBackwardSyncRange), offset))
+            return false;
+        position = start + offset + 2 * packetSize;  // the last of the three that confirmed it
+    }
+    for (; position >= 1; position = position > packetSize ? position - packetSize : 0) {
+        const std::uint8_t* here = bytes.data() + position;
+        if (here[0] != kSyncByte)
+            return false;
+        const bool headerWhole = position + 3 <= bytes.size();
+        if (headerWhole && (here[1] & kTransportErrorBit) == 0 && matchesKey(maskedHeaderWord(here), headerKey)) {
+            packet = here;
+            return true;
+        }
+    }
+    return false;
+}
+
+}  // namespace zarnow

@@ -1,0 +1,87 @@
+#include <cstring>
+
+#include "analysis/psi_parser.h"
+
+namespace zarnow {
+
+namespace {
+
+constexpr std::size_t kStampOffset = 9;  // of the PTS field in a PES header
+constexpr std::size_t kStampSize = 5;
+constexpr std::size_t kStartCodeSize = 4;  // 00 00 01 and the stream_id
+
+bool isPesStart(const std::uint8_t* bytes, std::uint8_t streamId) noexcept
+{
+    return bytes[0] == 0 && bytes[1] == 0 && bytes[2] == 1 && bytes[3] == streamId;
+}
+
+}  // namespace
+
+bool CPSIParser::parsePts(const std::uint8_t* field, std::int64_t& ticks) noexcept
+{
+    if (field == nullptr)
+        return false;
+    const std::uint32_t lead = field[0];
+    const bool prefixed = (lead & 0xE0) == 0x20 || (lead & 0xF0) == 0x10;
+    const std::uint32_t middle = static_cast<std::uint32_t>((field[1] << 8) | field[2]);
+    const std::uint32_t last = static_cast<std::uint32_t>((field[3] << 8) | field[4]);
+    // The marker bit of the first byte is not looked at: streams with a wrong one are played all the same.
+    if (!prefixed || (middle & 1) == 0 || (last & 1) == 0)
+        return false;
+    const std::uint64_t low = ((lead & 0x06) << 29) + ((middle & 0xFFFE) << 14) + (last >> 1);
+    // Kept: bit 32 is sign-extended, not added as 2^32. Durations are differences of two such values.
+    const std::uint64_t high = (lead & 0x08) != 0 ? 0xFFFFFFFF00000000ULL : 0;
+    ticks = static_cast<std::int64_t>(high | low);
+    return true;
+}
+
+std::int64_t CPSIParser::readPesPts(const std::uint8_t* pes, std::int32_t length) noexcept
+{
+    const Bytes bytes = bytesOf(pes, length);
+    if (bytes.size() < kStampOffset + kStampSize || (bytes[0] & 0x01) != 0)
+        return 0;
+    const bool hasStamp = (bytes[7] & 0x80) != 0;
+    std::int64_t ticks = 0;
+    return hasStamp && parsePts(pes + kStampOffset, ticks) ? ticks : 0;
+}
+
+std::int64_t CPSIParser::findPesPts(const std::uint8_t* buffer, std::uint8_t streamId, std::int32_t length) noexcept
+{
+    const Bytes bytes = bytesOf(buffer, length);
+    for (std::size_t i = 0; i + kStartCodeSize <= bytes.size(); ++i) {
+        const void* zero = std::memchr(bytes.data() + i, 0, bytes.size() - i);
+        if (zero == nullptr)
+            return 0;
+        i = static_cast<std::size_t>(static_cast<const std::uint8_t*>(zero) - bytes.data());
+        if (i + kStartCodeSize <= bytes.size() && isPesStart(bytes.data() + i, streamId))
+            return readPesPts(bytes.data() + i, static_cast<std::int32_t>(bytes.size() - i));
+    }
+    return 0;
+}
+
+bool CPSIParser::findAc3Sync(const std::uint8_t* buffer, std::int32_t length, std::uint32_t& offset) noexcept
+{
+    const Bytes bytes = bytesOf(buffer, length);
+    for (std::size_t i = 0; i + 1 < bytes.size(); ++i) {
+        const std::uint32_t word = bigEndian16(bytes, i);
+        if (word == 0x0B77 || word == 0x770B) {
+            offset = static_cast<std::uint32_t>(i);
+            return true;
+        }
+    }
+    return false;
+}
+
+bool CPSIParser::findMpegAudioSync(const std::uint8_t* buffer, std::int32_t length, std::uint32_t& offset) noexcept
+{
+    const Bytes bytes = bytesOf(buffer, length);
+    for (std::size_t i = 0; i + 1 < bytes.size(); ++i) {
+        if ((bigEndian16(bytes, i) & 0xFFF0) == 0xFFF0) {
+            offset = static_cast<std::uint32_t>(i);
+            return true;
+        }
+    }
+    return false;
+}
+
+}  // namespace zarnow

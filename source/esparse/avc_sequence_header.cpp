@@ -1,0 +1,105 @@
+#include "esparse/avc_sequence_header.h"
+
+#include "esparse/sps_parser.h"
+
+namespace zarnow {
+
+namespace {
+
+constexpr std::size_t kPesHeaderSize = 9;  // up to and with PES_header_data_length
+constexpr std::uint8_t kAccessUnitDelimiter = 9;
+constexpr std::uint8_t kSequenceParameterSet = 7;
+constexpr std::int64_t kLeastAfterDelimiter = 40;  // bytes
+
+std::uint8_t nalUnitType(std::uint8_t header) noexcept
+{
+    return header & 0x1F;
+}
+
+std::uint8_t nalRefIdc(std::uint8_t header) noexcept
+{
+    return (header >> 5) & 3;
+}
+
+bool startsVideoPes(Bytes payload) noexcept
+{
+    return payload.size() >= 4 && payload[0] == 0 && payload[1] == 0 && payload[2] == 1 && (payload[3] & 0xF0) == 0xE0;
+}
+
+/// Length of the start code that the bytes begin with: 3, 4, or 0 without one.
+std::size_t startCodeLength(Bytes bytes) noexcept
+{
+    const auto is = [&](std::size_t at, std::uint8_t value) { return at < bytes.size() && bytes[at] == value; };
+    if (!is(0, 0) || !is(1, 0))
+        return 0;
+    if (is(2, 1))
+        return 3;
+    return is(2, 0) && is(3, 1) ? 4 : 0;
+}
+
+bool endsNalUnit(Bytes bytes) noexcept
+{
+    return bytes.size() >= 3 && bytes[0] == 0 && bytes[1] == 0 && bytes[2] <= 1;
+}
+
+/// Moves both the view and the remaining length, which counts down from the payload's length and not from that of the
+/// unescaped copy.
+void advance(Bytes& data, std::int64_t& remaining, std::size_t count) noexcept
+{
+    data = data.subspan(std::min(count, data.size()));
+    remaining -= static_cast<std::int64_t>(count);
+}
+
+/// Steps over an access unit delimiter to the next NAL unit.
+bool skipDelimiter(Bytes& data, std::int64_t& remaining) noexcept
+{
+    while (remaining >= 4 && !data.empty() && !endsNalUnit(data))
+        advance(data, remaining, 1);
+    if (data.size() > 2 && data[2] == 0)
+        advance(data, remaining, 1);
+    advance(data, remaining, 3);
+    return remaining >= kLeastAfterDelimiter;
+}
+
+}  // namespace
+
+std::size_t appendUnescaped(Bytes payload, std::vector<std::uint8_t>& copy)
+{
+    std::size_t i = 0;
+    while (i + 2 < payload.size()) {
+        const bool escaped = payload[i] == 0 && payload[i + 1] == 0 && payload[i + 2] == 3;
+        copy.insert(copy.end(), payload.begin() + static_cast<std::ptrdiff_t>(i),
+                    payload.begin() + static_cast<std::ptrdiff_t>(i + (escaped ? 2 : 1)));
+        i += escaped ? 3 : 1;
+    }
+    return i;
+}
+
+bool parseAvcSequenceHeader(AvcStreamInfo& info, const std::uint8_t* payload, std::int32_t length,
+                            VideoProbeRecord& stream)
+{
+    const Bytes whole = bytesOf(payload, length);
+    if (!startsVideoPes(whole))
+        return false;
+    std::vector<std::uint8_t> copy;
+    copy.reserve(whole.size());
+    appendUnescaped(whole, copy);
+    Bytes data = copy;
+    if (data.size() < kPesHeaderSize)
+        return false;
+
+    std::int64_t remaining = length;
+    advance(data, remaining, kPesHeaderSize + data[8]);
+    const std::size_t startCode = startCodeLength(data);
+    if (startCode == 0)
+        return false;
+    advance(data, remaining, startCode);
+    if (!data.empty() && nalUnitType(data[0]) == kAccessUnitDelimiter && nalRefIdc(data[0]) == 0 &&
+        !skipDelimiter(data, remaining))
+        return false;
+    if (data.empty() || nalRefIdc(data[0]) == 0 || nalUnitType(data[0]) != kSequenceParameterSet)
+        return false;
+    return CSpsParser(data.subspan(1), info, stream).parse();
+}
+
+}  // namespace zarnow

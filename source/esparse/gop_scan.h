@@ -1,0 +1,63 @@
+/// @file
+/// The coding structure of an AVC stream, read from its NAL units (ITU-T H.264, 7.3) without assembling PES packets.
+#pragma once
+
+#include <vector>
+
+#include "esparse/bit_reader.h"
+#include "esparse/stream_probe.h"
+
+namespace zarnow {
+
+/// Walks the NAL units of one packet payload after the other, up to the second sequence parameter set.
+class CGopScanner
+{
+public:
+    /// @param info  entropy_coding_mode_flag and initialCpbRemovalDelay are written as they are met
+    explicit CGopScanner(AvcStreamInfo& info) noexcept : info_(info) {}
+
+    /// @return true when the second sequence parameter set was reached
+    bool scanAvcPayload(const std::uint8_t* payload, std::int32_t length);
+
+    /// Writes the counts, halved for streams that may code fields.
+    void storeCounts() noexcept;
+
+private:
+    /// Where a NAL unit begins in the working buffer: its header byte, behind the start code.
+    void loadBuffer(Bytes payload);
+    void carryFrom(std::size_t position);
+    void takeNalUnit(std::size_t header);
+    void takeSlice(Bytes data) noexcept;
+    void countPicture() noexcept;
+    void countBRun(bool bPicture) noexcept;
+    void takePictureParameterSet(Bytes data) noexcept;
+    void takeSei(Bytes data) noexcept;
+    void takeBufferingPeriod(Bytes data) noexcept;
+
+    AvcStreamInfo& info_;
+    bool firstPictureDone_ = false;  // closed by the start of the second
+    bool firstPictureOpen_ = false;
+    bool bRunDone_ = false;
+    bool inBRun_ = false;
+    bool bufferingPeriodRead_ = false;
+    std::uint32_t slicesInFirstPicture_ = 0;
+    std::uint32_t bPictureRun_ = 0;
+    std::uint32_t pictureCount_ = 0;
+    std::uint32_t spsCount_ = 0;
+    std::vector<std::uint8_t> carry_;   // bytes left for the next packet, at most 13
+    std::vector<std::uint8_t> buffer_;  // the carried bytes and the unescaped payload
+};
+
+class CGopScan : public CStreamProbe
+{
+public:
+    /// Scans a stream from the first packet on and fills its facts in `avcStreamInfo`.
+    /// @return true when a second sequence parameter set was reached
+    bool scanAvcGop(std::uint16_t pid);
+
+private:
+    bool scanPacket(const std::uint8_t* packet, std::uint16_t pid, CGopScanner& scanner) const;
+    bool scanBlock(const Block& block, std::uint16_t pid, CGopScanner& scanner) const;
+};
+
+}  // namespace zarnow

@@ -1,0 +1,205 @@
+#include <algorithm>
+#include <array>
+
+#include "esparse/avc_sequence_header.h"
+#include "esparse/gop_scan.h"
+
+namespace zarnow {
+
+namespace {
+
+namespace nal_type {
+constexpr std::uint8_t kSlice = 1;
+constexpr std::uint8_t kSlicePartitionA = 2;
+constexpr std::uint8_t kIdrSlice = 5;
+constexpr std::uint8_t kSei = 6;
+constexpr std::uint8_t kSequenceParameterSet = 7;
+constexpr std::uint8_t kPictureParameterSet = 8;
+}  // namespace nal_type
+
+constexpr std::uint32_t kSpsWanted = 2;
+constexpr std::size_t kStartCodeSize = 3;
+constexpr std::size_t kNalBytesNeeded = 11;  // of types 1 to 8; fewer are carried to the next packet
+constexpr std::size_t kBytesCarried = 4;     // where no start code is left: one may begin in them
+
+/// Start of the next 00 00 01, or the buffer's end.
+std::size_t findStartCode(Bytes bytes, std::size_t from) noexcept
+{
+    constexpr std::array<std::uint8_t, kStartCodeSize> kStartCode{0, 0, 1};
+    const auto begin = bytes.begin() + static_cast<std::ptrdiff_t>(from);
+    return static_cast<std::size_t>(std::search(begin, bytes.end(), kStartCode.begin(), kStartCode.end()) -
+                                    bytes.begin());
+}
+
+bool isSlice(std::uint8_t type) noexcept
+{
+    return type == nal_type::kSlice || type == nal_type::kSlicePartitionA || type == nal_type::kIdrSlice;
+}
+
+/// A NAL unit that is looked into is carried whole to the next packet when too little of it is here; so is a start code
+/// with nothing behind it.
+bool goesOnInNextPacket(Bytes nalUnit) noexcept
+{
+    if (nalUnit.empty())
+        return true;
+    const std::uint8_t type = nalUnit[0] & 0x1F;
+    return type >= nal_type::kSlice && type <= nal_type::kPictureParameterSet && nalUnit.size() < kNalBytesNeeded;
+}
+
+/// A number of SEI syntax (7.3.2.3.1): any 0xFF bytes and one more, added up.
+bool readSeiNumber(Bytes& data, std::size_t& number) noexcept
+{
+    number = 0;
+    while (!data.empty()) {
+        const std::uint8_t byte = data.front();
+        data = data.subspan(1);
+        number += byte;
+        if (byte != 0xFF)
+            return true;
+    }
+    return false;
+}
+
+}  // namespace
+
+bool CGopScanner::scanAvcPayload(const std::uint8_t* payload, std::int32_t length)
+{
+    loadBuffer(bytesOf(payload, length));
+    const std::size_t end = buffer_.size();
+    std::size_t position = 0;
+    while (position < end && spsCount_ < kSpsWanted) {
+        const std::size_t startCode = findStartCode(buffer_, position);
+        if (startCode == end) {
+            carryFrom(end - std::min(end, kBytesCarried));
+            break;
+        }
+        const std::size_t header = startCode + kStartCodeSize;
+        if (goesOnInNextPacket(Bytes(buffer_).subspan(header))) {
+            carryFrom(startCode);
+            break;
+        }
+        takeNalUnit(header);
+        position = header;
+    }
+    return spsCount_ >= kSpsWanted;
+}
+
+void CGopScanner::loadBuffer(Bytes payload)
+{
+    buffer_.swap(carry_);
+    carry_.clear();
+    const std::size_t consumed = appendUnescaped(payload, buffer_);
+    buffer_.insert(buffer_.end(), payload.begin() + static_cast<std::ptrdiff_t>(consumed), payload.end());
+}
+
+void CGopScanner::carryFrom(std::size_t position)
+{
+    carry_.assign(buffer_.begin() + static_cast<std::ptrdiff_t>(position), buffer_.end());
+}
+
+void CGopScanner::takeNalUnit(std::size_t header)
+{
+    const std::uint8_t type = buffer_[header] & 0x1F;
+    const Bytes data = Bytes(buffer_).subspan(header + 1);
+    if (isSlice(type))
+        takeSlice(data);
+    else if (type == nal_type::kSequenceParameterSet)
+        ++spsCount_;
+    else if (type == nal_type::kPictureParameterSet)
+        takePictureParameterSet(data);
+    else if (type == nal_type::kSei && !bufferingPeriodRead_)
+        takeSei(data.first(findStartCode(data, 0)));
+}
+
+void CGopScanner::takeSlice(Bytes data) noexcept
+{
+    CBitCursor cursor(data);
+    std::int32_t bitsLeft = 8;
+    std::uint32_t bitsUsed = 0;
+    const std::uint32_t firstMacroblock = readUE(cursor, bitsLeft, bitsUsed);
+    const std::uint32_t sliceType = readUE(cursor, bitsLeft, bitsUsed);
+    if (cursor.overrun())
+        return;
+    if (firstMacroblock != 0) {
+        slicesInFirstPicture_ += firstPictureOpen_ ? 1 : 0;
+        return;
+    }
+    countPicture();
+    countBRun(sliceType == 1 || sliceType == 6);
+}
+
+void CGopScanner::countPicture() noexcept
+{
+    ++pictureCount_;
+    if (firstPictureDone_)
+        return;
+    firstPictureDone_ = firstPictureOpen_;
+    firstPictureOpen_ = !firstPictureDone_;
+    slicesInFirstPicture_ += firstPictureOpen_ ? 1 : 0;
+}
+
+void CGopScanner::countBRun(bool bPicture) noexcept
+{
+    if (bPicture && !bRunDone_) {
+        ++bPictureRun_;
+        inBRun_ = true;
+    } else if (!bPicture && inBRun_) {
+        bRunDone_ = true;
+        inBRun_ = false;
+    }
+}
+
+void CGopScanner::takePictureParameterSet(Bytes data) noexcept
+{
+    CBitCursor cursor(data);
+    std::int32_t bitsLeft = 8;
+    std::uint32_t bitsUsed = 0;
+    readUE(cursor, bitsLeft, bitsUsed);  // pic_parameter_set_id
+    readUE(cursor, bitsLeft, bitsUsed);  // seq_parameter_set_id
+    const std::uint32_t entropyCodingMode = readBits(cursor, bitsLeft, 1);
+    if (!cursor.overrun())
+        info_.entropy_coding_mode_flag = static_cast<std::uint8_t>(entropyCodingMode);
+}
+
+/// Looks for a buffering period among the messages; @param data  up to the next start code
+void CGopScanner::takeSei(Bytes data) noexcept
+{
+    std::size_t payloadType = 0;
+    std::size_t payloadSize = 0;
+    while (readSeiNumber(data, payloadType) && readSeiNumber(data, payloadSize)) {
+        if (payloadType == 0) {
+            takeBufferingPeriod(data);
+            return;
+        }
+        if (payloadSize >= data.size())
+            return;
+        data = data.subspan(payloadSize);
+    }
+}
+
+void CGopScanner::takeBufferingPeriod(Bytes data) noexcept
+{
+    CBitCursor cursor(data);
+    std::int32_t bitsLeft = 8;
+    std::uint32_t bitsUsed = 0;
+    readUE(cursor, bitsLeft, bitsUsed);  // seq_parameter_set_id
+    const std::uint32_t delay = readBits(cursor, bitsLeft, info_.initialCpbRemovalDelayLength);
+    if (cursor.overrun())
+        return;
+    info_.initialCpbRemovalDelay = delay;
+    bufferingPeriodRead_ = true;
+}
+
+void CGopScanner::storeCounts() noexcept
+{
+    const std::uint32_t picturesPerFrame = info_.frame_mbs_only_flag == 0 ? 2 : 1;
+    const auto frames = [=](std::uint32_t pictures) {
+        return static_cast<std::uint8_t>(static_cast<std::int32_t>(pictures) /
+                                         static_cast<std::int32_t>(picturesPerFrame));
+    };
+    info_.slicesPerPicture = static_cast<std::uint8_t>(slicesInFirstPicture_);
+    info_.bFrameRun = frames(bPictureRun_);
+    info_.gopPictureCount = frames(pictureCount_);
+}
+
+}  // namespace zarnow

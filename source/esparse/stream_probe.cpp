@@ -1,0 +1,31 @@
+#include "esparse/stream_probe.h"
+
+namespace zarnow {
+
+bool CStreamProbe::seekToFirstPacket()
+{
+    if (!file.isOpen())
+        return false;
+    rewindToData();  // without a sync byte anywhere the probe goes on from the file's start
+    return true;
+}
+
+std::uint32_t CStreamProbe::probeBlockSize() const noexcept
+{
+    const std::uint32_t packets = readBufferSize / packetSize;
+    return packets > 2 ? (packets - 2) * packetSize : 0;
+}
+
+bool CStreamProbe::hasStreamOfType(std::uint8_t streamType) const noexcept
+{
+    std::uint16_t pid = 0;
+    std::uint8_t type = 0;
+    return findStreamByType(0, streamType, pid, type);
+}
+
+std::uint32_t CStreamProbe::lowFilePosition() const noexcept
+{
+    return static_cast<std::uint32_t>(file.position());
+}
+
+}  // namespace zarnow
