@@ -118,21 +118,21 @@ struct CPSIParser::SectionCandidate
     std::size_t offset = 0;  ///< of table_id in it
 
     Bytes section() const noexcept { return packet.subspan(offset); }
-    void locate(std::uint32_t packetSize, std::uint8_t tableId) noexcept;
+    void locate(std::uint32_t sizeOfPacket, std::uint8_t tableId) noexcept;
 };
 
-void CPSIParser::SectionCandidate::locate(std::uint32_t packetSize, std::uint8_t tableId) noexcept
+void CPSIParser::SectionCandidate::locate(std::uint32_t sizeOfPacket, std::uint8_t tableId) noexcept
 {
     state = State::noPayload;
     if (!hasPayload(packet.data()))
         return;
     state = State::rejected;
     const auto payload = static_cast<std::size_t>(payloadOffset(packet.data()));
-    if (payload - kPacketHeaderSize > packetSize || payload >= packet.size())
+    if (payload - kPacketHeaderSize > sizeOfPacket || payload >= packet.size())
         return;
     const std::size_t pointerSize = packet[payload] + std::size_t{1};  // pointer_field and the bytes it skips
     offset = payload + pointerSize;
-    if (pointerSize > packetSize || offset + kSectionHeaderSize > packet.size())
+    if (pointerSize > sizeOfPacket || offset + kSectionHeaderSize > packet.size())
         return;
     if (packet[offset] == tableId)
         state = State::section;

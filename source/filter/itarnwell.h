@@ -21,7 +21,8 @@ extern "C" {
 static const IID IID_ITarnwell = {0x2b8f5d73, 0xc61e, 0x4a09, {0x8e, 0x47, 0xd3, 0xa0, 0x6b, 0x15, 0xc2, 0xe8}};
 
 /* {4A7E2C19-B3D5-4F08-9C61-2E5D8A3F7B14} the filter, "Zarnow Transport Stream Source" */
-static const CLSID CLSID_ZarnowTSSource = {0x4a7e2c19, 0xb3d5, 0x4f08, {0x9c, 0x61, 0x2e, 0x5d, 0x8a, 0x3f, 0x7b, 0x14}};
+static const CLSID CLSID_ZarnowTSSource = {
+    0x4a7e2c19, 0xb3d5, 0x4f08, {0x9c, 0x61, 0x2e, 0x5d, 0x8a, 0x3f, 0x7b, 0x14}};
 
 /* {6F2D9E41-0A7C-4B3E-A5D2-71C8E94B0F36} its property page, "TS Properties" */
 static const CLSID CLSID_ZarnowTSProperties = {
@@ -47,13 +48,13 @@ typedef struct TarnwellVideoInfo
     BYTE fixed_frame_rate_flag;
     BYTE timing_info_present_flag;
     BYTE reserved[2];
-    DWORD frameRateTimes100;           /* frames per second x 100 */
-    DWORD estimatedAverageBitRate;     /* bits per second: 80 % of hrdBitRate */
-    DWORD hrdBitRate;                  /* bits per second, first HRD schedule, else estimated from the file */
-    DWORD hrdCpbSize;                  /* bits, first HRD schedule */
+    DWORD frameRateTimes100;            /* frames per second x 100 */
+    DWORD estimatedAverageBitRate;      /* bits per second: 80 % of hrdBitRate */
+    DWORD hrdBitRate;                   /* bits per second, first HRD schedule, else estimated from the file */
+    DWORD hrdCpbSize;                   /* bits, first HRD schedule */
     DWORD initialCpbRemovalDelayLength; /* bits */
-    DWORD timeOffsetLength;            /* bits */
-    DWORD initialCpbRemovalDelay;      /* 90 kHz ticks, first buffering-period SEI message */
+    DWORD timeOffsetLength;             /* bits */
+    DWORD initialCpbRemovalDelay;       /* 90 kHz ticks, first buffering-period SEI message */
 } TarnwellVideoInfo;
 
 #undef INTERFACE
@@ -72,14 +73,14 @@ DECLARE_INTERFACE_(ITarnwell, IUnknown)
     STDMETHOD(SetBufferSize)(THIS_ DWORD cb) PURE;
 
     /// @return E_POINTER when pcb is null
-    STDMETHOD(GetBufferSize)(THIS_ DWORD* pcb) PURE;
+    STDMETHOD(GetBufferSize)(THIS_ DWORD * pcb) PURE;
 
     /// @return E_POINTER when pCount is null
-    STDMETHOD(GetProgramCount)(THIS_ DWORD* pCount) PURE;
+    STDMETHOD(GetProgramCount)(THIS_ DWORD * pCount) PURE;
 
     /// The selected program. The numbers are always written, the index only when the program is in the list.
     /// @return S_FALSE when it is not
-    STDMETHOD(GetCurrentProgram)(THIS_ DWORD* pIndex, WORD* pProgramNumber, WORD* pPmtPid) PURE;
+    STDMETHOD(GetCurrentProgram)(THIS_ DWORD * pIndex, WORD * pProgramNumber, WORD * pPmtPid) PURE;
 
     /// @return E_FAIL when no program has both values; the selection then stays
     STDMETHOD(SelectProgramByNumber)(THIS_ WORD pmtPid, WORD programNumber) PURE;
@@ -90,15 +91,15 @@ DECLARE_INTERFACE_(ITarnwell, IUnknown)
     /// pProgramNumber and pName may be null, but a name needs a valid pProgramNumber. An index past the last program
     /// leaves both numbers untouched. The caller frees the name with SysFreeString.
     /// @return E_POINTER when pPmtPid is null
-    STDMETHOD(GetProgramInfo)(THIS_ DWORD index, WORD* pPmtPid, WORD* pProgramNumber, BSTR* pName) PURE;
+    STDMETHOD(GetProgramInfo)(THIS_ DWORD index, WORD * pPmtPid, WORD * pProgramNumber, BSTR * pName) PURE;
 
     /// @return E_POINTER when pCount is null
-    STDMETHOD(GetStreamCount)(THIS_ WORD pmtPid, WORD programNumber, DWORD* pCount) PURE;
+    STDMETHOD(GetStreamCount)(THIS_ WORD pmtPid, WORD programNumber, DWORD * pCount) PURE;
 
     /// The index-th stream of a program: its PID and a description in words, freed with SysFreeString.
     /// @return S_FALSE without a text when the stream cannot be described, E_FAIL when there is no such stream,
     ///         E_POINTER when an output is null
-    STDMETHOD(GetStreamInfo)(THIS_ DWORD index, WORD pmtPid, WORD programNumber, WORD* pPid, BSTR* pDescription) PURE;
+    STDMETHOD(GetStreamInfo)(THIS_ DWORD index, WORD pmtPid, WORD programNumber, WORD * pPid, BSTR * pDescription) PURE;
 
     /// The PIDs and stream types to assume at the next load instead of reading program tables. In force only while
     /// both videoPid and audioPid are not 0. A pmtPid of 0 means 0x0100, an audioStreamType of 0 means 0x81.
@@ -108,7 +109,7 @@ DECLARE_INTERFACE_(ITarnwell, IUnknown)
     /// Scans the selected program's AVC stream. Reads the file up to the second sequence parameter set.
     /// @param pInfo  52 bytes, written on success only
     /// @return E_FAIL when the program has no AVC stream or no scan succeeded
-    STDMETHOD(GetVideoInfo)(THIS_ TarnwellVideoInfo* pInfo) PURE;
+    STDMETHOD(GetVideoInfo)(THIS_ TarnwellVideoInfo * pInfo) PURE;
 };
 
 #undef INTERFACE

@@ -1,0 +1,3 @@
+#include "streams.h"
+
+HINSTANCE g_hInst = nullptr;

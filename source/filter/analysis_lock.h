@@ -1,0 +1,24 @@
+/// @file
+/// One thread at a time works on the file and the tables.
+#pragma once
+
+#include <memory>
+#include <mutex>
+
+namespace zarnow {
+
+/// Outlives the pin it belongs to: whoever holds the lock holds a share of it, so that the last thread to leave
+/// touches nothing of a pin that is gone.
+using AnalysisMutex = std::shared_ptr<std::recursive_mutex>;
+
+class CAnalysisLock
+{
+public:
+    explicit CAnalysisLock(AnalysisMutex mutex) : mutex_(std::move(mutex)), lock_(*mutex_) {}
+
+private:
+    AnalysisMutex mutex_;  // ahead of the lock, so given up after it
+    std::lock_guard<std::recursive_mutex> lock_;
+};
+
+}  // namespace zarnow

@@ -1,0 +1,96 @@
+"""Runs every test program, prints what failed and why, and closes with 'N passed, N failed'."""
+
+import os
+import subprocess
+import sys
+import time
+import xml.etree.ElementTree as ElementTree
+from dataclasses import dataclass
+from pathlib import Path
+
+ROOT = Path(__file__).resolve().parent.parent
+RESULTS = ROOT / "build" / "results"
+TIMEOUT_SECONDS = 300
+
+
+@dataclass
+class Suite:
+    name: str
+    command: list
+
+
+def suites():
+    """All of them, in the order in which a fault is easiest to understand."""
+    build = ROOT / "build"
+    yield Suite("unit tests", [build / "host" / "unit_tests"])
+    yield Suite("unit tests with sanitizers", [build / "host-asan" / "unit_tests"])
+    for program in sorted((build / "windows").glob("*_tests.exe")):
+        yield Suite(f"{program.stem} under Wine", ["wine", program])
+    yield Suite("end to end", [sys.executable, ROOT / "tests" / "endtoend" / "run.py"])
+
+
+def report_path(suite):
+    return RESULTS / (suite.name.replace(" ", "_") + ".xml")
+
+
+def run(suite):
+    """Runs one suite; returns its output and its exit status, None when it had to be ended."""
+    report = report_path(suite)
+    report.unlink(missing_ok=True)
+    option = f"--gtest_output=xml:{os.path.relpath(report, ROOT)}"
+    command = [str(word) for word in suite.command] + [option]
+    try:
+        done = subprocess.run(command, cwd=ROOT, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
+                              stdin=subprocess.DEVNULL, timeout=TIMEOUT_SECONDS)
+    except subprocess.TimeoutExpired as expired:
+        return (expired.output or b"") + b"\nended: it took too long", None
+    return done.stdout, done.returncode
+
+
+def failures_in(report):
+    """Names of the failed tests with their messages, and how many tests there were."""
+    cases = list(ElementTree.parse(report).getroot().iter("testcase"))
+    failed = []
+    for case in cases:
+        messages = [failure.get("message", "") for failure in case.findall("failure")]
+        if messages:
+            failed.append((f"{case.get('classname')}.{case.get('name')}", messages))
+    return failed, sum(case.get("status", "run") == "run" for case in cases)
+
+
+def last_lines(output):
+    return "    " + "\n    ".join(output.decode("utf-8", "replace").splitlines()[-30:])
+
+
+def show(suite, output, status):
+    """Prints one suite's outcome and returns (passed, failed)."""
+    if status is None or not report_path(suite).exists():
+        print(f"FAILED {suite.name}: it ended without a report; its last lines:\n{last_lines(output)}")
+        return 0, 1
+    failed, count = failures_in(report_path(suite))
+    for name, messages in failed:
+        print(f"FAILED {suite.name}: {name}")
+        for message in messages:
+            print("    " + message.strip().replace("\n", "\n    "))
+    if status != 0 and not failed:  # a leak found at the end, a crash behind the last test
+        print(f"FAILED {suite.name}: exit status {status}; its last lines:\n{last_lines(output)}")
+        return count, 1
+    return count - len(failed), len(failed)
+
+
+def main():
+    RESULTS.mkdir(parents=True, exist_ok=True)
+    total_passed = total_failed = 0
+    for suite in suites():
+        start = time.monotonic()
+        output, status = run(suite)
+        passed, failed = show(suite, output, status)
+        print(f"{suite.name}: {passed} passed, {failed} failed ({time.monotonic() - start:.1f} s)", flush=True)
+        total_passed += passed
+        total_failed += failed
+    print(f"{total_passed} passed, {total_failed} failed")
+    return 1 if total_failed or not total_passed else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

@@ -1,0 +1,29 @@
+/// @file
+/// A file that is gone when the test ends.
+#pragma once
+
+#include <filesystem>
+
+#include "tests/support/data.h"
+
+namespace zarnow::test {
+
+class TemporaryFile
+{
+public:
+    /// @param suffix  end of its name
+    explicit TemporaryFile(const Data& content = {}, const char* suffix = ".ts");
+    TemporaryFile(const TemporaryFile&) = delete;
+    TemporaryFile& operator=(const TemporaryFile&) = delete;
+    ~TemporaryFile();
+
+    /// Grows the file to its end at `size`; what lies between is a hole where the file system knows them.
+    void growTo(std::uintmax_t size);
+
+    const std::filesystem::path& path() const noexcept { return path_; }
+
+private:
+    std::filesystem::path path_;
+};
+
+}  // namespace zarnow::test

@@ -1,0 +1,109 @@
+#include "tests/windows/filter/filter_fixture.h"
+
+#include <fstream>
+#include <iterator>
+
+namespace zarnow::test {
+
+Module::Module()
+{
+    std::wstring path(MAX_PATH, L'\0');
+    path.resize(GetModuleFileNameW(nullptr, path.data(), MAX_PATH));
+    module_ = LoadLibraryW((std::filesystem::path(path).parent_path() / L"ZarnowTSSource.ax").c_str());
+    EXPECT_NE(nullptr, module_);
+}
+
+Module::~Module()
+{
+    FreeLibrary(module_);
+}
+
+FARPROC Module::entry(const char* name) const
+{
+    return GetProcAddress(module_, name);
+}
+
+HRESULT Module::classObject(REFCLSID clsid, REFIID iid, void** object) const
+{
+    using Function = HRESULT(WINAPI*)(REFCLSID, REFIID, void**);
+    return reinterpret_cast<Function>(reinterpret_cast<void*>(entry("DllGetClassObject")))(clsid, iid, object);
+}
+
+HRESULT Module::call(const char* entryPoint) const
+{
+    using Function = HRESULT(WINAPI*)();
+    return reinterpret_cast<Function>(reinterpret_cast<void*>(entry(entryPoint)))();
+}
+
+HRESULT Module::canUnload() const
+{
+    return call("DllCanUnloadNow");
+}
+
+std::vector<BYTE> contentOf(const std::filesystem::path& path)
+{
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+void FilterTest::SetUp()
+{
+    ComPtr<IClassFactory> factory;
+    ASSERT_HRESULT(S_OK, module.classObject(CLSID_ZarnowTSSource, IID_IClassFactory,
+                                            reinterpret_cast<void**>(factory.GetAddressOf())));
+    ASSERT_HRESULT(S_OK,
+                   factory->CreateInstance(nullptr, IID_IBaseFilter, reinterpret_cast<void**>(filter.GetAddressOf())));
+    ASSERT_HRESULT(S_OK, filter->FindPin(L"1", &pin));
+    source = query<IFileSourceFilter>(filter.Get(), IID_IFileSourceFilter);
+    tarnwell = query<ITarnwell>(filter.Get(), IID_ITarnwell);
+    position = query<IMediaPosition>(filter.Get(), IID_IMediaPosition);
+}
+
+void FilterTest::TearDown()
+{
+    position.Reset();
+    tarnwell.Reset();
+    source.Reset();
+    pin.Reset();
+    if (filter) {
+        EXPECT_EQ(0U, filter.Reset());
+    }
+    EXPECT_HRESULT(S_OK, module.canUnload());
+}
+
+HRESULT FilterTest::load(const std::wstring& path)
+{
+    return source->Load(path.c_str(), nullptr);
+}
+
+HRESULT FilterTest::connect(SinkFilter& sink)
+{
+    return pin->Connect(&sink.input, nullptr);
+}
+
+void FilterTest::disconnect(SinkFilter& sink)
+{
+    EXPECT_HRESULT(S_OK, pin->Disconnect());
+    EXPECT_HRESULT(S_OK, sink.input.Disconnect());
+    EXPECT_EQ(1, sink.references());
+}
+
+void FilterTest::play(SinkFilter& sink)
+{
+    EXPECT_HRESULT(S_OK, sink.Run(0));
+    EXPECT_HRESULT(S_OK, filter->Run(0));
+    EXPECT_TRUE(sink.waitForEnd());
+    EXPECT_HRESULT(S_OK, sink.Stop());
+    EXPECT_HRESULT(S_OK, filter->Stop());
+}
+
+std::wstring FilterTest::currentFile()
+{
+    LPOLESTR name = nullptr;
+    EXPECT_HRESULT(S_OK, source->GetCurFile(&name, nullptr));
+    std::wstring result = name != nullptr ? name : L"(null)";
+    CoTaskMemFree(name);
+    return result;
+}
+
+}  // namespace zarnow::test

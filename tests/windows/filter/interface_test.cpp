@@ -1,0 +1,227 @@
+// IMediaPosition and ITarnwell.
+
+#include "tests/windows/filter/filter_fixture.h"
+
+namespace zarnow::test {
+
+namespace {
+
+std::wstring taken(BSTR text)
+{
+    std::wstring result = text != nullptr ? text : L"(null)";
+    SysFreeString(text);
+    return result;
+}
+
+constexpr REFERENCE_TIME kNoFit = std::numeric_limits<REFERENCE_TIME>::min();
+
+}  // namespace
+
+TEST_F(FilterTest, PositionBeforeAnyFile)
+{
+    double value = 7.0;
+    LONG can = 0;
+    EXPECT_HRESULT(S_OK, position->get_Duration(&value));
+    EXPECT_EQ(4.0e12, value);
+    value = 7.0;
+    EXPECT_HRESULT(S_OK, position->get_CurrentPosition(&value));
+    EXPECT_EQ(7.0, value);
+    EXPECT_HRESULT(E_POINTER, position->get_CurrentPosition(nullptr));
+    EXPECT_HRESULT(S_OK, position->get_PrerollTime(&value));
+    EXPECT_EQ(0.0, value);
+    EXPECT_HRESULT(E_NOTIMPL, position->put_PrerollTime(1.0));
+    EXPECT_HRESULT(S_OK, position->CanSeekForward(&can));
+    EXPECT_EQ(OATRUE, can);
+    EXPECT_HRESULT(S_OK, position->CanSeekBackward(&can));
+    EXPECT_EQ(OATRUE, can);
+    for (const double rate : {0.0, -2.0, 1.5}) {
+        EXPECT_HRESULT(S_OK, position->put_Rate(rate));
+        EXPECT_HRESULT(S_OK, position->get_Rate(&value));
+        EXPECT_EQ(rate, value);
+    }
+    EXPECT_HRESULT(S_OK, position->put_StopTime(10.25));
+    EXPECT_HRESULT(S_OK, position->get_StopTime(&value));
+    EXPECT_EQ(10.25, value);
+}
+
+TEST_F(FilterTest, TheSegmentIsAnnouncedWithTheDurationAsStop)
+{
+    ASSERT_HRESULT(S_OK, load(kMpeg2Sample));
+    double duration = 0.0;
+    position->get_Duration(&duration);
+    SinkFilter sink;
+    ASSERT_HRESULT(S_OK, connect(sink));
+    position->put_CurrentPosition(1.5);
+    position->put_StopTime(10.0);
+    position->put_Rate(2.0);
+    play(sink);
+    ASSERT_EQ(1U, sink.segments.size());
+    EXPECT_EQ(15'000'000, sink.segments[0].start);
+    EXPECT_EQ(29'200'000, sink.segments[0].stop);  // 2.92 s
+    EXPECT_EQ(2.0, sink.segments[0].rate);
+    double stop = 0.0;
+    position->get_StopTime(&stop);
+    EXPECT_EQ(duration, stop);
+    disconnect(sink);
+}
+
+TEST_F(FilterTest, ADurationThatDoesNotFitIsTheMostNegativeStop)
+{
+    SinkFilter sink;
+    AM_MEDIA_TYPE type = {};
+    type.majortype = MEDIATYPE_Stream;
+    type.subtype = MEDIASUBTYPE_MPEG2_TRANSPORT;
+    type.formattype = FORMAT_None;
+    ASSERT_HRESULT(S_OK, pin->Connect(&sink.input, &type));
+    EXPECT_HRESULT(S_OK, filter->Pause());
+    ASSERT_EQ(1U, sink.segments.size());
+    EXPECT_EQ(kNoFit, sink.segments[0].stop);
+    filter->Stop();
+    disconnect(sink);
+}
+
+TEST_F(FilterTest, OnlyAPositionAtTheVeryStartRewinds)
+{
+    ASSERT_HRESULT(S_OK, load(kMpeg2Sample));
+    SinkFilter sink;
+    const HANDLE next = CreateEventW(nullptr, FALSE, FALSE, nullptr);
+    sink.blockUntil = next;
+    ASSERT_HRESULT(S_OK, connect(sink));
+    sink.Pause();
+    filter->Pause();
+    ASSERT_EQ(WAIT_OBJECT_0, WaitForSingleObject(sink.receiving, 10'000));
+    Sleep(50);  // the worker is blocked in its first delivery
+    const auto deliverNext = [&] {
+        const std::size_t before = sink.samples.size();
+        SetEvent(next);
+        while (sink.samples.size() == before)
+            Sleep(1);
+        Sleep(50);  // until it is blocked again, with the next packet read
+    };
+    deliverNext();
+    deliverNext();
+    position->put_CurrentPosition(0.05);
+    deliverNext();
+    position->put_CurrentPosition(0.02);
+    deliverNext();  // was read before
+    position->put_CurrentPosition(-1.0);
+    deliverNext();
+    const std::vector<BYTE> file = contentOf(kMpeg2Sample);
+    const auto isPacket = [&](std::size_t sample, std::size_t packet) {
+        return std::equal(sink.samples[sample].begin(), sink.samples[sample].end(),
+                          file.begin() + static_cast<std::ptrdiff_t>(188 * packet));
+    };
+    EXPECT_TRUE(isPacket(2, 2)) << "0.05 s moved the file";
+    EXPECT_TRUE(isPacket(3, 3));
+    EXPECT_TRUE(isPacket(4, 0)) << "0.02 s did not rewind";
+    sink.blockUntil = nullptr;  // from the sample after the one that waits now
+    SetEvent(next);
+    filter->Stop();
+    sink.Stop();
+    disconnect(sink);
+    CloseHandle(next);
+}
+
+TEST_F(FilterTest, DurationIsFoundByName)
+{
+    ASSERT_HRESULT(S_OK, load(kMpeg2Sample));
+    const ComPtr<IDispatch> dispatch = query<IDispatch>(position.Get(), IID_IMediaPosition);
+    UINT count = 0;
+    EXPECT_HRESULT(S_OK, dispatch->GetTypeInfoCount(&count));
+    EXPECT_EQ(1U, count);
+    wchar_t name[] = L"Duration";
+    LPOLESTR names[] = {name};
+    DISPID id = 0;
+    ASSERT_HRESULT(S_OK, dispatch->GetIDsOfNames(IID_NULL, names, 1, LOCALE_USER_DEFAULT, &id));
+    DISPPARAMS none = {};
+    VARIANT value = {};
+    EXPECT_HRESULT(DISP_E_UNKNOWNINTERFACE, dispatch->Invoke(id, IID_IDispatch, LOCALE_USER_DEFAULT,
+                                                             DISPATCH_PROPERTYGET, &none, &value, nullptr, nullptr));
+    ASSERT_HRESULT(S_OK, dispatch->Invoke(id, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_PROPERTYGET, &none, &value,
+                                          nullptr, nullptr));
+    EXPECT_EQ(VT_R8, value.vt);
+    EXPECT_DOUBLE_EQ(2.92, value.dblVal);
+}
+
+TEST_F(FilterTest, ProgramsAndStreamsInWords)
+{
+    DWORD index = 9;
+    WORD number = 9;
+    WORD pmtPid = 9;
+    EXPECT_HRESULT(S_FALSE, tarnwell->GetCurrentProgram(&index, &number, &pmtPid));
+    EXPECT_EQ(9U, index);
+    EXPECT_EQ(0U, number + pmtPid);
+
+    ASSERT_HRESULT(S_OK, load(kTwoProgramsSample));
+    DWORD count = 0;
+    EXPECT_HRESULT(S_OK, tarnwell->GetProgramCount(&count));
+    EXPECT_EQ(2U, count);
+    EXPECT_HRESULT(E_POINTER, tarnwell->GetProgramCount(nullptr));
+    BSTR name = nullptr;
+    EXPECT_HRESULT(S_OK, tarnwell->GetProgramInfo(1, &pmtPid, &number, &name));
+    EXPECT_EQ(L"Program 2", taken(name));
+    EXPECT_EQ(0x1001, pmtPid);
+    EXPECT_HRESULT(S_OK, tarnwell->GetProgramInfo(1, &pmtPid, nullptr, nullptr));
+    EXPECT_HRESULT(E_POINTER, tarnwell->GetProgramInfo(1, nullptr, &number, nullptr));
+    pmtPid = 7;
+    EXPECT_HRESULT(S_OK, tarnwell->GetProgramInfo(2, &pmtPid, &number, nullptr));
+    EXPECT_EQ(7, pmtPid);
+
+    EXPECT_HRESULT(S_OK, tarnwell->GetStreamCount(0, 0, &count));
+    EXPECT_EQ(1U, count);  // the table's leading entry
+    EXPECT_HRESULT(E_POINTER, tarnwell->GetStreamCount(0, 0, nullptr));
+    const auto describe = [&](DWORD stream, WORD pmt, WORD program, HRESULT expected) {
+        WORD pid = 0;
+        BSTR text = nullptr;
+        EXPECT_HRESULT(expected, tarnwell->GetStreamInfo(stream, pmt, program, &pid, &text));
+        return taken(text);
+    };
+    EXPECT_EQ(L"AVC (H.264) Video (0x0100)", describe(0, 0x1000, 1, S_OK));
+    EXPECT_EQ(L"MPEG2-ADTS Audio (0x0101)", describe(1, 0x1000, 1, S_OK));
+    EXPECT_EQ(L"(null)", describe(2, 0x1000, 1, E_FAIL));
+    EXPECT_EQ(L"(null)", describe(0, 0x1001, 2, S_FALSE));  // not probed: another program is selected
+    EXPECT_HRESULT(S_OK, tarnwell->SelectProgramByNumber(0x1001, 2));
+    EXPECT_EQ(L"MPEG2 Video (0x0102)", describe(0, 0x1001, 2, S_OK));
+    EXPECT_EQ(L"AC3 (0x0103)", describe(1, 0x1001, 2, S_OK));
+    EXPECT_HRESULT(E_FAIL, tarnwell->SelectProgramByNumber(0x1001, 1));
+    EXPECT_HRESULT(E_FAIL, tarnwell->SelectProgram(2));
+    EXPECT_HRESULT(S_OK, tarnwell->GetCurrentProgram(&index, &number, &pmtPid));
+    EXPECT_EQ(1U, index);
+}
+
+TEST_F(FilterTest, VideoInfoOnlyOfAvc)
+{
+    TarnwellVideoInfo info = {};
+    ASSERT_HRESULT(S_OK, load(kTwoProgramsSample));
+    EXPECT_HRESULT(S_OK, tarnwell->GetVideoInfo(&info));
+    EXPECT_EQ(100U, info.profile_idc);
+    EXPECT_EQ(25, info.gopPictureCount);
+    EXPECT_EQ(2, info.bFrameRun);
+    EXPECT_EQ(1, info.slicesPerPicture);
+    EXPECT_EQ(2500U, info.frameRateTimes100);
+    EXPECT_EQ(499'968U, info.hrdBitRate);  // 500 kbit/s in the stream's steps of 64 bits
+    EXPECT_EQ(399'974U, info.estimatedAverageBitRate);
+    EXPECT_HRESULT(E_POINTER, tarnwell->GetVideoInfo(nullptr));
+    ASSERT_HRESULT(S_OK, tarnwell->SelectProgram(1));
+    EXPECT_HRESULT(E_FAIL, tarnwell->GetVideoInfo(&info));
+}
+
+TEST_F(FilterTest, DefaultPidsReplaceTheTables)
+{
+    ASSERT_HRESULT(S_OK, tarnwell->SetDefaultStreams(0, 0x200, 0x02, 0x201, 0x03));
+    ASSERT_HRESULT(S_OK, load(kMpeg2Sample));
+    WORD pmtPid = 0;
+    WORD number = 0;
+    EXPECT_HRESULT(S_OK, tarnwell->GetProgramInfo(0, &pmtPid, &number, nullptr));
+    EXPECT_EQ(0x0100, pmtPid);
+    EXPECT_EQ(1, number);
+    DWORD count = 0;
+    EXPECT_HRESULT(S_OK, tarnwell->GetStreamCount(0x0100, 1, &count));
+    EXPECT_EQ(2U, count);
+    ASSERT_HRESULT(S_OK, tarnwell->SetDefaultStreams(0, 0x200, 0x02, 0, 0));  // an audio PID is needed too
+    ASSERT_HRESULT(S_OK, load(kMpeg2Sample));
+    EXPECT_HRESULT(S_OK, tarnwell->GetProgramInfo(0, &pmtPid, &number, nullptr));
+    EXPECT_EQ(0x1000, pmtPid);
+}
+
+}  // namespace zarnow::test

@@ -1,0 +1,168 @@
+// Load, what the pin then offers, and how it connects.
+
+#include "tests/windows/filter/filter_fixture.h"
+
+namespace zarnow::test {
+
+namespace {
+
+/// How many media types the pin offers.
+int typesOffered(IPin* pin)
+{
+    ComPtr<IEnumMediaTypes> types;
+    EXPECT_HRESULT(S_OK, pin->EnumMediaTypes(&types));
+    int count = 0;
+    for (AM_MEDIA_TYPE* type = nullptr; types->Next(1, &type, nullptr) == S_OK; ++count) {
+        EXPECT_EQ(MEDIATYPE_Stream, type->majortype);
+        EXPECT_EQ(MEDIASUBTYPE_MPEG2_TRANSPORT, type->subtype);
+        EXPECT_EQ(GUID_NULL, type->formattype);
+        EXPECT_TRUE(type->bFixedSizeSamples && type->bTemporalCompression);
+        EXPECT_EQ(33000U, type->lSampleSize);
+        DeleteMediaType(type);
+    }
+    return count;
+}
+
+ComPtr<IMemAllocator> allocator()
+{
+    ComPtr<IMemAllocator> result;
+    EXPECT_HRESULT(S_OK, CreateMemoryAllocator(&result));
+    return result;
+}
+
+/// Grants no more than 188 bytes a buffer.
+class MeanAllocator final : public CMemAllocator
+{
+public:
+    explicit MeanAllocator(HRESULT* result) : CMemAllocator(nullptr, nullptr, result) { AddRef(); }
+    STDMETHODIMP SetProperties(ALLOCATOR_PROPERTIES* request, ALLOCATOR_PROPERTIES* actual) override
+    {
+        ALLOCATOR_PROPERTIES less = *request;
+        less.cbBuffer = 188;
+        return CMemAllocator::SetProperties(&less, actual);
+    }
+};
+
+}  // namespace
+
+struct LoadCase
+{
+    const char* fault;
+    const wchar_t* path;
+    HRESULT expected;
+    const wchar_t* currentFile;
+    int types;
+};
+
+TEST_F(FilterTest, LoadReportsWhatHappened)
+{
+    const TemporaryFile empty;
+    const TemporaryFile text(filled(50'000, 'x'));
+    const std::wstring emptyPath = empty.path().wstring();
+    const std::wstring textPath = text.path().wstring();
+    const std::wstring longName(300, L'a');
+    const LoadCase cases[] = {
+        {"a missing name passes", nullptr, E_POINTER, L"", 0},
+        {"no name and no open file passes", L"", E_FAIL, L"", 0},
+        {"a name too long is reported, or kept", longName.c_str(), E_FAIL, L"", 0},
+        {"a missing file's code is lost", L"tests/data/none.ts", HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND), L"", 0},
+        {"a directory is opened", L"tests/data", HRESULT_FROM_WIN32(ERROR_ACCESS_DENIED), L"", 0},
+        {"a stream is not offered", kMpeg2Sample, S_OK, kMpeg2Sample, 1},
+        {"a name too long closes the open file", longName.c_str(), S_OK, L"", 1},
+        {"a text passes for a stream", textPath.c_str(), S_OK, textPath.c_str(), 0},
+        {"an empty file is loaded", emptyPath.c_str(), E_FAIL, L"", 0},
+    };
+    for (const LoadCase& c : cases) {
+        SCOPED_TRACE(c.fault);
+        EXPECT_HRESULT(c.expected, source->Load(c.path, nullptr));
+        EXPECT_EQ(c.currentFile, currentFile());
+        EXPECT_EQ(c.types, typesOffered(pin.Get()));
+    }
+    EXPECT_HRESULT(E_POINTER, source->GetCurFile(nullptr, nullptr));
+}
+
+TEST_F(FilterTest, NamesWithBlanksAndLettersOfOtherScripts)
+{
+    const auto copy = std::filesystem::temp_directory_path() / L"zarnow \u00e4\u0436\u4e2d copy.ts";
+    std::filesystem::copy_file(kMpeg2Sample, copy, std::filesystem::copy_options::overwrite_existing);
+    EXPECT_HRESULT(S_OK, load(copy.wstring()));
+    EXPECT_EQ(copy.wstring(), currentFile());
+    EXPECT_EQ(1, typesOffered(pin.Get()));
+    EXPECT_HRESULT(S_OK, load(kTwoProgramsSample));
+    EXPECT_TRUE(std::filesystem::remove(copy));  // nothing holds the file any more
+}
+
+TEST_F(FilterTest, AnUnanalysedFileConnectsOnlyToWhoProposesTheType)
+{
+    SinkFilter sink;
+    EXPECT_HRESULT(VFW_E_NO_ACCEPTABLE_TYPES, connect(sink));
+    sink.proposesTransport = true;
+    EXPECT_HRESULT(S_OK, connect(sink));
+    disconnect(sink);
+    AM_MEDIA_TYPE type = {};
+    type.majortype = MEDIATYPE_Stream;
+    type.subtype = MEDIASUBTYPE_MPEG2_PROGRAM;
+    type.formattype = FORMAT_None;
+    EXPECT_HRESULT(VFW_E_TYPE_NOT_ACCEPTED, pin->Connect(&sink.input, &type));
+    EXPECT_EQ(1, sink.references());
+}
+
+TEST_F(FilterTest, AllocatorIsNegotiated)
+{
+    ASSERT_HRESULT(S_OK, load(kMpeg2Sample));
+    SinkFilter sink;
+    ASSERT_HRESULT(S_OK, connect(sink));  // the sink has none
+    EXPECT_EQ(4, sink.agreed.cBuffers);
+    EXPECT_LE(33000, sink.agreed.cbBuffer);
+    EXPECT_EQ(16, sink.agreed.cbAlign);
+    disconnect(sink);
+
+    HRESULT created = S_OK;
+    MeanAllocator mean(&created);
+    sink.offeredAllocator = &mean;
+    ASSERT_HRESULT(S_OK, connect(sink));
+    EXPECT_LE(33000, sink.agreed.cbBuffer);  // one that grants too little is passed over
+    disconnect(sink);
+
+    const ComPtr<IMemAllocator> own = allocator();
+    sink.offeredAllocator = own.Get();
+    ASSERT_HRESULT(S_OK, connect(sink));
+    ALLOCATOR_PROPERTIES properties = {};
+    own->GetProperties(&properties);
+    EXPECT_EQ(4, properties.cBuffers);
+    disconnect(sink);
+}
+
+TEST_F(FilterTest, BufferSizeIsForStoppedFiltersOnly)
+{
+    ASSERT_HRESULT(S_OK, load(kMpeg2Sample));
+    ASSERT_HRESULT(S_OK, tarnwell->SetBufferSize(40'000));
+    DWORD size = 0;
+    EXPECT_HRESULT(S_OK, tarnwell->GetBufferSize(&size));
+    EXPECT_EQ(40'000U, size);
+    EXPECT_HRESULT(E_POINTER, tarnwell->GetBufferSize(nullptr));
+    SinkFilter sink;
+    ASSERT_HRESULT(S_OK, connect(sink));
+    EXPECT_LE(40'000, sink.agreed.cbBuffer);
+    ASSERT_HRESULT(S_OK, filter->Pause());
+    EXPECT_HRESULT(VFW_E_NOT_STOPPED, tarnwell->SetBufferSize(33'000));
+    EXPECT_HRESULT(VFW_E_NOT_STOPPED, pin->Disconnect());
+    ASSERT_HRESULT(S_OK, filter->Stop());
+    disconnect(sink);
+}
+
+TEST_F(FilterTest, AbsurdBufferSizesDoNoHarm)
+{
+    for (const DWORD size : {0U, 1U, 100U, 101U, 187U, 188U, 375U, 376U, 940U, 2001U, 0xFFFFFFFFU}) {
+        SCOPED_TRACE(size);
+        ASSERT_HRESULT(S_OK, tarnwell->SetBufferSize(size));
+        ASSERT_HRESULT(S_OK, load(kMpeg2Sample));
+        SinkFilter sink;
+        if (SUCCEEDED(connect(sink))) {
+            play(sink);
+            disconnect(sink);
+        }
+    }
+}
+
+}  // namespace zarnow::test
