@@ -1,5 +1,4 @@
-#ifndef ZARNOW_TOOLS_COM_BOUNDARY_H
-#define ZARNOW_TOOLS_COM_BOUNDARY_H
+#pragma once
 
 #include <windows.h>
 
@@ -18,5 +17,3 @@ HRESULT comBoundary(Body&& body) noexcept
         return E_UNEXPECTED;
     }
 }
-
-#endif

@@ -1,8 +1,5 @@
-#ifndef ZARNOW_TOOLS_COM_PTR_H
-#define ZARNOW_TOOLS_COM_PTR_H
+#pragma once
 
 #include <wrl/client.h>
 
 using Microsoft::WRL::ComPtr;
-
-#endif

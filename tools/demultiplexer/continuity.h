@@ -1,5 +1,4 @@
-#ifndef ZARNOW_TOOLS_CONTINUITY_H
-#define ZARNOW_TOOLS_CONTINUITY_H
+#pragma once
 
 #include <cstdint>
 #include <optional>
@@ -26,5 +25,3 @@ private:
 };
 
 }  // namespace demux
-
-#endif

@@ -1,5 +1,4 @@
-#ifndef ZARNOW_TOOLS_ELEMENTARY_STREAM_READER_H
-#define ZARNOW_TOOLS_ELEMENTARY_STREAM_READER_H
+#pragma once
 
 #include <cstdint>
 #include <optional>
@@ -28,5 +27,3 @@ private:
 };
 
 }  // namespace demux
-
-#endif

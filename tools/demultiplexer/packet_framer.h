@@ -1,5 +1,4 @@
-#ifndef ZARNOW_TOOLS_PACKET_FRAMER_H
-#define ZARNOW_TOOLS_PACKET_FRAMER_H
+#pragma once
 
 #include <algorithm>
 #include <array>
@@ -93,5 +92,3 @@ private:
 };
 
 }  // namespace demux
-
-#endif

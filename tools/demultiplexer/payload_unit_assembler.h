@@ -1,5 +1,4 @@
-#ifndef ZARNOW_TOOLS_PAYLOAD_UNIT_ASSEMBLER_H
-#define ZARNOW_TOOLS_PAYLOAD_UNIT_ASSEMBLER_H
+#pragma once
 
 #include <cstddef>
 #include <cstdint>
@@ -62,5 +61,3 @@ private:
 };
 
 }  // namespace demux
-
-#endif

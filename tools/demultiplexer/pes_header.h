@@ -1,5 +1,4 @@
-#ifndef ZARNOW_TOOLS_PES_HEADER_H
-#define ZARNOW_TOOLS_PES_HEADER_H
+#pragma once
 
 #include <cstddef>
 #include <cstdint>
@@ -40,5 +39,3 @@ std::size_t pesPacketSize(std::span<const std::uint8_t> bytes) noexcept;
 PesParse parsePesHeader(std::span<const std::uint8_t> bytes, PesHeader& header) noexcept;
 
 }  // namespace demux
-
-#endif

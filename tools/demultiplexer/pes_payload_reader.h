@@ -1,5 +1,4 @@
-#ifndef ZARNOW_TOOLS_PES_PAYLOAD_READER_H
-#define ZARNOW_TOOLS_PES_PAYLOAD_READER_H
+#pragma once
 
 #include <cstddef>
 #include <cstdint>
@@ -44,5 +43,3 @@ private:
 };
 
 }  // namespace demux
-
-#endif

@@ -1,5 +1,4 @@
-#ifndef ZARNOW_TOOLS_STREAM_CLOCK_H
-#define ZARNOW_TOOLS_STREAM_CLOCK_H
+#pragma once
 
 #include <cstdint>
 #include <optional>
@@ -21,5 +20,3 @@ private:
 };
 
 }  // namespace demux
-
-#endif

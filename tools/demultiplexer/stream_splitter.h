@@ -1,5 +1,4 @@
-#ifndef ZARNOW_TOOLS_STREAM_SPLITTER_H
-#define ZARNOW_TOOLS_STREAM_SPLITTER_H
+#pragma once
 
 #include <array>
 #include <cstdint>
@@ -70,5 +69,3 @@ private:
 };
 
 }  // namespace demux
-
-#endif

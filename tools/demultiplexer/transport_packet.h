@@ -1,5 +1,4 @@
-#ifndef ZARNOW_TOOLS_TRANSPORT_PACKET_H
-#define ZARNOW_TOOLS_TRANSPORT_PACKET_H
+#pragma once
 
 #include <cstddef>
 #include <cstdint>
@@ -36,5 +35,3 @@ inline std::uint16_t packetPid(PacketBytes packet) noexcept
 TransportPacket parseTransportPacket(PacketBytes packet) noexcept;
 
 }  // namespace demux
-
-#endif

@@ -1,5 +1,4 @@
-#ifndef ZARNOW_TESTS_PACKET_BUILDER_H
-#define ZARNOW_TESTS_PACKET_BUILDER_H
+#pragma once
 
 #include <array>
 #include <cstdint>
@@ -61,5 +60,3 @@ private:
 Bytes joined(const std::vector<Bytes>& pieces);
 
 }  // namespace packets
-
-#endif
