@@ -2,9 +2,9 @@
 
 #include <vfwmsgs.h>
 
-#include <cstdio>
 #include <iterator>
 
+#include "tools/common/formatted.h"
 #include "tools/common/utf8.h"
 
 namespace tsgraph {
@@ -39,6 +39,8 @@ const char* ownMessage(HRESULT result)
             return "The graph is not stopped.";
         case VFW_E_WRONG_STATE:
             return "The graph is in the wrong state.";
+        case REGDB_E_CLASSNOTREG:
+            return "The class is not registered.";
         case VFW_E_BUFFER_OVERFLOW:
             return "A sample is too small for its data.";
         default:
@@ -48,9 +50,7 @@ const char* ownMessage(HRESULT result)
 
 std::string hexCode(HRESULT result)
 {
-    char code[16];
-    std::snprintf(code, sizeof(code), "0x%08lX", static_cast<unsigned long>(result));
-    return code;
+    return formatted("0x%08lX", static_cast<unsigned long>(result));
 }
 
 }  // namespace

@@ -2,10 +2,10 @@
 
 #include <dvdmedia.h>
 
-#include <cstdio>
 #include <cstring>
 #include <optional>
 
+#include "tools/common/formatted.h"
 #include "tools/common/utf8.h"
 #include "tools/tsgraph/media_type_names.h"
 
@@ -27,14 +27,6 @@ std::optional<Format> readFormat(const AM_MEDIA_TYPE& type)
     Format format;
     std::memcpy(&format, type.pbFormat, sizeof(Format));
     return format;
-}
-
-template <typename... Values>
-std::string formatted(const char* format, Values... values)
-{
-    char text[160];
-    std::snprintf(text, sizeof(text), format, values...);
-    return text;
 }
 
 std::string sizeAndRate(const BITMAPINFOHEADER& picture, REFERENCE_TIME frameTime)

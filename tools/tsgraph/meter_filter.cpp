@@ -1,5 +1,7 @@
 #include "tools/tsgraph/meter_filter.h"
 
+#include "tools/common/find_pin.h"
+
 namespace tsgraph {
 namespace {
 
@@ -27,18 +29,10 @@ HRESULT MeterFilter::findPeer(IBaseFilter& demultiplexer)
         demultiplexer.QueryInterface(IID_IMpeg2Demultiplexer, reinterpret_cast<void**>(demultiplexer_.GetAddressOf()));
     if (FAILED(result))
         return result;
-    ComPtr<IEnumPins> pins;
-    const HRESULT listed = demultiplexer.EnumPins(pins.GetAddressOf());
-    if (FAILED(listed))
-        return listed;
-    for (ComPtr<IPin> pin; pins->Next(1, pin.ReleaseAndGetAddressOf(), nullptr) == S_OK;) {
-        PIN_DIRECTION direction = PINDIR_OUTPUT;
-        if (FAILED(pin->QueryDirection(&direction)) || direction != PINDIR_INPUT)
-            continue;
-        peerPin_ = pin;
-        return pin->QueryInterface(IID_IMemInputPin, reinterpret_cast<void**>(peerTransport_.GetAddressOf()));
-    }
-    return VFW_E_NOT_FOUND;
+    peerPin_ = findPin(demultiplexer, PINDIR_INPUT);
+    if (peerPin_.Get() == nullptr)
+        return VFW_E_NOT_FOUND;
+    return peerPin_->QueryInterface(IID_IMemInputPin, reinterpret_cast<void**>(peerTransport_.GetAddressOf()));
 }
 
 STDMETHODIMP MeterFilter::NonDelegatingQueryInterface(REFIID riid, void** ppv)

@@ -1,6 +1,6 @@
 #include <algorithm>
-#include <cstdio>
 
+#include "tools/common/formatted.h"
 #include "tools/common/utf8.h"
 #include "tools/tsgraph/media_type_text.h"
 #include "tools/tsgraph/report.h"
@@ -10,14 +10,6 @@ namespace {
 
 // What the filter reports while it has measured no duration.
 constexpr double kUnknownDuration = 4.0e12;
-
-template <typename... Values>
-std::string formatted(const char* format, Values... values)
-{
-    char text[256];
-    std::snprintf(text, sizeof(text), format, values...);
-    return text;
-}
 
 std::string durationText(double seconds)
 {
@@ -65,8 +57,8 @@ std::string mappingText(const std::vector<PID_MAP>& pids)
 
 std::string sampleText(const AM_MEDIA_TYPE& type)
 {
-    return formatted("%s samples, sample size %lu, %s", type.bFixedSizeSamples != FALSE ? "fixed-size" : "variable-size",
-                     type.lSampleSize,
+    return formatted("%s samples, sample size %lu, %s",
+                     type.bFixedSizeSamples != FALSE ? "fixed-size" : "variable-size", type.lSampleSize,
                      type.bTemporalCompression != FALSE ? "temporal compression" : "no temporal compression");
 }
 

@@ -4,6 +4,7 @@
 
 #include <memory>
 
+#include "tools/common/find_pin.h"
 #include "tools/common/utf8.h"
 #include "tools/tsgraph/failure.h"
 
@@ -90,14 +91,10 @@ void loadFile(IBaseFilter& filter, const std::wstring& path)
 
 ComPtr<IPin> outputPin(IBaseFilter& filter)
 {
-    ComPtr<IEnumPins> pins;
-    check(filter.EnumPins(pins.GetAddressOf()), "the filter's pins cannot be listed");
-    for (ComPtr<IPin> pin; pins->Next(1, pin.ReleaseAndGetAddressOf(), nullptr) == S_OK;) {
-        PIN_DIRECTION direction = PINDIR_INPUT;
-        if (SUCCEEDED(pin->QueryDirection(&direction)) && direction == PINDIR_OUTPUT)
-            return pin;
-    }
-    throw Failure("the filter has no output pin");
+    ComPtr<IPin> pin = findPin(filter, PINDIR_OUTPUT);
+    if (pin.Get() == nullptr)
+        throw Failure("the filter has no output pin");
+    return pin;
 }
 
 bool isAnalysed(IPin& output)

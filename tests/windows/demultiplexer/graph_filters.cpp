@@ -140,16 +140,4 @@ CMediaType pinType(ULONG sampleSize)
     return type;
 }
 
-ComPtr<IPin> findPin(IBaseFilter& filter, PIN_DIRECTION direction)
-{
-    ComPtr<IEnumPins> pins;
-    filter.EnumPins(pins.GetAddressOf());
-    for (ComPtr<IPin> pin; pins->Next(1, pin.ReleaseAndGetAddressOf(), nullptr) == S_OK;) {
-        PIN_DIRECTION found{};
-        if (SUCCEEDED(pin->QueryDirection(&found)) && found == direction)
-            return pin;
-    }
-    return {};
-}
-
 }  // namespace graphs

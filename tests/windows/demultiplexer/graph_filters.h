@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "tests/windows/demultiplexer/packet_builder.h"
-#include "tools/common/com_ptr.h"
+#include "tools/common/find_pin.h"
 
 namespace graphs {
 
@@ -91,8 +91,5 @@ CMediaType transportStreamType();
 
 /// A type for demultiplexer pins, which are told apart by the sample size.
 CMediaType pinType(ULONG sampleSize = 1);
-
-/// The first pin of the direction.
-ComPtr<IPin> findPin(IBaseFilter& filter, PIN_DIRECTION direction);
 
 }  // namespace graphs
