@@ -1,82 +1,112 @@
 /// @file
-/// Allocators: a fixed number of buffers that go round between a pin and those downstream of it.
-#pragma once
+/// Allocators of media samples.
 
-#include <dshow.h>
+#ifndef ZARNOW_BASECLASSES_ALLOCATOR_H
+#define ZARNOW_BASECLASSES_ALLOCATOR_H
 
+#include "platform.h"
+#include "media_sample.h"
 #include "sync.h"
 #include "unknown.h"
 
-class CMediaSample;
-
-/// The free list and its rules. No kernel object is touched unless somebody has to wait.
+/// Free list, commit state and waiting of an allocator. The derived class makes the samples (Alloc) and frees them
+/// (Free). It is itself the lock of its state. A sample that is out keeps the allocator alive.
 class CBaseAllocator : public CUnknown, public IMemAllocatorCallbackTemp, public CCritSec
 {
 public:
     DECLARE_IUNKNOWN
+    STDMETHODIMP NonDelegatingQueryInterface(REFIID riid, void** ppv) override;
 
-    CBaseAllocator(LPCTSTR pName, LPUNKNOWN pUnk, HRESULT* phr, BOOL bEvent = TRUE,
+    /// @param bEvent  whether GetBuffer may wait for a sample; if not it fails with VFW_E_TIMEOUT
+    /// @param fEnableReleaseCallback  whether IMemAllocatorCallbackTemp is handed out
+    CBaseAllocator(CObjectName pName, LPUNKNOWN pUnk, HRESULT* phr, BOOL bEvent = TRUE,
                    BOOL fEnableReleaseCallback = FALSE);
     ~CBaseAllocator() override;
 
-    STDMETHODIMP NonDelegatingQueryInterface(REFIID riid, void** ppv) override;
-
-    /// Sizes are rounded up to the alignment with the prefix.
-    /// @return VFW_E_ALREADY_COMMITTED, VFW_E_BUFFERS_OUTSTANDING, VFW_E_BADALIGN (alignment no power of two),
-    /// E_INVALIDARG
     STDMETHODIMP SetProperties(ALLOCATOR_PROPERTIES* pRequest, ALLOCATOR_PROPERTIES* pActual) override;
     STDMETHODIMP GetProperties(ALLOCATOR_PROPERTIES* pProps) override;
     STDMETHODIMP Commit() override;
-    /// Wakes everybody who waits for a buffer; the memory goes when the last buffer is back.
+    /// Wakes every waiting GetBuffer. The memory is freed now or when the last sample is back.
     STDMETHODIMP Decommit() override;
-    /// Waits for a free buffer. @return VFW_E_NOT_COMMITTED; VFW_E_TIMEOUT with AM_GBF_NOWAIT
+    /// Waits for a free sample unless dwFlags has AM_GBF_NOWAIT (VFW_E_TIMEOUT).
+    /// @return VFW_E_NOT_COMMITTED when not committed or when decommitted meanwhile
     STDMETHODIMP GetBuffer(IMediaSample** ppBuffer, REFERENCE_TIME* pStartTime, REFERENCE_TIME* pEndTime,
                            DWORD dwFlags) override;
+    /// For a sample's own use, when its last reference is gone.
     STDMETHODIMP ReleaseBuffer(IMediaSample* pBuffer) override;
+
     STDMETHODIMP SetNotify(IMemAllocatorNotifyCallbackTemp* pNotify) override;
     STDMETHODIMP GetFreeCount(LONG* plBuffersFree) override;
 
+    /// Called by NotifySample's owner of the lock: wakes waiting threads to look again.
+    void NotifySample();
+
 protected:
-    virtual HRESULT Alloc();
+    /// Free samples, linked through m_pNext.
+    class CSampleList
+    {
+    public:
+        CMediaSample* Head() const { return m_List; }
+        int GetCount() const { return m_nOnList; }
+        void Add(CMediaSample* pSample);
+        CMediaSample* RemoveHead();
+        void Remove(CMediaSample* pSample);
+
+    private:
+        CMediaSample* m_List = nullptr;
+        int m_nOnList = 0;
+    };
+
+    /// Called with the lock held: frees every sample of the list and counts m_lAllocated down.
     virtual void Free() = 0;
+    /// Called with the lock held: makes the samples. The base class checks the properties: S_OK when they have to be
+    /// made (VFW_E_SIZENOTSET), S_FALSE when those at hand still fit.
+    virtual HRESULT Alloc();
 
-    void pushFree(CMediaSample* sample);
-    CMediaSample* popFree();
-    void wakeWaiting();
-
-    CMediaSample* m_lFree = nullptr;
-    LONG m_lFreeCount = 0;
-    HANDLE m_hSem;
-    LONG m_lWaiting = 0;
-    LONG m_lCount = 0;      ///< buffers to provide
-    LONG m_lAllocated = 0;  ///< buffers there are
-    LONG m_lSize = 0;
-    LONG m_lAlignment = 0;
-    LONG m_lPrefix = 0;
-    BOOL m_bChanged = FALSE;  ///< the properties, since the buffers were made
+    CSampleList m_lFree;
+    HANDLE m_hSem = nullptr;  ///< what GetBuffer waits for; null when it never waits
+    long m_lWaiting = 0;
+    long m_lCount = 0;
+    long m_lAllocated = 0;
+    long m_lSize = 0;
+    long m_lAlignment = 0;
+    long m_lPrefix = 0;
+    BOOL m_bChanged = FALSE;
     BOOL m_bCommitted = FALSE;
     BOOL m_bDecommitInProgress = FALSE;
     IMemAllocatorNotifyCallbackTemp* m_pNotify = nullptr;
     BOOL m_fEnableReleaseCallback;
+
+private:
+    HRESULT takeOrQueue(CMediaSample** sample, bool mayWait);
+    void takeBack(CMediaSample* sample);
+    void notifyRelease();
 };
 
-/// Buffers in one block of memory.
+/// Samples in one block of memory, aligned, each with its prefix in front.
 class CMemAllocator : public CBaseAllocator
 {
 public:
     static CUnknown* CreateInstance(LPUNKNOWN pUnk, HRESULT* phr);
 
-    CMemAllocator(LPCTSTR pName, LPUNKNOWN pUnk, HRESULT* phr);
+    CMemAllocator(CObjectName pName, LPUNKNOWN pUnk, HRESULT* phr);
     ~CMemAllocator() override;
 
+    /// Sizes are rounded up so that every sample is aligned: VFW_E_BADALIGN unless the alignment is a power of two up
+    /// to the system's allocation granularity.
     STDMETHODIMP SetProperties(ALLOCATOR_PROPERTIES* pRequest, ALLOCATOR_PROPERTIES* pActual) override;
 
 protected:
     void Free() override;
     HRESULT Alloc() override;
-    void ReallyFree();
 
     LPBYTE m_pBuffer = nullptr;
+
+private:
+    HRESULT makeSamples();
 };
 
+/// A CMemAllocator with one reference: S_OK, E_POINTER, E_OUTOFMEMORY.
 STDAPI CreateMemoryAllocator(IMemAllocator** ppAllocator);
+
+#endif

@@ -1,39 +1,56 @@
-#include "streams.h"
+#include "base_filter.h"
 
-#include <algorithm>
 #include <cwchar>
+#include <new>
+#include <utility>
 
-/// Marks a transition of the state while it goes on.
+#include "base_pin.h"
+#include "com_ptr.h"
+#include "enumerators.h"
+
+/// A state change: holds the filter's lock and lets GetState know.
 class CBaseFilter::Transition
 {
 public:
-    explicit Transition(CBaseFilter& filter) : m_filter(filter), m_outer(filter.m_transitionThread)
+    explicit Transition(CBaseFilter& filter)
+        : m_lock(filter.m_pLock), m_filter(filter), m_outermost(filter.m_transitionThread == 0)
     {
+        if (!m_outermost)
+            return;
+        m_filter.m_transitionEnd.Reset();
         m_filter.m_transitionThread = GetCurrentThreadId();
+    }
+    ~Transition()
+    {
+        if (!m_outermost)
+            return;
+        m_filter.m_transitionThread = 0;
+        m_filter.m_transitionEnd.Set();
     }
     Transition(const Transition&) = delete;
     Transition& operator=(const Transition&) = delete;
-    ~Transition() { m_filter.m_transitionThread = m_outer; }
 
 private:
+    CAutoLock m_lock;
     CBaseFilter& m_filter;
-    DWORD m_outer;  // Run goes through Pause
+    const bool m_outermost;  ///< Run pauses first
 };
 
-CBaseFilter::CBaseFilter(LPCTSTR pName, LPUNKNOWN pUnk, CCritSec* pLock, REFCLSID clsid)
+CBaseFilter::CBaseFilter(CObjectName pName, LPUNKNOWN pUnk, CCritSec* pLock, REFCLSID clsid)
     : CUnknown(pName, pUnk), m_clsid(clsid), m_pLock(pLock)
 {
 }
 
-CBaseFilter::CBaseFilter(LPCTSTR pName, LPUNKNOWN pUnk, CCritSec* pLock, REFCLSID clsid, HRESULT*)
+CBaseFilter::CBaseFilter(CObjectName pName, LPUNKNOWN pUnk, CCritSec* pLock, REFCLSID clsid, HRESULT*)
     : CBaseFilter(pName, pUnk, pLock, clsid)
 {
 }
 
 CBaseFilter::~CBaseFilter()
 {
-    if (m_pClock != nullptr)
+    if (m_pClock)
         m_pClock->Release();
+    delete[] m_pName;
 }
 
 STDMETHODIMP CBaseFilter::NonDelegatingQueryInterface(REFIID riid, void** ppv)
@@ -47,92 +64,58 @@ STDMETHODIMP CBaseFilter::NonDelegatingQueryInterface(REFIID riid, void** ppv)
 
 STDMETHODIMP CBaseFilter::GetClassID(CLSID* pClsID)
 {
-    CheckPointer(pClsID, E_POINTER);
+    if (!pClsID)
+        return E_POINTER;
     *pClsID = m_clsid;
     return S_OK;
 }
 
 STDMETHODIMP CBaseFilter::GetState(DWORD dwMSecs, FILTER_STATE* State)
 {
-    CheckPointer(State, E_POINTER);
-    const ULONGLONG begin = GetTickCount64();
-    const auto inTransition = [this] {
-        const DWORD thread = m_transitionThread;
-        return thread != 0 && thread != GetCurrentThreadId();
-    };
-    while (inTransition() && (dwMSecs == INFINITE || GetTickCount64() - begin < dwMSecs))
-        Sleep(1);
+    if (!State)
+        return E_POINTER;
+    const DWORD changer = m_transitionThread;
+    const bool unfinished = changer != 0 && changer != GetCurrentThreadId() && !m_transitionEnd.Wait(dwMSecs);
     *State = m_State;
-    return inTransition() ? VFW_S_STATE_INTERMEDIATE : S_OK;
+    return unfinished ? VFW_S_STATE_INTERMEDIATE : S_OK;
 }
 
 STDMETHODIMP CBaseFilter::SetSyncSource(IReferenceClock* pClock)
 {
     CAutoLock lock(m_pLock);
-    if (pClock != nullptr)
+    if (pClock)
         pClock->AddRef();
-    if (m_pClock != nullptr)
-        m_pClock->Release();
-    m_pClock = pClock;
+    if (IReferenceClock* const old = std::exchange(m_pClock, pClock))
+        old->Release();
     return S_OK;
 }
 
 STDMETHODIMP CBaseFilter::GetSyncSource(IReferenceClock** pClock)
 {
-    CheckPointer(pClock, E_POINTER);
+    if (!pClock)
+        return E_POINTER;
     CAutoLock lock(m_pLock);
-    if (m_pClock != nullptr)
-        m_pClock->AddRef();
     *pClock = m_pClock;
+    if (m_pClock)
+        m_pClock->AddRef();
     return S_OK;
-}
-
-/// Every connected pin, up to the first failure.
-HRESULT CBaseFilter::activatePins()
-{
-    for (int i = 0; i < GetPinCount(); ++i) {
-        CBasePin* pin = GetPin(i);
-        if (pin == nullptr || !pin->IsConnected())
-            continue;
-        if (const HRESULT result = pin->Active(); FAILED(result))
-            return result;
-    }
-    return S_OK;
-}
-
-/// All of them; the first failure is reported.
-HRESULT CBaseFilter::inactivatePins()
-{
-    HRESULT result = S_OK;
-    for (int i = 0; i < GetPinCount(); ++i) {
-        CBasePin* pin = GetPin(i);
-        if (pin == nullptr || !pin->IsConnected())
-            continue;
-        const HRESULT stopped = pin->Inactive();
-        if (FAILED(stopped) && SUCCEEDED(result))
-            result = stopped;
-    }
-    return result;
 }
 
 STDMETHODIMP CBaseFilter::Stop()
 {
-    CAutoLock lock(m_pLock);
-    const Transition transition(*this);
-    const HRESULT result = m_State != State_Stopped ? inactivatePins() : S_OK;
+    Transition transition(*this);
+    const HRESULT hr = m_State == State_Stopped ? S_OK : deactivatePins(GetPinCount());
     m_State = State_Stopped;
-    return result;
+    return hr;
 }
 
 STDMETHODIMP CBaseFilter::Pause()
 {
-    CAutoLock lock(m_pLock);
-    const Transition transition(*this);
+    Transition transition(*this);
     if (m_State == State_Stopped) {
-        if (const HRESULT result = activatePins(); FAILED(result)) {
-            inactivatePins();  // those that were started
-            return result;
-        }
+        const HRESULT hr = activatePins();
+        if (FAILED(hr))
+            return hr;
     }
     m_State = State_Paused;
     return S_OK;
@@ -140,113 +123,121 @@ STDMETHODIMP CBaseFilter::Pause()
 
 STDMETHODIMP CBaseFilter::Run(REFERENCE_TIME tStart)
 {
-    CAutoLock lock(m_pLock);
-    const Transition transition(*this);
+    Transition transition(*this);
     m_tStart = tStart;
-    if (m_State == State_Stopped) {
-        if (const HRESULT result = Pause(); FAILED(result))
-            return result;
-    }
-    for (int i = 0; m_State != State_Running && i < GetPinCount(); ++i) {
-        CBasePin* pin = GetPin(i);
-        if (pin == nullptr || !pin->IsConnected())
+    HRESULT hr = S_OK;
+    if (m_State == State_Stopped)
+        hr = Pause();
+    if (SUCCEEDED(hr) && m_State != State_Running)
+        hr = runPins(tStart);
+    if (SUCCEEDED(hr))
+        m_State = State_Running;
+    return hr;
+}
+
+HRESULT CBaseFilter::activatePins()
+{
+    const int count = GetPinCount();
+    for (int i = 0; i < count; ++i) {
+        CBasePin* const pin = GetPin(i);
+        if (!pin || !pin->IsConnected())
             continue;
-        if (const HRESULT result = pin->Run(tStart); FAILED(result))
-            return result;
+        const HRESULT hr = pin->Active();
+        if (FAILED(hr)) {
+            deactivatePins(i);
+            return hr;
+        }
     }
-    m_State = State_Running;
     return S_OK;
+}
+
+/// Every one of the first `count` pins, whatever they return; the first error.
+HRESULT CBaseFilter::deactivatePins(int count)
+{
+    HRESULT first = S_OK;
+    for (int i = 0; i < count; ++i) {
+        CBasePin* const pin = GetPin(i);
+        if (!pin || !pin->IsConnected())
+            continue;
+        const HRESULT hr = pin->Inactive();
+        if (FAILED(hr) && SUCCEEDED(first))
+            first = hr;
+    }
+    return first;
+}
+
+HRESULT CBaseFilter::runPins(REFERENCE_TIME tStart)
+{
+    const int count = GetPinCount();
+    for (int i = 0; i < count; ++i) {
+        CBasePin* const pin = GetPin(i);
+        if (!pin || !pin->IsConnected())
+            continue;
+        const HRESULT hr = pin->Run(tStart);
+        if (FAILED(hr))
+            return hr;
+    }
+    return S_OK;
+}
+
+BOOL CBaseFilter::IsActive()
+{
+    CAutoLock lock(m_pLock);
+    return m_State != State_Stopped;
+}
+
+BOOL CBaseFilter::IsStopped()
+{
+    CAutoLock lock(m_pLock);
+    return m_State == State_Stopped;
 }
 
 HRESULT CBaseFilter::StreamTime(CRefTime& rtStream)
 {
-    CheckPointer(m_pClock, VFW_E_NO_CLOCK);
-    const HRESULT result = m_pClock->GetTime(&rtStream.m_time);
-    rtStream.m_time -= m_tStart;
-    return result;
+    ComPtr<IReferenceClock> clock;
+    GetSyncSource(clock.put());
+    if (!clock)
+        return VFW_E_NO_CLOCK;
+    REFERENCE_TIME now = 0;
+    const HRESULT hr = clock->GetTime(&now);
+    if (SUCCEEDED(hr))
+        rtStream = now - m_tStart.m_time;
+    return hr;
 }
 
 STDMETHODIMP CBaseFilter::EnumPins(IEnumPins** ppEnum)
 {
-    CheckPointer(ppEnum, E_POINTER);
+    if (!ppEnum)
+        return E_POINTER;
     *ppEnum = new (std::nothrow) CEnumPins(this, nullptr);
-    return *ppEnum != nullptr ? S_OK : E_OUTOFMEMORY;
+    return *ppEnum ? S_OK : E_OUTOFMEMORY;
 }
 
 STDMETHODIMP CBaseFilter::FindPin(LPCWSTR Id, IPin** ppPin)
 {
-    CheckPointer(Id, E_POINTER);
-    CheckPointer(ppPin, E_POINTER);
+    if (!ppPin)
+        return E_POINTER;
     *ppPin = nullptr;
+    if (!Id)
+        return E_POINTER;
     CAutoLock lock(m_pLock);
     for (int i = 0; i < GetPinCount(); ++i) {
-        CBasePin* pin = GetPin(i);
-        if (pin != nullptr && wcscmp(pin->Name(), Id) == 0) {
-            pin->AddRef();
-            *ppPin = pin;
-            return S_OK;
-        }
+        CBasePin* const pin = GetPin(i);
+        if (!pin || !pin->Name() || std::wcscmp(pin->Name(), Id) != 0)
+            continue;
+        pin->AddRef();
+        *ppPin = pin;
+        return S_OK;
     }
     return VFW_E_NOT_FOUND;
 }
 
-STDMETHODIMP CBaseFilter::QueryFilterInfo(FILTER_INFO* pInfo)
+LONG CBaseFilter::GetPinVersion()
 {
-    CheckPointer(pInfo, E_POINTER);
-    std::copy(std::begin(m_name), std::end(m_name), pInfo->achName);
-    pInfo->pGraph = m_pGraph;
-    if (m_pGraph != nullptr)
-        m_pGraph->AddRef();
-    return S_OK;
+    return InterlockedCompareExchange(&m_PinVersion, 0, 0);
 }
 
-STDMETHODIMP CBaseFilter::JoinFilterGraph(IFilterGraph* pGraph, LPCWSTR pName)
+void CBaseFilter::IncrementPinVersion()
 {
-    CAutoLock lock(m_pLock);
-    m_pGraph = pGraph;
-    m_pSink = nullptr;
-    if (m_pGraph != nullptr &&
-        SUCCEEDED(m_pGraph->QueryInterface(IID_IMediaEventSink, reinterpret_cast<void**>(&m_pSink))))
-        m_pSink->Release();  // lives as long as the graph does
-    const size_t length = pName != nullptr ? wcsnlen(pName, MAX_FILTER_NAME - 1) : 0;
-    std::fill(std::copy_n(pName, length, m_name), std::end(m_name), L'\0');
-    return S_OK;
-}
-
-STDMETHODIMP CBaseFilter::QueryVendorInfo(LPWSTR* pVendorInfo)
-{
-    CheckPointer(pVendorInfo, E_POINTER);
-    *pVendorInfo = nullptr;
-    return E_NOTIMPL;
-}
-
-HRESULT CBaseFilter::NotifyEvent(long EventCode, LONG_PTR EventParam1, LONG_PTR EventParam2)
-{
-    CheckPointer(m_pSink, E_NOTIMPL);
-    if (EventCode == EC_COMPLETE)
-        EventParam2 = reinterpret_cast<LONG_PTR>(static_cast<IBaseFilter*>(this));
-    return m_pSink->Notify(EventCode, EventParam1, EventParam2);
-}
-
-HRESULT CBaseFilter::ReconnectPin(IPin* pPin, const AM_MEDIA_TYPE* pmt)
-{
-    CheckPointer(m_pGraph, E_NOINTERFACE);
-    IFilterGraph2* graph = nullptr;
-    if (FAILED(m_pGraph->QueryInterface(IID_IFilterGraph2, reinterpret_cast<void**>(&graph))))
-        return m_pGraph->Reconnect(pPin);
-    const HRESULT result = graph->ReconnectEx(pPin, pmt);
-    graph->Release();
-    return result;
-}
-
-STDMETHODIMP CBaseFilter::Register()
-{
-    const AMOVIESETUP_FILTER* setup = GetSetupData();
-    return setup != nullptr ? AMovieSetupRegisterFilter2(setup, nullptr, TRUE) : S_FALSE;
-}
-
-STDMETHODIMP CBaseFilter::Unregister()
-{
-    const AMOVIESETUP_FILTER* setup = GetSetupData();
-    return setup != nullptr ? AMovieSetupRegisterFilter2(setup, nullptr, FALSE) : S_FALSE;
+    InterlockedIncrement(&m_PinVersion);
 }

@@ -1,97 +1,104 @@
 /// @file
-/// A filter: state, clock, graph, pins.
-#pragma once
+/// Base of every filter.
 
-#include <dshow.h>
+#ifndef ZARNOW_BASECLASSES_BASE_FILTER_H
+#define ZARNOW_BASECLASSES_BASE_FILTER_H
 
 #include <atomic>
 
-#include "registration.h"
+#include "platform.h"
+#include "reference_time.h"
+#include "setup_data.h"
 #include "sync.h"
 #include "unknown.h"
 
 class CBasePin;
 
-/// A time in 100 ns units.
-class CRefTime
-{
-public:
-    CRefTime() = default;
-    CRefTime(REFERENCE_TIME rt) : m_time(rt) {}
-    operator REFERENCE_TIME() const { return m_time; }
-
-    REFERENCE_TIME m_time = 0;
-};
-
+/// A filter: IBaseFilter and IAMovieSetup. Derived classes say which pins there are.
+///
+/// State changes run under the filter's lock. The clock is counted; the graph and its event sink are not, for the
+/// graph owns the filter.
 class CBaseFilter : public CUnknown, public IBaseFilter, public IAMovieSetup
 {
     friend class CBasePin;
+    friend class CBaseInputPin;
 
 public:
     DECLARE_IUNKNOWN
+    /// IBaseFilter, IMediaFilter, IPersist, IAMovieSetup and what CUnknown has.
+    STDMETHODIMP NonDelegatingQueryInterface(REFIID riid, void** ppv) override;
 
-    CBaseFilter(LPCTSTR pName, LPUNKNOWN pUnk, CCritSec* pLock, REFCLSID clsid);
-    CBaseFilter(LPCTSTR pName, LPUNKNOWN pUnk, CCritSec* pLock, REFCLSID clsid, HRESULT* phr);
+    /// @param pLock  lock of the filter's state, which lives as long as the filter
+    CBaseFilter(CObjectName pName, LPUNKNOWN pUnk, CCritSec* pLock, REFCLSID clsid);
+    CBaseFilter(CObjectName pName, LPUNKNOWN pUnk, CCritSec* pLock, REFCLSID clsid, HRESULT* phr);
     ~CBaseFilter() override;
 
-    STDMETHODIMP NonDelegatingQueryInterface(REFIID riid, void** ppv) override;
     STDMETHODIMP GetClassID(CLSID* pClsID) override;
 
-    // IMediaFilter
-
-    /// Waits up to dwMSecs for a transition that another thread has begun. @return VFW_S_STATE_INTERMEDIATE after that
+    /// Waits up to dwMSecs for a state change that another thread has under way.
+    /// @return S_OK, or VFW_S_STATE_INTERMEDIATE when it did not end in time
     STDMETHODIMP GetState(DWORD dwMSecs, FILTER_STATE* State) override;
     STDMETHODIMP SetSyncSource(IReferenceClock* pClock) override;
     STDMETHODIMP GetSyncSource(IReferenceClock** pClock) override;
+    /// Makes every connected pin inactive. Returns the first error, but is stopped in any case.
     STDMETHODIMP Stop() override;
+    /// From stopped, activates every connected pin; when one fails the filter stays stopped.
     STDMETHODIMP Pause() override;
     STDMETHODIMP Run(REFERENCE_TIME tStart) override;
 
-    /// Time since the run's start. @return VFW_E_NO_CLOCK
-    virtual HRESULT StreamTime(CRefTime& rtStream);
-    BOOL IsActive() const { return m_State != State_Stopped; }
-    BOOL IsStopped() const { return m_State == State_Stopped; }
-
-    // IBaseFilter
-
     STDMETHODIMP EnumPins(IEnumPins** ppEnum) override;
+    /// By name. VFW_E_NOT_FOUND clears *ppPin.
     STDMETHODIMP FindPin(LPCWSTR Id, IPin** ppPin) override;
     STDMETHODIMP QueryFilterInfo(FILTER_INFO* pInfo) override;
     STDMETHODIMP JoinFilterGraph(IFilterGraph* pGraph, LPCWSTR pName) override;
     STDMETHODIMP QueryVendorInfo(LPWSTR* pVendorInfo) override;
 
-    HRESULT NotifyEvent(long EventCode, LONG_PTR EventParam1, LONG_PTR EventParam2);
-    IFilterGraph* GetFilterGraph() const { return m_pGraph; }
-    HRESULT ReconnectPin(IPin* pPin, const AM_MEDIA_TYPE* pmt);
-
-    virtual LONG GetPinVersion() { return m_PinVersion; }
-    void IncrementPinVersion() { InterlockedIncrement(&m_PinVersion); }
-    virtual int GetPinCount() = 0;
-    /// Not counted. @return null behind the last pin
-    virtual CBasePin* GetPin(int n) = 0;
-
-    // IAMovieSetup
-
-    virtual LPAMOVIESETUP_FILTER GetSetupData() { return nullptr; }
     STDMETHODIMP Register() override;
     STDMETHODIMP Unregister() override;
+    /// What Register registers; null: nothing, which succeeds with S_FALSE.
+    virtual LPAMOVIESETUP_FILTER GetSetupData() { return nullptr; }
 
-protected:
+    /// Time since the stream began: VFW_E_NO_CLOCK without a clock.
+    virtual HRESULT StreamTime(CRefTime& rtStream);
+
+    virtual int GetPinCount() = 0;
+    /// Pin n, not counted; null past the last one.
+    virtual CBasePin* GetPin(int n) = 0;
+
+    BOOL IsActive();
+    BOOL IsStopped();
+
+    /// Sends an event to the graph; EC_COMPLETE names this filter. E_NOTIMPL outside a graph.
+    HRESULT NotifyEvent(long EventCode, LONG_PTR EventParam1, LONG_PTR EventParam2);
+    IFilterGraph* GetFilterGraph() { return m_pGraph; }
+    /// Has the graph break a connection and make it again (pmt null: with any type).
+    HRESULT ReconnectPin(IPin* pPin, const AM_MEDIA_TYPE* pmt);
+
+    /// Changes whenever pins come or go: enumerators then are out of step.
+    virtual LONG GetPinVersion();
+    void IncrementPinVersion();
+
+private:
     class Transition;
 
     HRESULT activatePins();
-    HRESULT inactivatePins();
+    HRESULT deactivatePins(int count);
+    HRESULT rename(LPCWSTR name);
+    HRESULT runPins(REFERENCE_TIME tStart);
 
+    std::atomic<DWORD> m_transitionThread{0};
+    CAMEvent m_transitionEnd{TRUE};
+
+protected:
     FILTER_STATE m_State = State_Stopped;
-    IReferenceClock* m_pClock = nullptr;  ///< counted
-    CRefTime m_tStart;
+    IReferenceClock* m_pClock = nullptr;
+    CRefTime m_tStart;  ///< clock time of stream time 0
     CLSID m_clsid;
     CCritSec* m_pLock;
-    WCHAR m_name[MAX_FILTER_NAME] = {};
-    IFilterGraph* m_pGraph = nullptr;    ///< not counted: the graph holds the filter
-    IMediaEventSink* m_pSink = nullptr;  ///< not counted
-    volatile LONG m_PinVersion = 1;
-
-private:
-    std::atomic<DWORD> m_transitionThread = 0;  ///< the thread inside Stop, Pause or Run; 0: none
+    WCHAR* m_pName = nullptr;
+    IFilterGraph* m_pGraph = nullptr;
+    IMediaEventSink* m_pSink = nullptr;
+    LONG m_PinVersion = 1;
 };
+
+#endif

@@ -1,24 +1,29 @@
-#include "streams.h"
+#include "base_pin.h"
 
 #include <cwchar>
+#include <iterator>
 #include <new>
 
-CBasePin::CBasePin(LPCTSTR pObjectName, CBaseFilter* pFilter, CCritSec* pLock, HRESULT* phr, LPCWSTR pName,
+#include "enumerators.h"
+
+CBasePin::CBasePin(CObjectName pObjectName, CBaseFilter* pFilter, CCritSec* pLock, HRESULT* phr, LPCWSTR pName,
                    PIN_DIRECTION dir)
     : CUnknown(pObjectName, nullptr), m_dir(dir), m_pLock(pLock), m_pFilter(pFilter)
 {
-    if (pName == nullptr)
+    if (!pName)
         return;
-    const size_t size = wcslen(pName) + 1;
-    m_pName = new (std::nothrow) WCHAR[size];
-    if (m_pName != nullptr)
-        wmemcpy(m_pName, pName, size);
-    else if (phr != nullptr)
+    const std::size_t length = std::wcslen(pName) + 1;
+    m_pName = new (std::nothrow) WCHAR[length];
+    if (m_pName)
+        std::wmemcpy(m_pName, pName, length);
+    else if (phr)
         *phr = E_OUTOFMEMORY;
 }
 
 CBasePin::~CBasePin()
 {
+    if (m_Connected)
+        m_Connected->Release();
     delete[] m_pName;
 }
 
@@ -41,69 +46,82 @@ STDMETHODIMP_(ULONG) CBasePin::NonDelegatingRelease()
     return m_pFilter->Release();
 }
 
-STDMETHODIMP CBasePin::ConnectedTo(IPin** ppPin)
+STDMETHODIMP CBasePin::ConnectedTo(IPin** pPin)
 {
-    CheckPointer(ppPin, E_POINTER);
-    *ppPin = m_Connected;
-    CheckPointer(m_Connected, VFW_E_NOT_CONNECTED);
+    if (!pPin)
+        return E_POINTER;
+    *pPin = m_Connected;
+    if (!m_Connected)
+        return VFW_E_NOT_CONNECTED;
     m_Connected->AddRef();
     return S_OK;
 }
 
 STDMETHODIMP CBasePin::ConnectionMediaType(AM_MEDIA_TYPE* pmt)
 {
-    CheckPointer(pmt, E_POINTER);
+    if (!pmt)
+        return E_POINTER;
     CAutoLock lock(m_pLock);
     if (IsConnected())
         return CopyMediaType(pmt, &m_mt);
-    *pmt = {};
-    pmt->lSampleSize = 1;
-    pmt->bFixedSizeSamples = TRUE;
+    *pmt = AM_MEDIA_TYPE{};
     return VFW_E_NOT_CONNECTED;
 }
 
 STDMETHODIMP CBasePin::QueryPinInfo(PIN_INFO* pInfo)
 {
-    CheckPointer(pInfo, E_POINTER);
-    *pInfo = {};
+    if (!pInfo)
+        return E_POINTER;
     pInfo->pFilter = m_pFilter;
-    m_pFilter->AddRef();
-    if (m_pName != nullptr)
-        wmemcpy(pInfo->achName, m_pName, wcsnlen(m_pName, MAX_PIN_NAME - 1));
+    if (m_pFilter)
+        m_pFilter->AddRef();
+    lstrcpynW(pInfo->achName, m_pName ? m_pName : L"", static_cast<int>(std::size(pInfo->achName)));
     pInfo->dir = m_dir;
     return S_OK;
 }
 
 STDMETHODIMP CBasePin::QueryDirection(PIN_DIRECTION* pPinDir)
 {
-    CheckPointer(pPinDir, E_POINTER);
+    if (!pPinDir)
+        return E_POINTER;
     *pPinDir = m_dir;
     return S_OK;
 }
 
 STDMETHODIMP CBasePin::QueryId(LPWSTR* Id)
 {
-    return AMGetWideString(Name(), Id);
+    return AMGetWideString(m_pName ? m_pName : L"", Id);
 }
 
 STDMETHODIMP CBasePin::QueryAccept(const AM_MEDIA_TYPE* pmt)
 {
-    CheckPointer(pmt, E_POINTER);
-    const CMediaType type(*pmt);
-    const HRESULT result = CheckMediaType(&type);
-    return FAILED(result) ? S_FALSE : result;
+    if (!pmt)
+        return E_POINTER;
+    HRESULT hr = S_OK;
+    const CMediaType type(*pmt, &hr);
+    if (FAILED(hr))
+        return hr;
+    // A refusal is no error of the question.
+    return CheckMediaType(&type) == S_OK ? S_OK : S_FALSE;
 }
 
 STDMETHODIMP CBasePin::EnumMediaTypes(IEnumMediaTypes** ppEnum)
 {
-    CheckPointer(ppEnum, E_POINTER);
+    if (!ppEnum)
+        return E_POINTER;
     *ppEnum = new (std::nothrow) CEnumMediaTypes(this, nullptr);
-    return *ppEnum != nullptr ? S_OK : E_OUTOFMEMORY;
+    return *ppEnum ? S_OK : E_OUTOFMEMORY;
 }
 
 STDMETHODIMP CBasePin::QueryInternalConnections(IPin**, ULONG*)
 {
-    return E_NOTIMPL;  // by convention: every input goes to every output
+    // Every input is connected to every output.
+    return E_NOTIMPL;
+}
+
+STDMETHODIMP CBasePin::EndOfStream()
+{
+    return S_OK;
 }
 
 STDMETHODIMP CBasePin::NewSegment(REFERENCE_TIME tStart, REFERENCE_TIME tStop, double dRate)
@@ -126,9 +144,29 @@ STDMETHODIMP CBasePin::SetSink(IQualityControl* piqc)
     return S_OK;
 }
 
+LONG CBasePin::GetMediaTypeVersion()
+{
+    return InterlockedCompareExchange(&m_TypeVersion, 0, 0);
+}
+
+void CBasePin::IncrementTypeVersion()
+{
+    InterlockedIncrement(&m_TypeVersion);
+}
+
+HRESULT CBasePin::Active()
+{
+    return S_OK;
+}
+
 HRESULT CBasePin::Inactive()
 {
     m_bRunTimeError = false;
+    return S_OK;
+}
+
+HRESULT CBasePin::Run(REFERENCE_TIME)
+{
     return S_OK;
 }
 
@@ -144,7 +182,20 @@ HRESULT CBasePin::GetMediaType(int, CMediaType*)
 
 HRESULT CBasePin::CheckConnect(IPin* pPin)
 {
-    PIN_DIRECTION other = m_dir;
-    pPin->QueryDirection(&other);
-    return other == m_dir ? VFW_E_INVALID_DIRECTION : S_OK;
+    PIN_DIRECTION other{};
+    const HRESULT hr = pPin->QueryDirection(&other);
+    if (FAILED(hr))
+        return hr;
+    const bool opposite = m_dir == PINDIR_INPUT ? other == PINDIR_OUTPUT : other == PINDIR_INPUT;
+    return opposite ? S_OK : VFW_E_INVALID_DIRECTION;
+}
+
+HRESULT CBasePin::BreakConnect()
+{
+    return S_OK;
+}
+
+HRESULT CBasePin::CompleteConnect(IPin*)
+{
+    return S_OK;
 }

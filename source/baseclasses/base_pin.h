@@ -1,37 +1,35 @@
 /// @file
-/// What input and output pins have in common: connection, media types, quality messages, segments.
-#pragma once
+/// Base of every pin: connection, media types, segment, quality control.
 
-#include <dshow.h>
+#ifndef ZARNOW_BASECLASSES_BASE_PIN_H
+#define ZARNOW_BASECLASSES_BASE_PIN_H
 
+#include "platform.h"
 #include "base_filter.h"
 #include "media_type.h"
+#include "reference_time.h"
 #include "sync.h"
 #include "unknown.h"
 
-inline constexpr REFERENCE_TIME MAX_TIME = 0x7FFFFFFFFFFFFFFF;
-
-/// Reference counts go to the filter: a pin lives as long as its filter.
+/// A pin: IPin and IQualityControl. It lives as long as its filter, to which its reference counting goes.
 class CBasePin : public CUnknown, public IPin, public IQualityControl
 {
 public:
     DECLARE_IUNKNOWN
-
-    CBasePin(LPCTSTR pObjectName, CBaseFilter* pFilter, CCritSec* pLock, HRESULT* phr, LPCWSTR pName,
-             PIN_DIRECTION dir);
-    ~CBasePin() override;
-
     STDMETHODIMP NonDelegatingQueryInterface(REFIID riid, void** ppv) override;
     STDMETHODIMP_(ULONG) NonDelegatingAddRef() override;
     STDMETHODIMP_(ULONG) NonDelegatingRelease() override;
 
-    // IPin
+    /// @param pLock  lock of the connection; the filter's state lock, mostly
+    /// @param pName  name and, unless QueryId is overridden, id of the pin; copied
+    CBasePin(CObjectName pObjectName, CBaseFilter* pFilter, CCritSec* pLock, HRESULT* phr, LPCWSTR pName,
+             PIN_DIRECTION dir);
+    ~CBasePin() override;
 
-    /// Tries the given type alone or, where it leaves something open, the receiver's types and then our own.
     STDMETHODIMP Connect(IPin* pReceivePin, const AM_MEDIA_TYPE* pmt) override;
     STDMETHODIMP ReceiveConnection(IPin* pConnector, const AM_MEDIA_TYPE* pmt) override;
     STDMETHODIMP Disconnect() override;
-    STDMETHODIMP ConnectedTo(IPin** ppPin) override;
+    STDMETHODIMP ConnectedTo(IPin** pPin) override;
     STDMETHODIMP ConnectionMediaType(AM_MEDIA_TYPE* pmt) override;
     STDMETHODIMP QueryPinInfo(PIN_INFO* pInfo) override;
     STDMETHODIMP QueryDirection(PIN_DIRECTION* pPinDir) override;
@@ -39,61 +37,78 @@ public:
     STDMETHODIMP QueryAccept(const AM_MEDIA_TYPE* pmt) override;
     STDMETHODIMP EnumMediaTypes(IEnumMediaTypes** ppEnum) override;
     STDMETHODIMP QueryInternalConnections(IPin** apPin, ULONG* nPin) override;
-    STDMETHODIMP EndOfStream() override { return S_OK; }
+    STDMETHODIMP EndOfStream() override;
     STDMETHODIMP NewSegment(REFERENCE_TIME tStart, REFERENCE_TIME tStop, double dRate) override;
 
-    // IQualityControl
-
     STDMETHODIMP Notify(IBaseFilter* pSender, Quality q) override;
+    /// The sink is not counted.
     STDMETHODIMP SetSink(IQualityControl* piqc) override;
 
     BOOL IsConnected() const { return m_Connected != nullptr; }
+    /// The peer, not counted.
     IPin* GetConnected() const { return m_Connected; }
-    BOOL IsStopped() const { return m_pFilter->m_State == State_Stopped; }
-    LPWSTR Name() const { return m_pName; }
-    virtual LONG GetMediaTypeVersion() { return m_TypeVersion; }
-    void IncrementTypeVersion() { InterlockedIncrement(&m_TypeVersion); }
-    void SetReconnectWhenActive(bool bCanReconnect) { m_bCanReconnectWhenActive = bCanReconnect; }
-    bool CanReconnectWhenActive() const { return m_bCanReconnectWhenActive; }
-    REFERENCE_TIME CurrentStartTime() const { return m_tStart; }
-    REFERENCE_TIME CurrentStopTime() const { return m_tStop; }
-    double CurrentRate() const { return m_dRate; }
+    BOOL IsStopped() { return m_pFilter->IsStopped(); }
 
-    // For the derived pin. The filter's lock is held in the calls that connect.
+    /// Changes whenever the list of media types does: enumerators then are out of step.
+    virtual LONG GetMediaTypeVersion();
+    void IncrementTypeVersion();
 
-    virtual HRESULT Active() { return S_OK; }
+    virtual HRESULT Active();
     virtual HRESULT Inactive();
-    virtual HRESULT Run(REFERENCE_TIME) { return S_OK; }
+    virtual HRESULT Run(REFERENCE_TIME tStart);
+
+    /// S_OK accepts the type, anything else refuses it.
     virtual HRESULT CheckMediaType(const CMediaType* pmt) = 0;
+    /// Takes the type of the connection.
     virtual HRESULT SetMediaType(const CMediaType* pmt);
+    /// Whether the peer will do at all: VFW_E_INVALID_DIRECTION when it has our direction.
     virtual HRESULT CheckConnect(IPin* pPin);
-    virtual HRESULT BreakConnect() { return S_OK; }
-    virtual HRESULT CompleteConnect(IPin*) { return S_OK; }
-    /// S_OK, VFW_S_NO_MORE_ITEMS behind the last one, or an error
+    /// Undoes what CheckConnect and CompleteConnect did. May be called without either.
+    virtual HRESULT BreakConnect();
+    virtual HRESULT CompleteConnect(IPin* pReceivePin);
+    /// Preferred type iPosition: S_OK, VFW_S_NO_MORE_ITEMS past the last one.
     virtual HRESULT GetMediaType(int iPosition, CMediaType* pMediaType);
 
+    REFERENCE_TIME CurrentStopTime() const { return m_tStop; }
+    REFERENCE_TIME CurrentStartTime() const { return m_tStart; }
+    double CurrentRate() const { return m_dRate; }
+
+    LPWSTR Name() const { return m_pName; }
+    /// Whether the pin may be connected again while the filter is active.
+    void SetReconnectWhenActive(bool bCanReconnect) { m_bCanReconnectWhenActive = bCanReconnect; }
+    bool CanReconnectWhenActive() const { return m_bCanReconnectWhenActive; }
+
 protected:
+    /// Connects with this one type.
     HRESULT AttemptConnection(IPin* pReceivePin, const CMediaType* pmt);
+    /// Tries the types of an enumerator that fit pmt (null: all).
     HRESULT TryMediaTypes(IPin* pReceivePin, const CMediaType* pmt, IEnumMediaTypes* pEnum);
+    /// Finds a type both pins like, within pmt (may be null), and connects.
     HRESULT AgreeMediaType(IPin* pReceivePin, const CMediaType* pmt);
-    HRESULT DisconnectInternal();
-    HRESULT connectWith(IPin* pPin, const CMediaType* pmt);
-    void dropConnection();
-    HRESULT tryTypesOf(IPin* owner, IPin* pReceivePin, const CMediaType* pmt);
-    HRESULT checkConnectable() const;
 
     WCHAR* m_pName = nullptr;
-    IPin* m_Connected = nullptr;  ///< counted
+    IPin* m_Connected = nullptr;
     PIN_DIRECTION m_dir;
     CCritSec* m_pLock;
     bool m_bRunTimeError = false;
     bool m_bCanReconnectWhenActive = false;
     bool m_bTryMyTypesFirst = false;
     CBaseFilter* m_pFilter;
-    IQualityControl* m_pQSink = nullptr;  ///< not counted
-    volatile LONG m_TypeVersion = 1;
+    IQualityControl* m_pQSink = nullptr;
+    LONG m_TypeVersion = 1;
     CMediaType m_mt;
-    CRefTime m_tStart;
-    CRefTime m_tStop = MAX_TIME;
+
+    REFERENCE_TIME m_tStart = 0;
+    REFERENCE_TIME m_tStop = MAX_TIME;
     double m_dRate = 1.0;
+
+private:
+    HRESULT checkFree() const;
+    HRESULT tryTypesOf(IPin* lister, IPin* receiver, const CMediaType* wanted);
+    HRESULT connectWith(IPin* receiver, const CMediaType* type);
+    HRESULT receiveWith(IPin* connector, const CMediaType* type);
+    void adopt(IPin* peer);
+    void abandon();
 };
+
+#endif

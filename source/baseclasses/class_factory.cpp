@@ -1,26 +1,16 @@
-#include "streams.h"
+#include "class_factory.h"
 
+#include <algorithm>
 #include <new>
 
-namespace {
-
-volatile LONG g_locks = 0;
-
-void initClasses(BOOL loading)
-{
-    for (int i = 0; i < g_cTemplates; ++i) {
-        if (g_Templates[i].m_lpfnInit != nullptr)
-            g_Templates[i].m_lpfnInit(loading, g_Templates[i].m_ClsID);
-    }
-}
-
-}  // namespace
+CClassFactory::CClassFactory(const CFactoryTemplate* pTemplate) : CBaseObject(nullptr), m_pTemplate(pTemplate) {}
 
 STDMETHODIMP CClassFactory::QueryInterface(REFIID riid, void** ppv)
 {
-    CheckPointer(ppv, E_POINTER);
-    if (riid == IID_IUnknown || riid == IID_IClassFactory)
-        return GetInterface(static_cast<IClassFactory*>(this), ppv);
+    if (!ppv)
+        return E_POINTER;
+    if (riid == IID_IClassFactory || riid == IID_IUnknown)
+        return GetInterface(this, ppv);
     *ppv = nullptr;
     return E_NOINTERFACE;
 }
@@ -32,71 +22,76 @@ STDMETHODIMP_(ULONG) CClassFactory::AddRef()
 
 STDMETHODIMP_(ULONG) CClassFactory::Release()
 {
-    const LONG count = InterlockedDecrement(&m_cRef);
-    if (count == 0)
+    const LONG left = InterlockedDecrement(&m_cRef);
+    if (left == 0)
         delete this;
-    return static_cast<ULONG>(count);
+    return static_cast<ULONG>(left);
 }
 
-STDMETHODIMP CClassFactory::CreateInstance(LPUNKNOWN pUnkOuter, REFIID riid, void** ppv)
+namespace {
+
+/// The creation function is the derived class's: what it throws must not reach the client.
+CUnknown* create(const CFactoryTemplate& creator, LPUNKNOWN outer, HRESULT& hr)
 {
-    CheckPointer(ppv, E_POINTER);
-    *ppv = nullptr;
-    if (pUnkOuter != nullptr && riid != IID_IUnknown)
+    try {
+        CUnknown* const object = creator.CreateInstance(outer, &hr);
+        if (!object && SUCCEEDED(hr))
+            hr = E_OUTOFMEMORY;
+        return object;
+    } catch (const std::bad_alloc&) {
+        hr = E_OUTOFMEMORY;
+    } catch (...) {
+        hr = E_UNEXPECTED;
+    }
+    return nullptr;
+}
+
+}  // namespace
+
+STDMETHODIMP CClassFactory::CreateInstance(LPUNKNOWN pUnkOuter, REFIID riid, void** pv)
+{
+    if (!pv)
+        return E_POINTER;
+    *pv = nullptr;
+    if (pUnkOuter && riid != IID_IUnknown)
         return E_NOINTERFACE;
-    HRESULT result = S_OK;
-    CUnknown* object = m_pTemplate->CreateInstance(pUnkOuter, &result);
-    if (object == nullptr)
-        return SUCCEEDED(result) ? E_OUTOFMEMORY : result;
+    HRESULT hr = S_OK;
+    CUnknown* const object = create(*m_pTemplate, pUnkOuter, hr);
+    if (!object)
+        return hr;
+    // Holds the object while it is asked; without a result it goes with this reference.
     object->NonDelegatingAddRef();
-    if (SUCCEEDED(result))
-        result = object->NonDelegatingQueryInterface(riid, ppv);
+    if (SUCCEEDED(hr))
+        hr = object->NonDelegatingQueryInterface(riid, pv);
     object->NonDelegatingRelease();
-    return result;
+    return hr;
 }
 
 STDMETHODIMP CClassFactory::LockServer(BOOL fLock)
 {
-    if (fLock)
-        InterlockedIncrement(&g_locks);
-    else
-        InterlockedDecrement(&g_locks);
+    m_cLocked += fLock ? 1 : -1;
     return S_OK;
 }
 
-BOOL CClassFactory::IsLocked()
+STDAPI DllGetClassObject(REFCLSID rClsID, REFIID riid, LPVOID* ppv)
 {
-    return g_locks > 0;
-}
-
-STDAPI DllGetClassObject(REFCLSID rclsid, REFIID riid, void** ppv)
-{
-    CheckPointer(ppv, E_POINTER);
+    if (!ppv)
+        return E_POINTER;
     *ppv = nullptr;
     if (riid != IID_IUnknown && riid != IID_IClassFactory)
         return E_NOINTERFACE;
-    for (int i = 0; i < g_cTemplates; ++i) {
-        if (!g_Templates[i].IsClassID(rclsid))
-            continue;
-        auto* factory = new (std::nothrow) CClassFactory(&g_Templates[i]);
-        return factory != nullptr ? GetInterface(factory, ppv) : E_OUTOFMEMORY;
-    }
-    return CLASS_E_CLASSNOTAVAILABLE;
+    const CFactoryTemplate* const end = g_Templates + g_cTemplates;
+    const auto* const found =
+        std::find_if(g_Templates, g_Templates + g_cTemplates, [&](const auto& t) { return t.IsClassID(rClsID); });
+    if (found == end)
+        return CLASS_E_CLASSNOTAVAILABLE;
+    auto* const factory = new (std::nothrow) CClassFactory(found);
+    if (!factory)
+        return E_OUTOFMEMORY;
+    return GetInterface(factory, ppv);
 }
 
 STDAPI DllCanUnloadNow()
 {
-    return CClassFactory::IsLocked() || CBaseObject::ObjectsActive() > 0 ? S_FALSE : S_OK;
-}
-
-extern "C" BOOL WINAPI DllMain(HINSTANCE hInstance, DWORD reason, LPVOID)
-{
-    if (reason == DLL_PROCESS_ATTACH) {
-        g_hInst = hInstance;
-        DisableThreadLibraryCalls(hInstance);
-        initClasses(TRUE);
-    } else if (reason == DLL_PROCESS_DETACH) {
-        initClasses(FALSE);
-    }
-    return TRUE;
+    return CClassFactory::IsLocked() || CBaseObject::ObjectsActive() != 0 ? S_FALSE : S_OK;
 }

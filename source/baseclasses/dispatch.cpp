@@ -1,62 +1,51 @@
-#include "streams.h"
+#include "dispatch.h"
 
-namespace {
-
-/// Quartz, version 1.0
-constexpr GUID kQuartzLibrary = {0x56a868b0, 0x0ad4, 0x11ce, {0xb0, 0x3a, 0x00, 0x20, 0xaf, 0x0b, 0xa7, 0x70}};
-
-HRESULT loadTypeInfo(REFIID riid, LCID lcid, ITypeInfo** information)
-{
-    ITypeLib* library = nullptr;
-    HRESULT result = LoadRegTypeLib(kQuartzLibrary, 1, 0, lcid, &library);
-    if (FAILED(result))
-        return result;
-    result = library->GetTypeInfoOfGuid(riid, information);
-    library->Release();
-    return result;
-}
-
-}  // namespace
+#include "com_ptr.h"
 
 CBaseDispatch::~CBaseDispatch()
 {
-    if (m_pti != nullptr)
+    if (m_pti)
         m_pti->Release();
 }
 
 STDMETHODIMP CBaseDispatch::GetTypeInfoCount(UINT* pctinfo)
 {
-    CheckPointer(pctinfo, E_POINTER);
+    if (!pctinfo)
+        return E_POINTER;
     *pctinfo = 1;
     return S_OK;
 }
 
 STDMETHODIMP CBaseDispatch::GetTypeInfo(REFIID riid, UINT itinfo, LCID lcid, ITypeInfo** pptinfo)
 {
-    CheckPointer(pptinfo, E_POINTER);
+    if (!pptinfo)
+        return E_POINTER;
     *pptinfo = nullptr;
     if (itinfo != 0)
         return TYPE_E_ELEMENTNOTFOUND;
-    if (m_pti == nullptr) {
-        ITypeInfo* loaded = nullptr;
-        if (const HRESULT result = loadTypeInfo(riid, lcid, &loaded); FAILED(result))
-            return result;
-        // Whoever comes first keeps his; two threads may ask at once.
-        if (InterlockedCompareExchangePointer(reinterpret_cast<void**>(&m_pti), loaded, nullptr) != nullptr)
-            loaded->Release();
-    }
+    const HRESULT hr = load(riid, lcid);
+    if (FAILED(hr))
+        return hr;
     *pptinfo = m_pti;
     m_pti->AddRef();
     return S_OK;
 }
 
+HRESULT CBaseDispatch::load(REFIID riid, LCID lcid)
+{
+    CAutoLock lock(&m_lock);
+    if (m_pti)
+        return S_OK;
+    ComPtr<ITypeLib> library;
+    const HRESULT hr = LoadRegTypeLib(LIBID_QuartzTypeLib, 1, 0, lcid, library.put());
+    return FAILED(hr) ? hr : library->GetTypeInfoOfGuid(riid, &m_pti);
+}
+
 STDMETHODIMP CBaseDispatch::GetIDsOfNames(REFIID riid, OLECHAR** rgszNames, UINT cNames, LCID lcid, DISPID* rgdispid)
 {
-    ITypeInfo* information = nullptr;
-    HRESULT result = GetTypeInfo(riid, 0, lcid, &information);
-    if (FAILED(result))
-        return result;
-    result = information->GetIDsOfNames(rgszNames, cNames, rgdispid);
-    information->Release();
-    return result;
+    if (!rgszNames || !rgdispid)
+        return E_POINTER;
+    ComPtr<ITypeInfo> info;
+    const HRESULT hr = GetTypeInfo(riid, 0, lcid, info.put());
+    return FAILED(hr) ? hr : info->GetIDsOfNames(rgszNames, cNames, rgdispid);
 }

@@ -1,21 +1,40 @@
-#include "streams.h"
+#include "enumerators.h"
 
+#include <algorithm>
+#include <climits>
 #include <new>
+
+#include "base_filter.h"
+#include "base_pin.h"
+#include "media_type.h"
 
 namespace {
 
-/// The count pointer may be left out only when one item is asked for.
-HRESULT checkFetch(ULONG count, const void* items, const ULONG* fetched)
+/// What every Next checks of its arguments.
+template <typename T>
+HRESULT checkNext(ULONG count, T** items, ULONG* fetched)
 {
-    CheckPointer(items, E_POINTER);
-    return fetched == nullptr && count > 1 ? E_INVALIDARG : S_OK;
+    if (!items)
+        return E_POINTER;
+    if (fetched)
+        *fetched = 0;
+    return fetched || count <= 1 ? S_OK : E_INVALIDARG;
 }
 
-HRESULT queryEnumerator(IUnknown* self, REFIID own, REFIID riid, void** ppv)
+HRESULT finishNext(ULONG wanted, ULONG got, ULONG* fetched)
 {
-    CheckPointer(ppv, E_POINTER);
-    if (riid == own || riid == IID_IUnknown)
-        return GetInterface(self, ppv);
+    if (fetched)
+        *fetched = got;
+    return got == wanted ? S_OK : S_FALSE;
+}
+
+/// Enumerators are handed out by a single interface.
+HRESULT queryEnumerator(REFIID wanted, REFIID own, IUnknown* enumerator, void** ppv)
+{
+    if (!ppv)
+        return E_POINTER;
+    if (wanted == own || wanted == IID_IUnknown)
+        return GetInterface(enumerator, ppv);
     *ppv = nullptr;
     return E_NOINTERFACE;
 }
@@ -25,14 +44,13 @@ HRESULT queryEnumerator(IUnknown* self, REFIID own, REFIID riid, void** ppv)
 CEnumPins::CEnumPins(CBaseFilter* pFilter, CEnumPins* pEnumPins) : CBaseObject(nullptr), m_pFilter(pFilter)
 {
     m_pFilter->AddRef();
-    if (pEnumPins != nullptr) {
+    if (pEnumPins) {
         m_Position = pEnumPins->m_Position;
         m_PinCount = pEnumPins->m_PinCount;
         m_Version = pEnumPins->m_Version;
-        return;
+    } else {
+        Reset();
     }
-    m_Version = m_pFilter->GetPinVersion();
-    m_PinCount = m_pFilter->GetPinCount();
 }
 
 CEnumPins::~CEnumPins()
@@ -42,7 +60,7 @@ CEnumPins::~CEnumPins()
 
 STDMETHODIMP CEnumPins::QueryInterface(REFIID riid, void** ppv)
 {
-    return queryEnumerator(this, IID_IEnumPins, riid, ppv);
+    return queryEnumerator(riid, IID_IEnumPins, this, ppv);
 }
 
 STDMETHODIMP_(ULONG) CEnumPins::AddRef()
@@ -52,47 +70,15 @@ STDMETHODIMP_(ULONG) CEnumPins::AddRef()
 
 STDMETHODIMP_(ULONG) CEnumPins::Release()
 {
-    const LONG count = InterlockedDecrement(&m_cRef);
-    if (count == 0)
+    const LONG left = InterlockedDecrement(&m_cRef);
+    if (left == 0)
         delete this;
-    return static_cast<ULONG>(count);
+    return static_cast<ULONG>(left);
 }
 
-bool CEnumPins::outOfSync() const
+BOOL CEnumPins::AreWeOutOfSync() const
 {
     return m_pFilter->GetPinVersion() != m_Version;
-}
-
-STDMETHODIMP CEnumPins::Next(ULONG cPins, IPin** ppPins, ULONG* pcFetched)
-{
-    if (const HRESULT result = checkFetch(cPins, ppPins, pcFetched); FAILED(result))
-        return result;
-    if (pcFetched != nullptr)
-        *pcFetched = 0;
-    if (outOfSync())
-        return VFW_E_ENUM_OUT_OF_SYNC;
-    ULONG fetched = 0;
-    while (fetched < cPins && m_Position < m_PinCount) {
-        CBasePin* pin = m_pFilter->GetPin(m_Position++);
-        if (pin == nullptr)
-            return VFW_E_ENUM_OUT_OF_SYNC;
-        ppPins[fetched++] = pin;
-        pin->AddRef();
-    }
-    if (pcFetched != nullptr)
-        *pcFetched = fetched;
-    return fetched == cPins ? S_OK : S_FALSE;
-}
-
-STDMETHODIMP CEnumPins::Skip(ULONG cPins)
-{
-    if (outOfSync())
-        return VFW_E_ENUM_OUT_OF_SYNC;
-    const auto left = static_cast<ULONG>(m_PinCount - m_Position);
-    if (cPins > left)
-        return S_FALSE;
-    m_Position += static_cast<int>(cPins);
-    return S_OK;
 }
 
 STDMETHODIMP CEnumPins::Reset()
@@ -103,23 +89,58 @@ STDMETHODIMP CEnumPins::Reset()
     return S_OK;
 }
 
+STDMETHODIMP CEnumPins::Next(ULONG cPins, IPin** ppPins, ULONG* pcFetched)
+{
+    const HRESULT hr = checkNext(cPins, ppPins, pcFetched);
+    if (FAILED(hr))
+        return hr;
+    if (AreWeOutOfSync())
+        return VFW_E_ENUM_OUT_OF_SYNC;
+    return finishNext(cPins, fetch(cPins, ppPins), pcFetched);
+}
+
+ULONG CEnumPins::fetch(ULONG count, IPin** pins)
+{
+    ULONG got = 0;
+    while (got < count && m_Position < m_PinCount) {
+        CBasePin* const pin = m_pFilter->GetPin(m_Position);
+        if (!pin)
+            break;
+        pin->AddRef();
+        pins[got++] = pin;
+        ++m_Position;
+    }
+    return got;
+}
+
+STDMETHODIMP CEnumPins::Skip(ULONG cPins)
+{
+    if (AreWeOutOfSync())
+        return VFW_E_ENUM_OUT_OF_SYNC;
+    const ULONG left = static_cast<ULONG>(m_PinCount - m_Position);
+    m_Position += static_cast<int>(std::min(cPins, left));
+    return cPins <= left ? S_OK : S_FALSE;
+}
+
 STDMETHODIMP CEnumPins::Clone(IEnumPins** ppEnum)
 {
-    CheckPointer(ppEnum, E_POINTER);
+    if (!ppEnum)
+        return E_POINTER;
     *ppEnum = nullptr;
-    if (outOfSync())
+    if (AreWeOutOfSync())
         return VFW_E_ENUM_OUT_OF_SYNC;
     *ppEnum = new (std::nothrow) CEnumPins(m_pFilter, this);
-    return *ppEnum != nullptr ? S_OK : E_OUTOFMEMORY;
+    return *ppEnum ? S_OK : E_OUTOFMEMORY;
 }
 
 CEnumMediaTypes::CEnumMediaTypes(CBasePin* pPin, CEnumMediaTypes* pEnumMediaTypes) : CBaseObject(nullptr), m_pPin(pPin)
 {
     m_pPin->AddRef();
-    m_Version = m_pPin->GetMediaTypeVersion();
-    if (pEnumMediaTypes != nullptr) {
+    if (pEnumMediaTypes) {
         m_Position = pEnumMediaTypes->m_Position;
         m_Version = pEnumMediaTypes->m_Version;
+    } else {
+        Reset();
     }
 }
 
@@ -130,7 +151,7 @@ CEnumMediaTypes::~CEnumMediaTypes()
 
 STDMETHODIMP CEnumMediaTypes::QueryInterface(REFIID riid, void** ppv)
 {
-    return queryEnumerator(this, IID_IEnumMediaTypes, riid, ppv);
+    return queryEnumerator(riid, IID_IEnumMediaTypes, this, ppv);
 }
 
 STDMETHODIMP_(ULONG) CEnumMediaTypes::AddRef()
@@ -140,70 +161,69 @@ STDMETHODIMP_(ULONG) CEnumMediaTypes::AddRef()
 
 STDMETHODIMP_(ULONG) CEnumMediaTypes::Release()
 {
-    const LONG count = InterlockedDecrement(&m_cRef);
-    if (count == 0)
+    const LONG left = InterlockedDecrement(&m_cRef);
+    if (left == 0)
         delete this;
-    return static_cast<ULONG>(count);
+    return static_cast<ULONG>(left);
 }
 
-bool CEnumMediaTypes::outOfSync() const
+BOOL CEnumMediaTypes::AreWeOutOfSync() const
 {
     return m_pPin->GetMediaTypeVersion() != m_Version;
 }
 
-/// Null behind the last type, and without memory.
-AM_MEDIA_TYPE* CEnumMediaTypes::typeAt(int position)
+STDMETHODIMP CEnumMediaTypes::Reset()
 {
-    CMediaType type;
-    return m_pPin->GetMediaType(position, &type) == S_OK ? CreateMediaType(&type) : nullptr;
+    m_Version = m_pPin->GetMediaTypeVersion();
+    m_Position = 0;
+    return S_OK;
 }
 
 STDMETHODIMP CEnumMediaTypes::Next(ULONG cMediaTypes, AM_MEDIA_TYPE** ppMediaTypes, ULONG* pcFetched)
 {
-    if (const HRESULT result = checkFetch(cMediaTypes, ppMediaTypes, pcFetched); FAILED(result))
-        return result;
-    if (pcFetched != nullptr)
-        *pcFetched = 0;
-    if (outOfSync())
+    const HRESULT hr = checkNext(cMediaTypes, ppMediaTypes, pcFetched);
+    if (FAILED(hr))
+        return hr;
+    if (AreWeOutOfSync())
         return VFW_E_ENUM_OUT_OF_SYNC;
-    ULONG fetched = 0;
-    while (fetched < cMediaTypes) {
-        AM_MEDIA_TYPE* type = typeAt(m_Position);
-        if (type == nullptr)
+    ULONG got = 0;
+    while (got < cMediaTypes) {
+        AM_MEDIA_TYPE* const type = typeAtPosition();
+        if (!type)
             break;
+        ppMediaTypes[got++] = type;
         ++m_Position;
-        ppMediaTypes[fetched++] = type;
     }
-    if (pcFetched != nullptr)
-        *pcFetched = fetched;
-    return fetched == cMediaTypes ? S_OK : S_FALSE;
+    return finishNext(cMediaTypes, got, pcFetched);
+}
+
+/// A copy of the type, for the caller of Next; null past the last one.
+AM_MEDIA_TYPE* CEnumMediaTypes::typeAtPosition()
+{
+    CMediaType type;
+    return m_pPin->GetMediaType(m_Position, &type) == S_OK ? CreateMediaType(&type) : nullptr;
 }
 
 STDMETHODIMP CEnumMediaTypes::Skip(ULONG cMediaTypes)
 {
-    if (outOfSync())
+    if (AreWeOutOfSync())
         return VFW_E_ENUM_OUT_OF_SYNC;
-    for (; cMediaTypes > 0; --cMediaTypes, ++m_Position) {
-        CMediaType type;
-        if (m_pPin->GetMediaType(m_Position, &type) != S_OK)
-            return S_FALSE;
-    }
-    return S_OK;
-}
-
-STDMETHODIMP CEnumMediaTypes::Reset()
-{
-    m_Position = 0;
-    m_Version = m_pPin->GetMediaTypeVersion();
-    return S_OK;
+    if (cMediaTypes == 0)
+        return S_OK;
+    // The pin does not tell how many types it has, so the last one that is skipped is asked for.
+    const ULONG room = static_cast<ULONG>(INT_MAX - m_Position);
+    m_Position += static_cast<int>(std::min(cMediaTypes, room));
+    CMediaType last;
+    return m_pPin->GetMediaType(m_Position - 1, &last) == S_OK ? S_OK : S_FALSE;
 }
 
 STDMETHODIMP CEnumMediaTypes::Clone(IEnumMediaTypes** ppEnum)
 {
-    CheckPointer(ppEnum, E_POINTER);
+    if (!ppEnum)
+        return E_POINTER;
     *ppEnum = nullptr;
-    if (outOfSync())
+    if (AreWeOutOfSync())
         return VFW_E_ENUM_OUT_OF_SYNC;
     *ppEnum = new (std::nothrow) CEnumMediaTypes(m_pPin, this);
-    return *ppEnum != nullptr ? S_OK : E_OUTOFMEMORY;
+    return *ppEnum ? S_OK : E_OUTOFMEMORY;
 }

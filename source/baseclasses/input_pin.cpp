@@ -1,14 +1,19 @@
-#include "streams.h"
+#include "input_pin.h"
 
-CBaseInputPin::CBaseInputPin(LPCTSTR pObjectName, CBaseFilter* pFilter, CCritSec* pLock, HRESULT* phr, LPCWSTR pName)
+#include <utility>
+
+#include "allocator.h"
+#include "com_ptr.h"
+
+CBaseInputPin::CBaseInputPin(CObjectName pObjectName, CBaseFilter* pFilter, CCritSec* pLock, HRESULT* phr,
+                             LPCWSTR pName)
     : CBasePin(pObjectName, pFilter, pLock, phr, pName, PINDIR_INPUT)
 {
 }
 
 CBaseInputPin::~CBaseInputPin()
 {
-    if (m_pAllocator != nullptr)
-        m_pAllocator->Release();
+    CBaseInputPin::BreakConnect();
 }
 
 STDMETHODIMP CBaseInputPin::NonDelegatingQueryInterface(REFIID riid, void** ppv)
@@ -20,12 +25,14 @@ STDMETHODIMP CBaseInputPin::NonDelegatingQueryInterface(REFIID riid, void** ppv)
 
 STDMETHODIMP CBaseInputPin::GetAllocator(IMemAllocator** ppAllocator)
 {
-    CheckPointer(ppAllocator, E_POINTER);
+    if (!ppAllocator)
+        return E_POINTER;
     *ppAllocator = nullptr;
     CAutoLock lock(m_pLock);
-    if (m_pAllocator == nullptr) {
-        if (const HRESULT result = CreateMemoryAllocator(&m_pAllocator); FAILED(result))
-            return result;
+    if (!m_pAllocator) {
+        const HRESULT hr = CreateMemoryAllocator(&m_pAllocator);
+        if (FAILED(hr))
+            return hr;
     }
     *ppAllocator = m_pAllocator;
     m_pAllocator->AddRef();
@@ -34,13 +41,13 @@ STDMETHODIMP CBaseInputPin::GetAllocator(IMemAllocator** ppAllocator)
 
 STDMETHODIMP CBaseInputPin::NotifyAllocator(IMemAllocator* pAllocator, BOOL bReadOnly)
 {
-    CheckPointer(pAllocator, E_POINTER);
+    if (!pAllocator)
+        return E_POINTER;
     CAutoLock lock(m_pLock);
     pAllocator->AddRef();
-    if (m_pAllocator != nullptr)
-        m_pAllocator->Release();
-    m_pAllocator = pAllocator;
-    m_bReadOnly = bReadOnly ? TRUE : FALSE;
+    if (IMemAllocator* const old = std::exchange(m_pAllocator, pAllocator))
+        old->Release();
+    m_bReadOnly = bReadOnly;
     return S_OK;
 }
 
@@ -53,95 +60,123 @@ HRESULT CBaseInputPin::CheckStreaming()
 {
     if (!IsConnected())
         return VFW_E_NOT_CONNECTED;
+    // Read without the filter's lock: it is held by a Stop that waits for the thread that delivers.
+    if (m_pFilter->m_State == State_Stopped)
+        return VFW_E_WRONG_STATE;
     if (m_bFlushing)
         return S_FALSE;
-    if (IsStopped())
-        return VFW_E_WRONG_STATE;
     return m_bRunTimeError ? VFW_E_RUNTIME_ERROR : S_OK;
-}
-
-HRESULT CBaseInputPin::readProperties(IMediaSample* pSample)
-{
-    IMediaSample2* sample = nullptr;
-    if (SUCCEEDED(pSample->QueryInterface(IID_IMediaSample2, reinterpret_cast<void**>(&sample)))) {
-        const HRESULT result = sample->GetProperties(sizeof(m_SampleProps), reinterpret_cast<BYTE*>(&m_SampleProps));
-        sample->Release();
-        return result;
-    }
-    m_SampleProps = {};
-    m_SampleProps.cbData = sizeof(m_SampleProps);
-    m_SampleProps.dwStreamId = AM_STREAM_MEDIA;
-    if (pSample->IsDiscontinuity() == S_OK)
-        m_SampleProps.dwSampleFlags |= AM_SAMPLE_DATADISCONTINUITY;
-    if (pSample->IsPreroll() == S_OK)
-        m_SampleProps.dwSampleFlags |= AM_SAMPLE_PREROLL;
-    if (pSample->IsSyncPoint() == S_OK)
-        m_SampleProps.dwSampleFlags |= AM_SAMPLE_SPLICEPOINT;
-    if (SUCCEEDED(pSample->GetTime(&m_SampleProps.tStart, &m_SampleProps.tStop)))
-        m_SampleProps.dwSampleFlags |= AM_SAMPLE_TIMEVALID | AM_SAMPLE_STOPVALID;
-    if (pSample->GetMediaType(&m_SampleProps.pMediaType) == S_OK)
-        m_SampleProps.dwSampleFlags |= AM_SAMPLE_TYPECHANGED;
-    pSample->GetPointer(&m_SampleProps.pbBuffer);
-    m_SampleProps.lActual = pSample->GetActualDataLength();
-    m_SampleProps.cbBuffer = pSample->GetSize();
-    return S_OK;
 }
 
 STDMETHODIMP CBaseInputPin::Receive(IMediaSample* pSample)
 {
-    CheckPointer(pSample, E_POINTER);
-    HRESULT result = CheckStreaming();
-    if (result != S_OK)
-        return result;
-    result = readProperties(pSample);
-    if (FAILED(result) || (m_SampleProps.dwSampleFlags & AM_SAMPLE_TYPECHANGED) == 0)
-        return result;
-    const CMediaType type(*m_SampleProps.pMediaType);
-    return CheckMediaType(&type) == S_OK ? S_OK : rejectType();
+    if (!pSample)
+        return E_POINTER;
+    HRESULT hr = CheckStreaming();
+    if (hr != S_OK)
+        return hr;
+    hr = readProperties(pSample);
+    if (FAILED(hr))
+        return hr;
+    return m_SampleProps.dwSampleFlags & AM_SAMPLE_TYPECHANGED ? checkTypeChange() : S_OK;
 }
 
-/// The stream goes on in a type that cannot be taken: this ends the run.
-HRESULT CBaseInputPin::rejectType()
+HRESULT CBaseInputPin::readProperties(IMediaSample* sample)
 {
+    const ComPtr<IMediaSample2> sample2 = ComPtr<IMediaSample>(sample).query<IMediaSample2>(IID_IMediaSample2);
+    if (sample2)
+        return sample2->GetProperties(sizeof m_SampleProps, reinterpret_cast<BYTE*>(&m_SampleProps));
+    return readPropertiesSingly(sample);
+}
+
+/// For samples of allocators from before IMediaSample2.
+HRESULT CBaseInputPin::readPropertiesSingly(IMediaSample* sample)
+{
+    AM_SAMPLE2_PROPERTIES props{};
+    props.cbData = sizeof props;
+    props.dwStreamId = AM_STREAM_MEDIA;
+    const auto flag = [&props](HRESULT hr, DWORD value) { props.dwSampleFlags |= hr == S_OK ? value : 0; };
+    flag(sample->IsDiscontinuity(), AM_SAMPLE_DATADISCONTINUITY);
+    flag(sample->IsPreroll(), AM_SAMPLE_PREROLL);
+    flag(sample->IsSyncPoint(), AM_SAMPLE_SPLICEPOINT);
+    const HRESULT timed = sample->GetTime(&props.tStart, &props.tStop);
+    props.dwSampleFlags |= SUCCEEDED(timed) ? AM_SAMPLE_TIMEVALID : 0;
+    flag(timed, AM_SAMPLE_STOPVALID);
+    AM_MEDIA_TYPE* type = nullptr;
+    flag(sample->GetMediaType(&type), AM_SAMPLE_TYPECHANGED);
+    if (type) {
+        m_changedType.Set(*type);
+        props.pMediaType = &m_changedType;
+        DeleteMediaType(type);
+    }
+    props.lActual = sample->GetActualDataLength();
+    props.cbBuffer = sample->GetSize();
+    const HRESULT hr = sample->GetPointer(&props.pbBuffer);
+    m_SampleProps = props;
+    return hr;
+}
+
+HRESULT CBaseInputPin::checkTypeChange()
+{
+    if (m_SampleProps.pMediaType) {
+        HRESULT copied = S_OK;
+        const CMediaType type(*m_SampleProps.pMediaType, &copied);
+        if (SUCCEEDED(copied) && CheckMediaType(&type) == S_OK)
+            return S_OK;
+    }
+    // Nothing that follows could be understood: the stream ends here.
     m_bRunTimeError = true;
     EndOfStream();
     m_pFilter->NotifyEvent(EC_ERRORABORT, VFW_E_TYPE_NOT_ACCEPTED, 0);
     return VFW_E_INVALIDMEDIATYPE;
 }
 
-STDMETHODIMP CBaseInputPin::ReceiveMultiple(IMediaSample** pSamples, LONG nSamples, LONG* nSamplesProcessed)
+STDMETHODIMP CBaseInputPin::ReceiveMultiple(IMediaSample** pSamples, long nSamples, long* nSamplesProcessed)
 {
-    CheckPointer(pSamples, E_POINTER);
-    CheckPointer(nSamplesProcessed, E_POINTER);
-    HRESULT result = S_OK;
+    if (!pSamples || !nSamplesProcessed)
+        return E_POINTER;
+    HRESULT hr = S_OK;
     for (*nSamplesProcessed = 0; *nSamplesProcessed < nSamples; ++*nSamplesProcessed) {
-        result = Receive(pSamples[*nSamplesProcessed]);
-        if (result != S_OK)
+        hr = Receive(pSamples[*nSamplesProcessed]);
+        if (hr != S_OK)
             break;
     }
-    return result;
+    return hr;
 }
 
-/// S_FALSE only when no output pin leads to one that blocks.
+namespace {
+
+/// Whether a delivery through this output pin may block; a pin that cannot tell may.
+bool mayBlock(CBasePin& output)
+{
+    ComPtr<IPin> peer;
+    if (FAILED(output.ConnectedTo(peer.put())))
+        return false;
+    const auto transport = peer.query<IMemInputPin>(IID_IMemInputPin);
+    return transport && transport->ReceiveCanBlock() != S_FALSE;
+}
+
+bool isOutput(CBasePin& pin)
+{
+    PIN_DIRECTION direction{};
+    return SUCCEEDED(pin.QueryDirection(&direction)) && direction == PINDIR_OUTPUT;
+}
+
+}  // namespace
+
 STDMETHODIMP CBaseInputPin::ReceiveCanBlock()
 {
     int outputs = 0;
     for (int i = 0; i < m_pFilter->GetPinCount(); ++i) {
-        CBasePin* pin = m_pFilter->GetPin(i);
-        PIN_DIRECTION direction = PINDIR_INPUT;
-        if (pin == nullptr || FAILED(pin->QueryDirection(&direction)) || direction == PINDIR_INPUT)
+        CBasePin* const pin = m_pFilter->GetPin(i);
+        if (!pin || !isOutput(*pin))
             continue;
+        if (mayBlock(*pin))
+            return S_OK;
         ++outputs;
-        IMemInputPin* next = nullptr;
-        if (!pin->IsConnected() ||
-            FAILED(pin->GetConnected()->QueryInterface(IID_IMemInputPin, reinterpret_cast<void**>(&next))))
-            return S_OK;
-        const HRESULT blocks = next->ReceiveCanBlock();
-        next->Release();
-        if (blocks != S_FALSE)
-            return S_OK;
     }
-    return outputs > 0 ? S_FALSE : S_OK;
+    // A filter that keeps the data may do anything with it.
+    return outputs == 0 ? S_OK : S_FALSE;
 }
 
 STDMETHODIMP CBaseInputPin::BeginFlush()
@@ -161,31 +196,24 @@ STDMETHODIMP CBaseInputPin::EndFlush()
 
 HRESULT CBaseInputPin::BreakConnect()
 {
-    if (m_pAllocator != nullptr) {
-        m_pAllocator->Decommit();
-        m_pAllocator->Release();
-        m_pAllocator = nullptr;
+    if (IMemAllocator* const allocator = std::exchange(m_pAllocator, nullptr)) {
+        allocator->Decommit();
+        allocator->Release();
     }
     return S_OK;
 }
 
 HRESULT CBaseInputPin::Inactive()
 {
-    m_bRunTimeError = false;
-    CheckPointer(m_pAllocator, VFW_E_NO_ALLOCATOR);
+    CBasePin::Inactive();
     m_bFlushing = FALSE;
-    return m_pAllocator->Decommit();
+    return m_pAllocator ? m_pAllocator->Decommit() : VFW_E_NO_ALLOCATOR;
 }
 
 HRESULT CBaseInputPin::PassNotify(Quality& q)
 {
-    if (m_pQSink != nullptr)
+    if (m_pQSink)
         return m_pQSink->Notify(m_pFilter, q);
-    IQualityControl* upstream = nullptr;
-    if (m_Connected == nullptr ||
-        FAILED(m_Connected->QueryInterface(IID_IQualityControl, reinterpret_cast<void**>(&upstream))))
-        return VFW_E_NOT_FOUND;
-    const HRESULT result = upstream->Notify(m_pFilter, q);
-    upstream->Release();
-    return result;
+    const auto upstream = ComPtr<IPin>(m_Connected).query<IQualityControl>(IID_IQualityControl);
+    return upstream ? upstream->Notify(m_pFilter, q) : VFW_E_NOT_FOUND;
 }

@@ -1,30 +1,30 @@
 /// @file
-/// A pin that takes samples.
-#pragma once
+/// Base of input pins that take samples through IMemInputPin.
+
+#ifndef ZARNOW_BASECLASSES_INPUT_PIN_H
+#define ZARNOW_BASECLASSES_INPUT_PIN_H
 
 #include "base_pin.h"
 
+/// An input pin. A derived class takes the sample in Receive after this class's Receive returned S_OK.
 class CBaseInputPin : public CBasePin, public IMemInputPin
 {
 public:
     DECLARE_IUNKNOWN
-
-    CBaseInputPin(LPCTSTR pObjectName, CBaseFilter* pFilter, CCritSec* pLock, HRESULT* phr, LPCWSTR pName);
-    ~CBaseInputPin() override;
-
     STDMETHODIMP NonDelegatingQueryInterface(REFIID riid, void** ppv) override;
 
-    // IMemInputPin
+    CBaseInputPin(CObjectName pObjectName, CBaseFilter* pFilter, CCritSec* pLock, HRESULT* phr, LPCWSTR pName);
+    ~CBaseInputPin() override;
 
     STDMETHODIMP GetAllocator(IMemAllocator** ppAllocator) override;
     STDMETHODIMP NotifyAllocator(IMemAllocator* pAllocator, BOOL bReadOnly) override;
     STDMETHODIMP GetAllocatorRequirements(ALLOCATOR_PROPERTIES* pProps) override;
-    /// Checks that samples are wanted and that a new media type is accepted; the derived pin calls it first.
+    /// Checks that the pin is streaming and reads the sample's properties into m_SampleProps. A sample that brings a
+    /// media type the pin refuses ends the stream: VFW_E_INVALIDMEDIATYPE and EC_ERRORABORT.
     STDMETHODIMP Receive(IMediaSample* pSample) override;
-    STDMETHODIMP ReceiveMultiple(IMediaSample** pSamples, LONG nSamples, LONG* nSamplesProcessed) override;
+    STDMETHODIMP ReceiveMultiple(IMediaSample** pSamples, long nSamples, long* nSamplesProcessed) override;
+    /// S_OK when a connected output pin of the filter leads to a pin that can block, or when that is not known.
     STDMETHODIMP ReceiveCanBlock() override;
-
-    // IPin
 
     STDMETHODIMP BeginFlush() override;
     STDMETHODIMP EndFlush() override;
@@ -34,17 +34,26 @@ public:
 
     BOOL IsReadOnly() const { return m_bReadOnly; }
     BOOL IsFlushing() const { return m_bFlushing; }
-    /// S_OK, S_FALSE while flushing, VFW_E_WRONG_STATE, VFW_E_RUNTIME_ERROR, VFW_E_NOT_CONNECTED
+    /// S_OK when samples may come: else S_FALSE (flushing), VFW_E_NOT_CONNECTED, VFW_E_WRONG_STATE (stopped),
+    /// VFW_E_RUNTIME_ERROR.
     virtual HRESULT CheckStreaming();
+    /// Sends a quality message to the sink or upstream.
     HRESULT PassNotify(Quality& q);
+
     AM_SAMPLE2_PROPERTIES* SampleProps() { return &m_SampleProps; }
 
 protected:
-    HRESULT readProperties(IMediaSample* pSample);
-    HRESULT rejectType();
+    IMemAllocator* m_pAllocator = nullptr;
+    BOOL m_bReadOnly = FALSE;
+    BOOL m_bFlushing = FALSE;
+    AM_SAMPLE2_PROPERTIES m_SampleProps{};
 
-    IMemAllocator* m_pAllocator = nullptr;  ///< counted
-    BYTE m_bReadOnly = FALSE;
-    BYTE m_bFlushing = FALSE;
-    AM_SAMPLE2_PROPERTIES m_SampleProps = {};  ///< of the sample that Receive was last called with
+private:
+    HRESULT readProperties(IMediaSample* sample);
+    HRESULT readPropertiesSingly(IMediaSample* sample);
+    HRESULT checkTypeChange();
+
+    CMediaType m_changedType;  ///< what m_SampleProps points to when the sample hands out copies only
 };
+
+#endif

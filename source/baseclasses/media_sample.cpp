@@ -1,21 +1,22 @@
-#include "streams.h"
+#include "media_sample.h"
 
 #include <algorithm>
 #include <cstddef>
+#include <cstring>
+
+#include "allocator.h"
+#include "media_type.h"
 
 namespace {
 
-constexpr DWORD kTimeFlags = AM_SAMPLE_TIMEVALID | AM_SAMPLE_STOPVALID;
-constexpr DWORD kMediaTimeValid = 0x8000;  // of our own: AM_SAMPLE_PROPERTY_FLAGS has none for media times
-
-/// Whether a caller's structure of that size has a member whole.
-#define ZARNOW_HAS_MEMBER(size, member) \
-    ((size) >= offsetof(AM_SAMPLE2_PROPERTIES, member) + sizeof(AM_SAMPLE2_PROPERTIES::member))
+// Whether a structure cut off after `length` bytes still has this field.
+#define HAS_FIELD(length, field) \
+    ((length) >= offsetof(AM_SAMPLE2_PROPERTIES, field) + sizeof(AM_SAMPLE2_PROPERTIES::field))
 
 }  // namespace
 
-CMediaSample::CMediaSample(LPCTSTR, CBaseAllocator* pAllocator, HRESULT*, LPBYTE pBuffer, LONG length)
-    : m_pBuffer(pBuffer), m_lActual(length), m_cbBuffer(length), m_pAllocator(pAllocator)
+CMediaSample::CMediaSample(CObjectName pName, CBaseAllocator* pAllocator, HRESULT*, LPBYTE pBuffer, LONG length)
+    : CBaseObject(pName), m_pBuffer(pBuffer), m_lActual(length), m_cbBuffer(length), m_pAllocator(pAllocator)
 {
 }
 
@@ -26,8 +27,9 @@ CMediaSample::~CMediaSample()
 
 STDMETHODIMP CMediaSample::QueryInterface(REFIID riid, void** ppv)
 {
-    CheckPointer(ppv, E_POINTER);
-    if (riid == IID_IMediaSample || riid == IID_IMediaSample2 || riid == IID_IUnknown)
+    if (!ppv)
+        return E_POINTER;
+    if (riid == IID_IMediaSample2 || riid == IID_IMediaSample || riid == IID_IUnknown)
         return GetInterface(static_cast<IMediaSample2*>(this), ppv);
     *ppv = nullptr;
     return E_NOINTERFACE;
@@ -40,67 +42,138 @@ STDMETHODIMP_(ULONG) CMediaSample::AddRef()
 
 STDMETHODIMP_(ULONG) CMediaSample::Release()
 {
-    const LONG count = InterlockedDecrement(&m_cRef);
-    if (count == 0) {
-        reset();
-        m_pAllocator->ReleaseBuffer(this);
-    }
-    return static_cast<ULONG>(count);
+    const LONG left = InterlockedDecrement(&m_cRef);
+    if (left != 0)
+        return static_cast<ULONG>(left);
+    resetProperties();
+    m_pAllocator->ReleaseBuffer(this);
+    return 0;
 }
 
-void CMediaSample::reset()
+void CMediaSample::resetProperties()
 {
-    if (m_pMediaType != nullptr)
-        setMediaType(nullptr);
     m_dwFlags = 0;
     m_dwTypeSpecificFlags = 0;
     m_dwStreamId = AM_STREAM_MEDIA;
+    m_lActual = m_cbBuffer;
+    if (m_pMediaType) {
+        DeleteMediaType(m_pMediaType);
+        m_pMediaType = nullptr;
+    }
 }
 
 HRESULT CMediaSample::SetPointer(BYTE* ptr, LONG cBytes)
 {
     m_pBuffer = ptr;
     m_cbBuffer = cBytes;
+    m_lActual = cBytes;
     return S_OK;
 }
 
 STDMETHODIMP CMediaSample::GetPointer(BYTE** ppBuffer)
 {
-    CheckPointer(ppBuffer, E_POINTER);
+    if (!ppBuffer)
+        return E_POINTER;
     *ppBuffer = m_pBuffer;
     return S_OK;
 }
 
-HRESULT CMediaSample::setFlag(DWORD bit, BOOL value)
+STDMETHODIMP_(LONG) CMediaSample::GetSize()
 {
-    m_dwFlags = value ? m_dwFlags | bit : m_dwFlags & ~bit;
-    return S_OK;
+    return m_cbBuffer;
 }
 
 STDMETHODIMP CMediaSample::GetTime(REFERENCE_TIME* pTimeStart, REFERENCE_TIME* pTimeEnd)
 {
-    CheckPointer(pTimeStart, E_POINTER);
-    CheckPointer(pTimeEnd, E_POINTER);
-    if ((m_dwFlags & AM_SAMPLE_TIMEVALID) == 0)
+    if (!pTimeStart || !pTimeEnd)
+        return E_POINTER;
+    if (!(m_dwFlags & Sample_TimeValid))
         return VFW_E_SAMPLE_TIME_NOT_SET;
     *pTimeStart = m_Start;
-    const bool stop = (m_dwFlags & AM_SAMPLE_STOPVALID) != 0;
-    *pTimeEnd = stop ? m_End : m_Start + 1;
-    return stop ? S_OK : VFW_S_NO_STOP_TIME;
+    if (m_dwFlags & Sample_StopValid) {
+        *pTimeEnd = m_End;
+        return S_OK;
+    }
+    // Renderers that do not look at the result want an end after the start.
+    *pTimeEnd = m_Start + 1;
+    return VFW_S_NO_STOP_TIME;
 }
 
 STDMETHODIMP CMediaSample::SetTime(REFERENCE_TIME* pTimeStart, REFERENCE_TIME* pTimeEnd)
 {
-    m_dwFlags &= ~kTimeFlags;
-    if (pTimeStart == nullptr)
+    m_dwFlags &= ~static_cast<DWORD>(Sample_TimeValid | Sample_StopValid);
+    if (!pTimeStart)
         return S_OK;
     m_Start = *pTimeStart;
-    m_dwFlags |= AM_SAMPLE_TIMEVALID;
-    if (pTimeEnd != nullptr) {
+    m_dwFlags |= Sample_TimeValid;
+    if (pTimeEnd) {
         m_End = *pTimeEnd;
-        m_dwFlags |= AM_SAMPLE_STOPVALID;
+        m_dwFlags |= Sample_StopValid;
     }
     return S_OK;
+}
+
+STDMETHODIMP CMediaSample::GetMediaTime(LONGLONG* pTimeStart, LONGLONG* pTimeEnd)
+{
+    if (!pTimeStart || !pTimeEnd)
+        return E_POINTER;
+    if (!(m_dwFlags & Sample_MediaTimeValid))
+        return VFW_E_MEDIA_TIME_NOT_SET;
+    *pTimeStart = m_MediaStart;
+    *pTimeEnd = m_MediaEnd;
+    return S_OK;
+}
+
+STDMETHODIMP CMediaSample::SetMediaTime(LONGLONG* pTimeStart, LONGLONG* pTimeEnd)
+{
+    if (pTimeStart && !pTimeEnd)
+        return E_POINTER;
+    if (pTimeStart) {
+        m_MediaStart = *pTimeStart;
+        m_MediaEnd = *pTimeEnd;
+    }
+    return setFlag(Sample_MediaTimeValid, pTimeStart != nullptr);
+}
+
+HRESULT CMediaSample::setFlag(DWORD flag, BOOL on)
+{
+    m_dwFlags = on ? m_dwFlags | flag : m_dwFlags & ~flag;
+    return S_OK;
+}
+
+STDMETHODIMP CMediaSample::IsSyncPoint()
+{
+    return flagState(Sample_SyncPoint);
+}
+
+STDMETHODIMP CMediaSample::SetSyncPoint(BOOL bIsSyncPoint)
+{
+    return setFlag(Sample_SyncPoint, bIsSyncPoint);
+}
+
+STDMETHODIMP CMediaSample::IsPreroll()
+{
+    return flagState(Sample_Preroll);
+}
+
+STDMETHODIMP CMediaSample::SetPreroll(BOOL bIsPreroll)
+{
+    return setFlag(Sample_Preroll, bIsPreroll);
+}
+
+STDMETHODIMP CMediaSample::IsDiscontinuity()
+{
+    return flagState(Sample_Discontinuity);
+}
+
+STDMETHODIMP CMediaSample::SetDiscontinuity(BOOL bDiscontinuity)
+{
+    return setFlag(Sample_Discontinuity, bDiscontinuity);
+}
+
+STDMETHODIMP_(LONG) CMediaSample::GetActualDataLength()
+{
+    return m_lActual;
 }
 
 STDMETHODIMP CMediaSample::SetActualDataLength(LONG lActual)
@@ -113,102 +186,99 @@ STDMETHODIMP CMediaSample::SetActualDataLength(LONG lActual)
 
 STDMETHODIMP CMediaSample::GetMediaType(AM_MEDIA_TYPE** ppMediaType)
 {
-    CheckPointer(ppMediaType, E_POINTER);
+    if (!ppMediaType)
+        return E_POINTER;
     *ppMediaType = nullptr;
-    if ((m_dwFlags & AM_SAMPLE_TYPECHANGED) == 0)
+    if (!(m_dwFlags & Sample_TypeChanged))
         return S_FALSE;
     *ppMediaType = CreateMediaType(m_pMediaType);
-    return *ppMediaType != nullptr ? S_OK : E_OUTOFMEMORY;
+    return *ppMediaType ? S_OK : E_OUTOFMEMORY;
 }
 
 STDMETHODIMP CMediaSample::SetMediaType(AM_MEDIA_TYPE* pMediaType)
 {
-    return setMediaType(pMediaType);
-}
-
-HRESULT CMediaSample::setMediaType(const AM_MEDIA_TYPE* type)
-{
+    AM_MEDIA_TYPE* const copy = pMediaType ? CreateMediaType(pMediaType) : nullptr;
+    if (pMediaType && !copy)
+        return E_OUTOFMEMORY;
     DeleteMediaType(m_pMediaType);
-    m_pMediaType = nullptr;
-    setFlag(AM_SAMPLE_TYPECHANGED, FALSE);
-    if (type == nullptr)
-        return S_OK;
-    m_pMediaType = CreateMediaType(type);
-    CheckPointer(m_pMediaType, E_OUTOFMEMORY);
-    return setFlag(AM_SAMPLE_TYPECHANGED, TRUE);
-}
-
-STDMETHODIMP CMediaSample::GetMediaTime(LONGLONG* pTimeStart, LONGLONG* pTimeEnd)
-{
-    CheckPointer(pTimeStart, E_POINTER);
-    CheckPointer(pTimeEnd, E_POINTER);
-    if ((m_dwFlags & kMediaTimeValid) == 0)
-        return VFW_E_MEDIA_TIME_NOT_SET;
-    *pTimeStart = m_MediaStart;
-    *pTimeEnd = m_MediaStart + m_MediaEnd;
-    return S_OK;
-}
-
-STDMETHODIMP CMediaSample::SetMediaTime(LONGLONG* pTimeStart, LONGLONG* pTimeEnd)
-{
-    if (pTimeStart == nullptr)
-        return setFlag(kMediaTimeValid, FALSE);
-    CheckPointer(pTimeEnd, E_POINTER);
-    m_MediaStart = *pTimeStart;
-    m_MediaEnd = static_cast<LONG>(*pTimeEnd - *pTimeStart);
-    return setFlag(kMediaTimeValid, TRUE);
+    m_pMediaType = copy;
+    return setFlag(Sample_TypeChanged, copy != nullptr);
 }
 
 STDMETHODIMP CMediaSample::GetProperties(DWORD cbProperties, BYTE* pbProperties)
 {
     if (cbProperties == 0)
         return S_OK;
-    CheckPointer(pbProperties, E_POINTER);
-    AM_SAMPLE2_PROPERTIES properties = {};
-    properties.cbData = std::min<DWORD>(cbProperties, sizeof(properties));
-    properties.dwTypeSpecificFlags = m_dwTypeSpecificFlags;
-    properties.dwSampleFlags = m_dwFlags & ~kMediaTimeValid;
-    properties.lActual = m_lActual;
-    properties.tStart = m_Start;
-    properties.tStop = m_End;
-    properties.dwStreamId = m_dwStreamId;
-    properties.pMediaType = m_pMediaType;
-    properties.pbBuffer = m_pBuffer;
-    properties.cbBuffer = m_cbBuffer;
-    std::copy_n(reinterpret_cast<const BYTE*>(&properties), properties.cbData, pbProperties);
+    if (!pbProperties)
+        return E_POINTER;
+    AM_SAMPLE2_PROPERTIES props{};
+    props.cbData = std::min<DWORD>(cbProperties, sizeof props);
+    props.dwTypeSpecificFlags = m_dwTypeSpecificFlags;
+    // The media time has no place in the structure, and its flag means nothing to others.
+    props.dwSampleFlags = m_dwFlags & Sample_ValidFlags & ~static_cast<DWORD>(Sample_MediaTimeValid);
+    props.lActual = m_lActual;
+    props.tStart = m_Start;
+    props.tStop = m_End;
+    props.dwStreamId = m_dwStreamId;
+    props.pMediaType = m_pMediaType;
+    props.pbBuffer = m_pBuffer;
+    props.cbBuffer = m_cbBuffer;
+    std::memcpy(pbProperties, &props, props.cbData);
     return S_OK;
 }
 
 STDMETHODIMP CMediaSample::SetProperties(DWORD cbProperties, const BYTE* pbProperties)
 {
-    CheckPointer(pbProperties, E_POINTER);
-    AM_SAMPLE2_PROPERTIES properties = {};
-    std::copy_n(pbProperties, std::min<DWORD>(cbProperties, sizeof(properties)), reinterpret_cast<BYTE*>(&properties));
-    // The buffer is the allocator's and cannot be replaced.
-    if ((ZARNOW_HAS_MEMBER(cbProperties, pbBuffer) && properties.pbBuffer != nullptr &&
-         properties.pbBuffer != m_pBuffer) ||
-        (ZARNOW_HAS_MEMBER(cbProperties, cbBuffer) && properties.cbBuffer != 0 && properties.cbBuffer != m_cbBuffer))
+    if (cbProperties == 0)
+        return S_OK;
+    if (!pbProperties)
+        return E_POINTER;
+    AM_SAMPLE2_PROPERTIES props{};
+    std::memcpy(&props, pbProperties, std::min<std::size_t>(cbProperties, sizeof props));
+    props.cbData = cbProperties;
+    HRESULT hr = checkProperties(props);
+    if (SUCCEEDED(hr))
+        hr = applyTypeChange(props);
+    if (SUCCEEDED(hr))
+        applyFields(props);
+    return hr;
+}
+
+HRESULT CMediaSample::checkProperties(const AM_SAMPLE2_PROPERTIES& props) const
+{
+    if (HAS_FIELD(props.cbData, lActual) && (props.lActual < 0 || props.lActual > m_cbBuffer))
+        return VFW_E_BUFFER_OVERFLOW;
+    if (HAS_FIELD(props.cbData, pbBuffer) && props.pbBuffer && props.pbBuffer != m_pBuffer)
         return E_INVALIDARG;
-    if (ZARNOW_HAS_MEMBER(cbProperties, lActual)) {
-        if (const HRESULT result = SetActualDataLength(properties.lActual); FAILED(result))
-            return result;
-    }
-    if (ZARNOW_HAS_MEMBER(cbProperties, pMediaType)) {
-        const bool changed = (properties.dwSampleFlags & AM_SAMPLE_TYPECHANGED) != 0;
-        if (const HRESULT result = setMediaType(changed ? properties.pMediaType : nullptr); FAILED(result))
-            return result;
-    }
-    if (ZARNOW_HAS_MEMBER(cbProperties, dwTypeSpecificFlags))
-        m_dwTypeSpecificFlags = properties.dwTypeSpecificFlags;
-    if (ZARNOW_HAS_MEMBER(cbProperties, dwSampleFlags)) {
-        const DWORD kept = m_dwFlags & (kMediaTimeValid | AM_SAMPLE_TYPECHANGED);
-        m_dwFlags = (properties.dwSampleFlags & ~(kMediaTimeValid | AM_SAMPLE_TYPECHANGED)) | kept;
-    }
-    if (ZARNOW_HAS_MEMBER(cbProperties, tStart))
-        m_Start = properties.tStart;
-    if (ZARNOW_HAS_MEMBER(cbProperties, tStop))
-        m_End = properties.tStop;
-    if (ZARNOW_HAS_MEMBER(cbProperties, dwStreamId))
-        m_dwStreamId = properties.dwStreamId;
+    if (HAS_FIELD(props.cbData, cbBuffer) && props.cbBuffer != 0 && props.cbBuffer != m_cbBuffer)
+        return E_INVALIDARG;
     return S_OK;
+}
+
+HRESULT CMediaSample::applyTypeChange(const AM_SAMPLE2_PROPERTIES& props)
+{
+    if (!HAS_FIELD(props.cbData, pMediaType))
+        return S_OK;
+    const bool changed = props.dwSampleFlags & AM_SAMPLE_TYPECHANGED;
+    if (changed && props.pMediaType == m_pMediaType)
+        return m_pMediaType ? S_OK : E_INVALIDARG;
+    return SetMediaType(changed ? props.pMediaType : nullptr);
+}
+
+void CMediaSample::applyFields(const AM_SAMPLE2_PROPERTIES& props)
+{
+    // These two follow from what else was set, not from the flags given.
+    constexpr DWORD kOwn = Sample_MediaTimeValid | Sample_TypeChanged;
+    if (HAS_FIELD(props.cbData, dwTypeSpecificFlags))
+        m_dwTypeSpecificFlags = props.dwTypeSpecificFlags;
+    if (HAS_FIELD(props.cbData, dwSampleFlags))
+        m_dwFlags = (m_dwFlags & kOwn) | (props.dwSampleFlags & Sample_ValidFlags & ~kOwn);
+    if (HAS_FIELD(props.cbData, lActual))
+        m_lActual = props.lActual;
+    if (HAS_FIELD(props.cbData, tStart))
+        m_Start = props.tStart;
+    if (HAS_FIELD(props.cbData, tStop))
+        m_End = props.tStop;
+    if (HAS_FIELD(props.cbData, dwStreamId))
+        m_dwStreamId = props.dwStreamId;
 }

@@ -1,83 +1,32 @@
-#include "streams.h"
+#include "media_type.h"
 
 #include <algorithm>
-#include <new>
+#include <cstring>
+
+#include "fourcc.h"
 
 namespace {
 
-BYTE* newFormat(ULONG length)
+bool sameFormat(const AM_MEDIA_TYPE& left, const AM_MEDIA_TYPE& right)
 {
-    return static_cast<BYTE*>(CoTaskMemAlloc(length));
+    if (left.formattype != right.formattype || left.cbFormat != right.cbFormat)
+        return false;
+    if (left.cbFormat == 0)
+        return true;
+    return left.pbFormat && right.pbFormat && std::memcmp(left.pbFormat, right.pbFormat, left.cbFormat) == 0;
+}
+
+void noteFailure(HRESULT* phr, HRESULT hr)
+{
+    if (phr && FAILED(hr))
+        *phr = hr;
 }
 
 }  // namespace
 
-STDAPI CopyMediaType(AM_MEDIA_TYPE* pmtTarget, const AM_MEDIA_TYPE* pmtSource)
+CMediaType::CMediaType()
 {
-    *pmtTarget = *pmtSource;
-    pmtTarget->pbFormat = nullptr;
-    pmtTarget->cbFormat = 0;
-    if (pmtTarget->pUnk != nullptr)
-        pmtTarget->pUnk->AddRef();
-    if (pmtSource->cbFormat == 0 || pmtSource->pbFormat == nullptr)
-        return S_OK;
-    pmtTarget->pbFormat = newFormat(pmtSource->cbFormat);
-    if (pmtTarget->pbFormat == nullptr)
-        return E_OUTOFMEMORY;
-    pmtTarget->cbFormat = pmtSource->cbFormat;
-    std::copy_n(pmtSource->pbFormat, pmtSource->cbFormat, pmtTarget->pbFormat);
-    return S_OK;
-}
-
-STDAPI_(void) FreeMediaType(AM_MEDIA_TYPE& mt)
-{
-    CoTaskMemFree(mt.pbFormat);
-    mt.pbFormat = nullptr;
-    mt.cbFormat = 0;
-    if (mt.pUnk != nullptr)
-        mt.pUnk->Release();
-    mt.pUnk = nullptr;
-}
-
-STDAPI_(AM_MEDIA_TYPE*) CreateMediaType(const AM_MEDIA_TYPE* pSrc)
-{
-    auto* copy = static_cast<AM_MEDIA_TYPE*>(CoTaskMemAlloc(sizeof(AM_MEDIA_TYPE)));
-    if (copy == nullptr)
-        return nullptr;
-    if (SUCCEEDED(CopyMediaType(copy, pSrc)))
-        return copy;
-    DeleteMediaType(copy);
-    return nullptr;
-}
-
-STDAPI_(void) DeleteMediaType(AM_MEDIA_TYPE* pmt)
-{
-    if (pmt == nullptr)
-        return;
-    FreeMediaType(*pmt);
-    CoTaskMemFree(pmt);
-}
-
-STDAPI CreateAudioMediaType(const WAVEFORMATEX* pwfx, AM_MEDIA_TYPE* pmt, BOOL bSetFormat)
-{
-    pmt->majortype = MEDIATYPE_Audio;
-    pmt->subtype = FOURCCMap(DWORD{pwfx->wFormatTag});
-    pmt->formattype = FORMAT_WaveFormatEx;
-    pmt->bFixedSizeSamples = TRUE;
-    pmt->bTemporalCompression = FALSE;
-    pmt->lSampleSize = pwfx->nBlockAlign;
-    pmt->pUnk = nullptr;
-    pmt->cbFormat = 0;
-    pmt->pbFormat = nullptr;
-    if (!bSetFormat)
-        return S_OK;
-    const ULONG size = sizeof(WAVEFORMATEX) + (pwfx->wFormatTag == WAVE_FORMAT_PCM ? 0U : pwfx->cbSize);
-    pmt->pbFormat = newFormat(size);
-    if (pmt->pbFormat == nullptr)
-        return E_OUTOFMEMORY;
-    pmt->cbFormat = size;
-    std::copy_n(reinterpret_cast<const BYTE*>(pwfx), size, pmt->pbFormat);
-    return S_OK;
+    InitMediaType();
 }
 
 CMediaType::CMediaType(const GUID* type)
@@ -86,49 +35,71 @@ CMediaType::CMediaType(const GUID* type)
     majortype = *type;
 }
 
-CMediaType::CMediaType(const AM_MEDIA_TYPE& rtype, HRESULT* phr)
+CMediaType::CMediaType(const AM_MEDIA_TYPE& mtype, HRESULT* phr)
 {
-    const HRESULT result = CopyMediaType(this, &rtype);
-    if (FAILED(result) && phr != nullptr)
-        *phr = result;
+    noteFailure(phr, CopyMediaType(this, &mtype));
 }
 
-CMediaType::CMediaType(const CMediaType& rtype, HRESULT* phr)
-    : CMediaType(static_cast<const AM_MEDIA_TYPE&>(rtype), phr)
+CMediaType::CMediaType(const CMediaType& cmtype, HRESULT* phr) : _AMMediaType()
 {
+    noteFailure(phr, CopyMediaType(this, &cmtype));
 }
 
-CMediaType& CMediaType::operator=(const CMediaType& rtype)
+CMediaType::~CMediaType()
 {
-    Set(rtype);
+    FreeMediaType(*this);
+}
+
+CMediaType& CMediaType::operator=(const CMediaType& cmtype)
+{
+    Set(cmtype);
     return *this;
 }
 
-CMediaType& CMediaType::operator=(const AM_MEDIA_TYPE& rtype)
+CMediaType& CMediaType::operator=(const AM_MEDIA_TYPE& mtype)
 {
-    Set(rtype);
+    Set(mtype);
     return *this;
 }
 
-HRESULT CMediaType::Set(const AM_MEDIA_TYPE& rtype)
+BOOL CMediaType::operator==(const CMediaType& rt) const
 {
-    if (&rtype == this)
+    return majortype == rt.majortype && subtype == rt.subtype && sameFormat(*this, rt);
+}
+
+BOOL CMediaType::operator!=(const CMediaType& rt) const
+{
+    return !(*this == rt);
+}
+
+HRESULT CMediaType::Set(const CMediaType& rt)
+{
+    return Set(static_cast<const AM_MEDIA_TYPE&>(rt));
+}
+
+HRESULT CMediaType::Set(const AM_MEDIA_TYPE& rt)
+{
+    if (&rt == this)
         return S_OK;
     FreeMediaType(*this);
-    return CopyMediaType(this, &rtype);
-}
-
-BOOL CMediaType::operator==(const CMediaType& rtype) const
-{
-    return majortype == rtype.majortype && subtype == rtype.subtype && formattype == rtype.formattype &&
-           cbFormat == rtype.cbFormat && std::equal(pbFormat, pbFormat + cbFormat, rtype.pbFormat);
+    return CopyMediaType(this, &rt);
 }
 
 void CMediaType::InitMediaType()
 {
-    static_cast<AM_MEDIA_TYPE&>(*this) = {};
+    static_cast<AM_MEDIA_TYPE&>(*this) = AM_MEDIA_TYPE{};
     lSampleSize = 1;
     bFixedSizeSamples = TRUE;
+}
+
+BOOL CMediaType::IsValid() const
+{
+    return majortype != GUID_NULL;
+}
+
+ULONG CMediaType::GetSampleSize() const
+{
+    return bFixedSizeSamples ? lSampleSize : 0;
 }
 
 void CMediaType::SetSampleSize(ULONG sz)
@@ -141,11 +112,30 @@ void CMediaType::SetSampleSize(ULONG sz)
     lSampleSize = sz;
 }
 
-BOOL CMediaType::SetFormat(BYTE* pFormat, ULONG length)
+void CMediaType::SetVariableSize()
 {
-    if (AllocFormatBuffer(length) == nullptr)
+    bFixedSizeSamples = FALSE;
+}
+
+void CMediaType::SetTemporalCompression(BOOL bCompressed)
+{
+    bTemporalCompression = bCompressed;
+}
+
+BOOL CMediaType::SetFormat(BYTE* pformat, ULONG length)
+{
+    if (length == 0) {
+        ResetFormatBuffer();
+        return TRUE;
+    }
+    // The data may lie in the block that is exchanged.
+    auto* copy = pformat ? static_cast<BYTE*>(CoTaskMemAlloc(length)) : nullptr;
+    if (!copy)
         return FALSE;
-    std::copy_n(pFormat, length, pbFormat);
+    std::memcpy(copy, pformat, length);
+    ResetFormatBuffer();
+    pbFormat = copy;
+    cbFormat = length;
     return TRUE;
 }
 
@@ -158,11 +148,11 @@ void CMediaType::ResetFormatBuffer()
 
 BYTE* CMediaType::AllocFormatBuffer(ULONG length)
 {
-    if (length == cbFormat && pbFormat != nullptr)
+    if (length != 0 && length == cbFormat)
         return pbFormat;
-    BYTE* block = newFormat(length);
-    if (block == nullptr)
-        return length <= cbFormat ? pbFormat : nullptr;
+    auto* block = static_cast<BYTE*>(CoTaskMemAlloc(length));
+    if (!block)
+        return nullptr;
     ResetFormatBuffer();
     pbFormat = block;
     cbFormat = length;
@@ -171,21 +161,17 @@ BYTE* CMediaType::AllocFormatBuffer(ULONG length)
 
 BYTE* CMediaType::ReallocFormatBuffer(ULONG length)
 {
-    if (length == cbFormat && pbFormat != nullptr)
+    if (length != 0 && length == cbFormat)
         return pbFormat;
-    BYTE* block = newFormat(length);
-    if (block == nullptr)
-        return length <= cbFormat ? pbFormat : nullptr;
-    std::copy_n(pbFormat, std::min(length, cbFormat), block);
+    auto* block = static_cast<BYTE*>(CoTaskMemAlloc(length));
+    if (!block)
+        return nullptr;
+    if (pbFormat)
+        std::memcpy(block, pbFormat, std::min(cbFormat, length));
     ResetFormatBuffer();
     pbFormat = block;
     cbFormat = length;
     return pbFormat;
-}
-
-BOOL CMediaType::IsPartiallySpecified() const
-{
-    return majortype == GUID_NULL || formattype == GUID_NULL;
 }
 
 BOOL CMediaType::MatchesPartial(const CMediaType* ppartial) const
@@ -194,9 +180,84 @@ BOOL CMediaType::MatchesPartial(const CMediaType* ppartial) const
         return FALSE;
     if (ppartial->subtype != GUID_NULL && subtype != ppartial->subtype)
         return FALSE;
-    if (ppartial->formattype == GUID_NULL)
-        return TRUE;
-    if (formattype != ppartial->formattype || cbFormat != ppartial->cbFormat)
-        return FALSE;
-    return cbFormat == 0 || std::equal(pbFormat, pbFormat + cbFormat, ppartial->pbFormat);
+    return ppartial->formattype == GUID_NULL || sameFormat(*this, *ppartial);
+}
+
+BOOL CMediaType::IsPartiallySpecified() const
+{
+    return majortype == GUID_NULL || formattype == GUID_NULL;
+}
+
+AM_MEDIA_TYPE* WINAPI CreateMediaType(const AM_MEDIA_TYPE* pSrc)
+{
+    auto* type = static_cast<AM_MEDIA_TYPE*>(CoTaskMemAlloc(sizeof(AM_MEDIA_TYPE)));
+    if (!type)
+        return nullptr;
+    if (FAILED(CopyMediaType(type, pSrc))) {
+        CoTaskMemFree(type);
+        return nullptr;
+    }
+    return type;
+}
+
+HRESULT WINAPI CopyMediaType(AM_MEDIA_TYPE* pmtTarget, const AM_MEDIA_TYPE* pmtSource)
+{
+    *pmtTarget = *pmtSource;
+    pmtTarget->pbFormat = nullptr;
+    pmtTarget->cbFormat = 0;
+    pmtTarget->pUnk = nullptr;
+    // A length without a block is no format.
+    if (pmtSource->cbFormat != 0 && pmtSource->pbFormat) {
+        pmtTarget->pbFormat = static_cast<BYTE*>(CoTaskMemAlloc(pmtSource->cbFormat));
+        if (!pmtTarget->pbFormat)
+            return E_OUTOFMEMORY;
+        std::memcpy(pmtTarget->pbFormat, pmtSource->pbFormat, pmtSource->cbFormat);
+        pmtTarget->cbFormat = pmtSource->cbFormat;
+    }
+    pmtTarget->pUnk = pmtSource->pUnk;
+    if (pmtTarget->pUnk)
+        pmtTarget->pUnk->AddRef();
+    return S_OK;
+}
+
+void WINAPI FreeMediaType(AM_MEDIA_TYPE& mt)
+{
+    CoTaskMemFree(mt.pbFormat);
+    mt.pbFormat = nullptr;
+    mt.cbFormat = 0;
+    if (mt.pUnk)
+        mt.pUnk->Release();
+    mt.pUnk = nullptr;
+}
+
+void WINAPI DeleteMediaType(AM_MEDIA_TYPE* pmt)
+{
+    if (!pmt)
+        return;
+    FreeMediaType(*pmt);
+    CoTaskMemFree(pmt);
+}
+
+STDAPI CreateAudioMediaType(const WAVEFORMATEX* pwfx, AM_MEDIA_TYPE* pmt, BOOL bSetFormat)
+{
+    if (!pwfx || !pmt)
+        return E_POINTER;
+    *pmt = AM_MEDIA_TYPE{};
+    pmt->majortype = MEDIATYPE_Audio;
+    pmt->subtype = FOURCCMap(pwfx->wFormatTag);
+    pmt->formattype = FORMAT_WaveFormatEx;
+    pmt->bFixedSizeSamples = TRUE;
+    pmt->lSampleSize = pwfx->nBlockAlign;
+    if (!bSetFormat)
+        return S_OK;
+    // The extra bytes of a PCM format are not filled in by everybody.
+    const ULONG extra = pwfx->wFormatTag == WAVE_FORMAT_PCM ? 0 : pwfx->cbSize;
+    pmt->pbFormat = static_cast<BYTE*>(CoTaskMemAlloc(sizeof(WAVEFORMATEX) + extra));
+    if (!pmt->pbFormat)
+        return E_OUTOFMEMORY;
+    pmt->cbFormat = sizeof(WAVEFORMATEX) + extra;
+    std::memcpy(pmt->pbFormat, pwfx, pmt->cbFormat);
+    if (extra == 0)
+        reinterpret_cast<WAVEFORMATEX*>(pmt->pbFormat)->cbSize = 0;
+    return S_OK;
 }

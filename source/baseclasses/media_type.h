@@ -1,52 +1,37 @@
 /// @file
-/// AM_MEDIA_TYPE with an owner, and the functions that copy and free one.
-#pragma once
+/// Media types: an owning class and the functions that allocate, copy and free them.
 
-#include <dshow.h>
+#ifndef ZARNOW_BASECLASSES_MEDIA_TYPE_H
+#define ZARNOW_BASECLASSES_MEDIA_TYPE_H
 
-/// Copies the format block and takes a reference to pUnk. @return E_OUTOFMEMORY with an empty format block
-STDAPI CopyMediaType(AM_MEDIA_TYPE* pmtTarget, const AM_MEDIA_TYPE* pmtSource);
-STDAPI_(void) FreeMediaType(AM_MEDIA_TYPE& mt);
+#include "platform.h"
 
-/// Both the structure and its format block are CoTaskMemAlloc's. @return null without memory
-STDAPI_(AM_MEDIA_TYPE*) CreateMediaType(const AM_MEDIA_TYPE* pSrc);
-STDAPI_(void) DeleteMediaType(AM_MEDIA_TYPE* pmt);
-
-/// MEDIATYPE_Audio with a subtype made from wFormatTag. @param bSetFormat  also copies the format
-STDAPI CreateAudioMediaType(const WAVEFORMATEX* pwfx, AM_MEDIA_TYPE* pmt, BOOL bSetFormat);
-
-/// A subtype whose first member is a FourCC or a wave format tag.
-class FOURCCMap : public GUID
+/// An AM_MEDIA_TYPE that owns its format block (CoTaskMemAlloc) and a reference on pUnk. A new one has all GUIDs null,
+/// fixed-size samples of 1 byte and no format.
+class CMediaType : public _AMMediaType
 {
 public:
-    FOURCCMap() : FOURCCMap(DWORD{0}) {}
-    explicit FOURCCMap(DWORD Fourcc) : GUID{Fourcc, 0x0000, 0x0010, {0x80, 0x00, 0x00, 0xAA, 0x00, 0x38, 0x9B, 0x71}} {}
-    DWORD GetFOURCC() const { return Data1; }
-    void SetFOURCC(DWORD fourcc) { Data1 = fourcc; }
-};
-
-class CMediaType : public AM_MEDIA_TYPE
-{
-public:
-    CMediaType() { InitMediaType(); }
+    CMediaType();
     explicit CMediaType(const GUID* majortype);
-    /// @param phr  E_OUTOFMEMORY when the format block could not be copied; may be null
-    CMediaType(const AM_MEDIA_TYPE& rtype, HRESULT* phr = nullptr);
-    CMediaType(const CMediaType& rtype, HRESULT* phr = nullptr);
-    ~CMediaType() { FreeMediaType(*this); }
+    /// phr (may be null) gets E_OUTOFMEMORY when the format block could not be copied.
+    CMediaType(const AM_MEDIA_TYPE& mtype, HRESULT* phr = nullptr);
+    CMediaType(const CMediaType& cmtype, HRESULT* phr = nullptr);
+    ~CMediaType();
 
-    CMediaType& operator=(const CMediaType& rtype);
-    CMediaType& operator=(const AM_MEDIA_TYPE& rtype);
-    BOOL operator==(const CMediaType& rtype) const;
-    BOOL operator!=(const CMediaType& rtype) const { return !(*this == rtype); }
+    CMediaType& operator=(const CMediaType& cmtype);
+    CMediaType& operator=(const AM_MEDIA_TYPE& mtype);
 
-    HRESULT Set(const CMediaType& rtype) { return Set(static_cast<const AM_MEDIA_TYPE&>(rtype)); }
-    HRESULT Set(const AM_MEDIA_TYPE& rtype);
+    /// Equal: the three GUIDs and the format block. Sample size and flags do not count.
+    BOOL operator==(const CMediaType& rt) const;
+    BOOL operator!=(const CMediaType& rt) const;
 
-    /// Everything zero, fixed-size samples of one byte. Does not free what was there.
-    void InitMediaType();
+    /// Makes this a copy: S_OK or E_OUTOFMEMORY, which leaves it without a format block.
+    HRESULT Set(const CMediaType& rt);
+    HRESULT Set(const AM_MEDIA_TYPE& rt);
 
-    BOOL IsValid() const { return majortype != GUID_NULL; }
+    /// Whether there is a major type.
+    BOOL IsValid() const;
+
     const GUID* Type() const { return &majortype; }
     void SetType(const GUID* ptype) { majortype = *ptype; }
     const GUID* Subtype() const { return &subtype; }
@@ -54,25 +39,47 @@ public:
 
     BOOL IsFixedSize() const { return bFixedSizeSamples; }
     BOOL IsTemporalCompressed() const { return bTemporalCompression; }
-    ULONG GetSampleSize() const { return IsFixedSize() ? lSampleSize : 0; }
-    /// 0 stands for a variable size
+    /// Bytes of each sample; 0 for samples of variable size.
+    ULONG GetSampleSize() const;
+    /// sz 0: samples of variable size.
     void SetSampleSize(ULONG sz);
-    void SetVariableSize() { bFixedSizeSamples = FALSE; }
-    void SetTemporalCompression(BOOL bCompressed) { bTemporalCompression = bCompressed; }
+    void SetVariableSize();
+    void SetTemporalCompression(BOOL bCompressed);
 
+    const GUID* FormatType() const { return &formattype; }
+    void SetFormatType(const GUID* pformattype) { formattype = *pformattype; }
     BYTE* Format() const { return pbFormat; }
     ULONG FormatLength() const { return cbFormat; }
-    void SetFormatType(const GUID* pformattype) { formattype = *pformattype; }
-    const GUID* FormatType() const { return &formattype; }
-    BOOL SetFormat(BYTE* pFormat, ULONG length);
+
+    /// Copies a format block in; FALSE (nothing changed) when there is no memory, or for null data of some length.
+    BOOL SetFormat(BYTE* pformat, ULONG length);
+    /// Frees the format block.
     void ResetFormatBuffer();
-    /// The new block's bytes are not set. @return null, and the old block kept, without memory
+    /// A format block of this length, contents unset; null (nothing changed) when there is no memory.
     BYTE* AllocFormatBuffer(ULONG length);
-    /// Keeps the bytes that fit.
+    /// As AllocFormatBuffer, keeping as much of the contents as fits.
     BYTE* ReallocFormatBuffer(ULONG length);
 
-    /// Whether something is left open that a connection has to settle.
-    BOOL IsPartiallySpecified() const;
-    /// Whether this type fits what the other one says; its open members fit anything.
+    void InitMediaType();
+
+    /// Whether this type fits a wanted one of which null GUIDs mean "any".
     BOOL MatchesPartial(const CMediaType* ppartial) const;
+    /// Whether major type or format type is missing.
+    BOOL IsPartiallySpecified() const;
 };
+
+/// Allocates (CoTaskMemAlloc) a copy; null when there is no memory. Freed by DeleteMediaType.
+AM_MEDIA_TYPE* WINAPI CreateMediaType(const AM_MEDIA_TYPE* pSrc);
+/// Makes *pmtTarget, whose old contents are not freed, a copy: S_OK or E_OUTOFMEMORY.
+HRESULT WINAPI CopyMediaType(AM_MEDIA_TYPE* pmtTarget, const AM_MEDIA_TYPE* pmtSource);
+/// Frees what the type owns, not the structure itself.
+void WINAPI FreeMediaType(AM_MEDIA_TYPE& mt);
+/// Frees a type from CoTaskMemAlloc (null: nothing).
+void WINAPI DeleteMediaType(AM_MEDIA_TYPE* pmt);
+
+/// Describes a wave format: MEDIATYPE_Audio, the subtype of its format tag, fixed-size samples of a block.
+/// @param bSetFormat  whether the format block is filled in as well
+/// @return S_OK, E_POINTER, E_OUTOFMEMORY
+STDAPI CreateAudioMediaType(const WAVEFORMATEX* pwfx, AM_MEDIA_TYPE* pmt, BOOL bSetFormat);
+
+#endif

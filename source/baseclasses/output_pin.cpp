@@ -1,27 +1,32 @@
-#include "streams.h"
+#include "output_pin.h"
 
-CBaseOutputPin::CBaseOutputPin(LPCTSTR pObjectName, CBaseFilter* pFilter, CCritSec* pLock, HRESULT* phr, LPCWSTR pName)
+#include <utility>
+
+#include "allocator.h"
+#include "com_ptr.h"
+
+CBaseOutputPin::CBaseOutputPin(CObjectName pObjectName, CBaseFilter* pFilter, CCritSec* pLock, HRESULT* phr,
+                               LPCWSTR pName)
     : CBasePin(pObjectName, pFilter, pLock, phr, pName, PINDIR_OUTPUT)
 {
 }
 
-HRESULT CBaseOutputPin::CheckConnect(IPin* pPin)
+CBaseOutputPin::~CBaseOutputPin()
 {
-    const HRESULT result = CBasePin::CheckConnect(pPin);
-    return FAILED(result) ? result : pPin->QueryInterface(IID_IMemInputPin, reinterpret_cast<void**>(&m_pInputPin));
+    CBaseOutputPin::BreakConnect();
 }
 
-HRESULT CBaseOutputPin::BreakConnect()
+HRESULT CBaseOutputPin::CheckConnect(IPin* pPin)
 {
-    if (m_pAllocator != nullptr) {
-        m_pAllocator->Decommit();
-        m_pAllocator->Release();
-        m_pAllocator = nullptr;
-    }
-    if (m_pInputPin != nullptr) {
-        m_pInputPin->Release();
-        m_pInputPin = nullptr;
-    }
+    const HRESULT hr = CBasePin::CheckConnect(pPin);
+    if (FAILED(hr))
+        return hr;
+    ComPtr<IMemInputPin> transport;
+    const HRESULT found = pPin->QueryInterface(IID_IMemInputPin, transport.putVoid());
+    if (FAILED(found))
+        return found;
+    if (IMemInputPin* const old = std::exchange(m_pInputPin, transport.detach()))
+        old->Release();
     return S_OK;
 }
 
@@ -30,17 +35,45 @@ HRESULT CBaseOutputPin::CompleteConnect(IPin*)
     return DecideAllocator(m_pInputPin, &m_pAllocator);
 }
 
-HRESULT CBaseOutputPin::Active()
+HRESULT CBaseOutputPin::BreakConnect()
 {
-    CheckPointer(m_pAllocator, VFW_E_NO_ALLOCATOR);
-    return m_pAllocator->Commit();
+    if (IMemAllocator* const allocator = std::exchange(m_pAllocator, nullptr)) {
+        allocator->Decommit();
+        allocator->Release();
+    }
+    if (IMemInputPin* const peer = std::exchange(m_pInputPin, nullptr))
+        peer->Release();
+    return S_OK;
 }
 
-HRESULT CBaseOutputPin::Inactive()
+HRESULT CBaseOutputPin::DecideAllocator(IMemInputPin* pPin, IMemAllocator** pAlloc)
 {
-    m_bRunTimeError = false;
-    CheckPointer(m_pAllocator, VFW_E_NO_ALLOCATOR);
-    return m_pAllocator->Decommit();
+    if (!pPin || !pAlloc)
+        return E_POINTER;
+    *pAlloc = nullptr;
+    ALLOCATOR_PROPERTIES wishes{};
+    // A peer without wishes leaves them zero, whatever it returns.
+    pPin->GetAllocatorRequirements(&wishes);
+    if (wishes.cbAlign == 0)
+        wishes.cbAlign = 1;
+    ComPtr<IMemAllocator> allocator;
+    HRESULT hr = pPin->GetAllocator(allocator.put());
+    if (SUCCEEDED(hr))
+        hr = offerAllocator(pPin, allocator.get(), &wishes);
+    if (FAILED(hr)) {
+        hr = InitAllocator(allocator.put());
+        if (SUCCEEDED(hr))
+            hr = offerAllocator(pPin, allocator.get(), &wishes);
+    }
+    if (SUCCEEDED(hr))
+        *pAlloc = allocator.detach();
+    return hr;
+}
+
+HRESULT CBaseOutputPin::offerAllocator(IMemInputPin* peer, IMemAllocator* allocator, ALLOCATOR_PROPERTIES* wishes)
+{
+    const HRESULT hr = DecideBufferSize(allocator, wishes);
+    return FAILED(hr) ? hr : peer->NotifyAllocator(allocator, FALSE);
 }
 
 HRESULT CBaseOutputPin::InitAllocator(IMemAllocator** ppAlloc)
@@ -48,64 +81,59 @@ HRESULT CBaseOutputPin::InitAllocator(IMemAllocator** ppAlloc)
     return CreateMemoryAllocator(ppAlloc);
 }
 
-HRESULT CBaseOutputPin::DecideAllocator(IMemInputPin* pPin, IMemAllocator** ppAlloc)
+HRESULT CBaseOutputPin::Active()
 {
-    *ppAlloc = nullptr;
-    ALLOCATOR_PROPERTIES wanted = {};
-    pPin->GetAllocatorRequirements(&wanted);
-    if (wanted.cbAlign == 0)
-        wanted.cbAlign = 1;
-    const auto tryThis = [&](HRESULT got) {
-        const HRESULT result = SUCCEEDED(got) ? tryAllocator(pPin, *ppAlloc, wanted) : got;
-        if (FAILED(result) && *ppAlloc != nullptr) {
-            (*ppAlloc)->Release();
-            *ppAlloc = nullptr;
-        }
-        return result;
-    };
-    const HRESULT result = tryThis(pPin->GetAllocator(ppAlloc));
-    return SUCCEEDED(result) ? S_OK : tryThis(InitAllocator(ppAlloc));
+    return m_pAllocator ? m_pAllocator->Commit() : VFW_E_NO_ALLOCATOR;
 }
 
-HRESULT CBaseOutputPin::tryAllocator(IMemInputPin* pPin, IMemAllocator* allocator, ALLOCATOR_PROPERTIES wanted)
+HRESULT CBaseOutputPin::Inactive()
 {
-    const HRESULT result = DecideBufferSize(allocator, &wanted);
-    return SUCCEEDED(result) ? pPin->NotifyAllocator(allocator, FALSE) : result;
+    CBasePin::Inactive();
+    return m_pAllocator ? m_pAllocator->Decommit() : VFW_E_NO_ALLOCATOR;
+}
+
+STDMETHODIMP CBaseOutputPin::EndOfStream()
+{
+    return E_UNEXPECTED;
+}
+
+STDMETHODIMP CBaseOutputPin::BeginFlush()
+{
+    return E_UNEXPECTED;
+}
+
+STDMETHODIMP CBaseOutputPin::EndFlush()
+{
+    return E_UNEXPECTED;
 }
 
 HRESULT CBaseOutputPin::GetDeliveryBuffer(IMediaSample** ppSample, REFERENCE_TIME* pStartTime, REFERENCE_TIME* pEndTime,
                                           DWORD dwFlags)
 {
-    CheckPointer(m_pAllocator, E_NOINTERFACE);
-    return m_pAllocator->GetBuffer(ppSample, pStartTime, pEndTime, dwFlags);
+    return m_pAllocator ? m_pAllocator->GetBuffer(ppSample, pStartTime, pEndTime, dwFlags) : E_NOINTERFACE;
 }
 
 HRESULT CBaseOutputPin::Deliver(IMediaSample* pSample)
 {
-    CheckPointer(m_pInputPin, VFW_E_NOT_CONNECTED);
-    return m_pInputPin->Receive(pSample);
+    return m_pInputPin ? m_pInputPin->Receive(pSample) : VFW_E_NOT_CONNECTED;
 }
 
 HRESULT CBaseOutputPin::DeliverEndOfStream()
 {
-    CheckPointer(m_Connected, VFW_E_NOT_CONNECTED);
-    return m_Connected->EndOfStream();
+    return m_Connected ? m_Connected->EndOfStream() : VFW_E_NOT_CONNECTED;
 }
 
 HRESULT CBaseOutputPin::DeliverBeginFlush()
 {
-    CheckPointer(m_Connected, VFW_E_NOT_CONNECTED);
-    return m_Connected->BeginFlush();
+    return m_Connected ? m_Connected->BeginFlush() : VFW_E_NOT_CONNECTED;
 }
 
 HRESULT CBaseOutputPin::DeliverEndFlush()
 {
-    CheckPointer(m_Connected, VFW_E_NOT_CONNECTED);
-    return m_Connected->EndFlush();
+    return m_Connected ? m_Connected->EndFlush() : VFW_E_NOT_CONNECTED;
 }
 
 HRESULT CBaseOutputPin::DeliverNewSegment(REFERENCE_TIME tStart, REFERENCE_TIME tStop, double dRate)
 {
-    CheckPointer(m_Connected, VFW_E_NOT_CONNECTED);
-    return m_Connected->NewSegment(tStart, tStop, dRate);
+    return m_Connected ? m_Connected->NewSegment(tStart, tStop, dRate) : VFW_E_NOT_CONNECTED;
 }

@@ -1,161 +1,186 @@
-// How two pins agree on a connection.
+// How two pins agree on a connection and give it up.
 
-#include "streams.h"
+#include "base_pin.h"
+
+#include "com_ptr.h"
 
 namespace {
 
-/// A refusal that says no more than "no".
-bool saysNothing(HRESULT result)
+/// A type that is refused without a reason of its own.
+HRESULT typeRefusal(HRESULT hr)
 {
-    return result == E_FAIL || result == E_INVALIDARG || result == VFW_E_TYPE_NOT_ACCEPTED ||
-           result == VFW_E_NO_ACCEPTABLE_TYPES;
+    return SUCCEEDED(hr) || hr == E_FAIL || hr == E_INVALIDARG ? VFW_E_TYPE_NOT_ACCEPTED : hr;
 }
 
-HRESULT asTypeRefusal(HRESULT result)
+bool saysNothing(HRESULT hr)
 {
-    return SUCCEEDED(result) || result == E_FAIL || result == E_INVALIDARG ? VFW_E_TYPE_NOT_ACCEPTED : result;
+    return hr == E_FAIL || hr == E_INVALIDARG || hr == VFW_E_TYPE_NOT_ACCEPTED || hr == VFW_E_NO_ACCEPTABLE_TYPES;
+}
+
+/// Of all refusals, the first that says something is the one to report.
+void keepReason(HRESULT& reason, HRESULT refusal)
+{
+    if (reason == VFW_E_NO_ACCEPTABLE_TYPES && !saysNothing(refusal))
+        reason = refusal;
 }
 
 }  // namespace
 
-HRESULT CBasePin::checkConnectable() const
+HRESULT CBasePin::checkFree() const
 {
-    if (m_Connected != nullptr)
+    if (m_Connected)
         return VFW_E_ALREADY_CONNECTED;
-    return IsStopped() || m_bCanReconnectWhenActive ? S_OK : VFW_E_NOT_STOPPED;
+    return m_pFilter->IsStopped() || m_bCanReconnectWhenActive ? S_OK : VFW_E_NOT_STOPPED;
 }
 
-STDMETHODIMP CBasePin::Connect(IPin* pReceivePin, const AM_MEDIA_TYPE* pmt)
+void CBasePin::adopt(IPin* peer)
 {
-    CheckPointer(pReceivePin, E_POINTER);
-    CAutoLock lock(m_pLock);
-    if (const HRESULT result = checkConnectable(); FAILED(result))
-        return result;
-    if (pmt == nullptr)
-        return AgreeMediaType(pReceivePin, nullptr);
-    const CMediaType type(*pmt);
-    return AgreeMediaType(pReceivePin, &type);
-}
-
-/// @param pmt  null, or a type; one that leaves something open narrows the search
-HRESULT CBasePin::AgreeMediaType(IPin* pReceivePin, const CMediaType* pmt)
-{
-    if (pmt != nullptr && !pmt->IsPartiallySpecified())
-        return AttemptConnection(pReceivePin, pmt);
-    IPin* const owners[] = {m_bTryMyTypesFirst ? this : pReceivePin, m_bTryMyTypesFirst ? pReceivePin : this};
-    HRESULT refusal = VFW_E_NO_ACCEPTABLE_TYPES;
-    for (IPin* owner : owners) {
-        const HRESULT result = tryTypesOf(owner, pReceivePin, pmt);
-        if (SUCCEEDED(result))
-            return S_OK;
-        if (refusal == VFW_E_NO_ACCEPTABLE_TYPES && !saysNothing(result))
-            refusal = result;
-    }
-    return refusal;
-}
-
-HRESULT CBasePin::tryTypesOf(IPin* owner, IPin* pReceivePin, const CMediaType* pmt)
-{
-    IEnumMediaTypes* types = nullptr;
-    if (FAILED(owner->EnumMediaTypes(&types)) || types == nullptr)
-        return VFW_E_NO_ACCEPTABLE_TYPES;
-    const HRESULT result = TryMediaTypes(pReceivePin, pmt, types);
-    types->Release();
-    return result;
-}
-
-HRESULT CBasePin::TryMediaTypes(IPin* pReceivePin, const CMediaType* pmt, IEnumMediaTypes* pEnum)
-{
-    HRESULT refusal = VFW_E_NO_ACCEPTABLE_TYPES;
-    pEnum->Reset();
-    AM_MEDIA_TYPE* candidate = nullptr;
-    for (ULONG count = 0; pEnum->Next(1, &candidate, &count) == S_OK;) {
-        const CMediaType type(*candidate);
-        DeleteMediaType(candidate);
-        if (pmt != nullptr && !type.MatchesPartial(pmt))
-            continue;
-        const HRESULT result = AttemptConnection(pReceivePin, &type);
-        if (SUCCEEDED(result))
-            return result;
-        if (refusal == VFW_E_NO_ACCEPTABLE_TYPES && !saysNothing(result))
-            refusal = result;
-    }
-    return refusal;
-}
-
-HRESULT CBasePin::AttemptConnection(IPin* pReceivePin, const CMediaType* pmt)
-{
-    HRESULT result = connectWith(pReceivePin, pmt);
-    if (FAILED(result))
-        return result;
-    result = pReceivePin->ReceiveConnection(this, pmt);
-    if (SUCCEEDED(result)) {
-        result = CompleteConnect(pReceivePin);
-        if (SUCCEEDED(result))
-            return result;
-        pReceivePin->Disconnect();
-    }
-    dropConnection();
-    return result;
-}
-
-/// The half of it that both sides do: check the peer and the type, and record them. Leaves nothing behind on failure.
-HRESULT CBasePin::connectWith(IPin* pPin, const CMediaType* pmt)
-{
-    HRESULT result = CheckConnect(pPin);
-    if (FAILED(result)) {
-        BreakConnect();
-        return result;
-    }
-    result = CheckMediaType(pmt);
-    if (result != S_OK) {
-        BreakConnect();
-        return asTypeRefusal(result);
-    }
-    m_Connected = pPin;
+    m_Connected = peer;
     m_Connected->AddRef();
-    result = SetMediaType(pmt);
-    if (FAILED(result))
-        dropConnection();
-    return result;
 }
 
-void CBasePin::dropConnection()
+void CBasePin::abandon()
 {
     BreakConnect();
     m_Connected->Release();
     m_Connected = nullptr;
 }
 
+STDMETHODIMP CBasePin::Connect(IPin* pReceivePin, const AM_MEDIA_TYPE* pmt)
+{
+    if (!pReceivePin)
+        return E_POINTER;
+    CAutoLock lock(m_pLock);
+    const HRESULT hr = checkFree();
+    if (FAILED(hr))
+        return hr;
+    if (!pmt)
+        return AgreeMediaType(pReceivePin, nullptr);
+    HRESULT copied = S_OK;
+    const CMediaType wanted(*pmt, &copied);
+    return FAILED(copied) ? copied : AgreeMediaType(pReceivePin, &wanted);
+}
+
+HRESULT CBasePin::AgreeMediaType(IPin* pReceivePin, const CMediaType* pmt)
+{
+    if (pmt && !pmt->IsPartiallySpecified())
+        return AttemptConnection(pReceivePin, pmt);
+    HRESULT reason = VFW_E_NO_ACCEPTABLE_TYPES;
+    IPin* const listers[] = {m_bTryMyTypesFirst ? static_cast<IPin*>(this) : pReceivePin,
+                             m_bTryMyTypesFirst ? pReceivePin : static_cast<IPin*>(this)};
+    for (IPin* lister : listers) {
+        const HRESULT hr = tryTypesOf(lister, pReceivePin, pmt);
+        if (SUCCEEDED(hr))
+            return hr;
+        keepReason(reason, hr);
+    }
+    return reason;
+}
+
+HRESULT CBasePin::tryTypesOf(IPin* lister, IPin* receiver, const CMediaType* wanted)
+{
+    ComPtr<IEnumMediaTypes> types;
+    // A pin without a list is one whose list is empty.
+    if (FAILED(lister->EnumMediaTypes(types.put())) || !types)
+        return VFW_E_NO_ACCEPTABLE_TYPES;
+    return TryMediaTypes(receiver, wanted, types.get());
+}
+
+HRESULT CBasePin::TryMediaTypes(IPin* pReceivePin, const CMediaType* pmt, IEnumMediaTypes* pEnum)
+{
+    const HRESULT reset = pEnum->Reset();
+    if (FAILED(reset))
+        return reset;
+    HRESULT reason = VFW_E_NO_ACCEPTABLE_TYPES;
+    for (;;) {
+        AM_MEDIA_TYPE* listed = nullptr;
+        if (pEnum->Next(1, &listed, nullptr) != S_OK || !listed)
+            return reason;
+        HRESULT hr = S_OK;
+        const CMediaType type(*listed, &hr);
+        DeleteMediaType(listed);
+        if (SUCCEEDED(hr) && pmt && !type.MatchesPartial(pmt))
+            continue;
+        if (SUCCEEDED(hr))
+            hr = AttemptConnection(pReceivePin, &type);
+        if (SUCCEEDED(hr))
+            return hr;
+        keepReason(reason, hr);
+    }
+}
+
+HRESULT CBasePin::AttemptConnection(IPin* pReceivePin, const CMediaType* pmt)
+{
+    HRESULT hr = CheckConnect(pReceivePin);
+    if (SUCCEEDED(hr)) {
+        hr = CheckMediaType(pmt);
+        if (hr == S_OK)
+            return connectWith(pReceivePin, pmt);
+        hr = typeRefusal(hr);
+    }
+    BreakConnect();
+    return hr;
+}
+
+/// The peer is recorded before the type is set: derived classes look for it there.
+HRESULT CBasePin::connectWith(IPin* receiver, const CMediaType* type)
+{
+    adopt(receiver);
+    HRESULT hr = SetMediaType(type);
+    if (SUCCEEDED(hr))
+        hr = receiver->ReceiveConnection(this, type);
+    if (SUCCEEDED(hr)) {
+        hr = CompleteConnect(receiver);
+        if (SUCCEEDED(hr))
+            return hr;
+        receiver->Disconnect();
+    }
+    abandon();
+    return hr;
+}
+
 STDMETHODIMP CBasePin::ReceiveConnection(IPin* pConnector, const AM_MEDIA_TYPE* pmt)
 {
-    CheckPointer(pConnector, E_POINTER);
-    CheckPointer(pmt, E_POINTER);
+    if (!pConnector || !pmt)
+        return E_POINTER;
     CAutoLock lock(m_pLock);
-    if (const HRESULT result = checkConnectable(); FAILED(result))
-        return result;
-    const CMediaType type(*pmt);
-    HRESULT result = connectWith(pConnector, &type);
-    if (FAILED(result))
-        return result;
-    result = CompleteConnect(pConnector);
-    if (FAILED(result))
-        dropConnection();
-    return result;
+    HRESULT hr = checkFree();
+    if (FAILED(hr))
+        return hr;
+    const CMediaType type(*pmt, &hr);
+    if (SUCCEEDED(hr))
+        hr = CheckConnect(pConnector);
+    if (SUCCEEDED(hr)) {
+        hr = CheckMediaType(&type);
+        if (hr == S_OK)
+            return receiveWith(pConnector, &type);
+        hr = typeRefusal(hr);
+    }
+    BreakConnect();
+    return hr;
+}
+
+HRESULT CBasePin::receiveWith(IPin* connector, const CMediaType* type)
+{
+    adopt(connector);
+    HRESULT hr = SetMediaType(type);
+    if (SUCCEEDED(hr))
+        hr = CompleteConnect(connector);
+    if (FAILED(hr))
+        abandon();
+    return hr;
 }
 
 STDMETHODIMP CBasePin::Disconnect()
 {
     CAutoLock lock(m_pLock);
-    return IsStopped() ? DisconnectInternal() : VFW_E_NOT_STOPPED;
-}
-
-HRESULT CBasePin::DisconnectInternal()
-{
-    if (m_Connected == nullptr)
+    if (!IsStopped())
+        return VFW_E_NOT_STOPPED;
+    if (!m_Connected)
         return S_FALSE;
-    if (const HRESULT result = BreakConnect(); FAILED(result))
-        return result;
+    const HRESULT hr = BreakConnect();
+    if (FAILED(hr))
+        return hr;
     m_Connected->Release();
     m_Connected = nullptr;
     return S_OK;

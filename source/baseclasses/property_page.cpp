@@ -1,50 +1,43 @@
-#include "streams.h"
+#include "property_page.h"
 
-#include <array>
+#include <utility>
+
+#include "class_factory.h"
 
 namespace {
 
-constexpr SIZE kUnmeasuredSize = {340, 150};
-
-INT_PTR CALLBACK ignoreMessages(HWND, UINT, WPARAM, LPARAM)
+INT_PTR CALLBACK ignoreMessage(HWND, UINT, WPARAM, LPARAM)
 {
     return FALSE;
 }
 
-/// In pixels, as the dialog's font makes it.
-SIZE dialogSize(int dialogId)
+/// Width and height of a dialog of this module, in pixels; left as they are when it cannot be made.
+void measureDialog(int id, SIZE& size)
 {
-    HWND dialog = CreateDialogParamW(g_hInst, MAKEINTRESOURCEW(dialogId), GetDesktopWindow(), ignoreMessages, 0);
-    if (dialog == nullptr)
-        return kUnmeasuredSize;
-    RECT place = {};
-    GetWindowRect(dialog, &place);
-    DestroyWindow(dialog);
-    return {place.right - place.left, place.bottom - place.top};
-}
-
-/// Lets the TAB key go through the page's controls while the page is in a frame.
-void setControlParent(HWND window, bool on)
-{
-    if (window == nullptr)
+    const HWND dialog = CreateDialogParamW(g_hInst, MAKEINTRESOURCEW(id), GetDesktopWindow(), ignoreMessage, LPARAM{0});
+    if (!dialog)
         return;
-    const LONG_PTR style = GetWindowLongPtrW(window, GWL_EXSTYLE);
-    const LONG_PTR bit = WS_EX_CONTROLPARENT;
-    SetWindowLongPtrW(window, GWL_EXSTYLE, on ? style | bit : style & ~bit);
+    RECT rect{};
+    if (GetWindowRect(dialog, &rect))
+        size = {rect.right - rect.left, rect.bottom - rect.top};
+    DestroyWindow(dialog);
 }
 
 }  // namespace
 
-CBasePropertyPage::CBasePropertyPage(LPCTSTR pName, LPUNKNOWN pUnk, int DialogId, int TitleId)
+CBasePropertyPage::CBasePropertyPage(CObjectName pName, LPUNKNOWN pUnk, int DialogId, int TitleId)
     : CUnknown(pName, pUnk), m_DialogId(DialogId), m_TitleId(TitleId)
 {
 }
 
 CBasePropertyPage::~CBasePropertyPage()
 {
-    if (m_hwnd != nullptr)
-        DestroyWindow(m_hwnd);
-    if (m_pPageSite != nullptr)
+    // The derived class is gone: what the window still says must not reach it.
+    if (m_Dlg) {
+        SetWindowLongPtrW(m_Dlg, DWLP_USER, 0);
+        DestroyWindow(m_Dlg);
+    }
+    if (m_pPageSite)
         m_pPageSite->Release();
 }
 
@@ -55,80 +48,118 @@ STDMETHODIMP CBasePropertyPage::NonDelegatingQueryInterface(REFIID riid, void** 
     return CUnknown::NonDelegatingQueryInterface(riid, ppv);
 }
 
+HRESULT CBasePropertyPage::OnConnect(IUnknown*)
+{
+    return S_OK;
+}
+
+HRESULT CBasePropertyPage::OnDisconnect()
+{
+    return S_OK;
+}
+
+HRESULT CBasePropertyPage::OnActivate()
+{
+    return S_OK;
+}
+
+HRESULT CBasePropertyPage::OnDeactivate()
+{
+    return S_OK;
+}
+
+HRESULT CBasePropertyPage::OnApplyChanges()
+{
+    return S_OK;
+}
+
+INT_PTR CBasePropertyPage::OnReceiveMessage(HWND, UINT, WPARAM, LPARAM)
+{
+    // The dialog manager does the rest.
+    return FALSE;
+}
+
 STDMETHODIMP CBasePropertyPage::SetPageSite(LPPROPERTYPAGESITE pPageSite)
 {
-    if (pPageSite == nullptr) {
-        if (m_pPageSite != nullptr)
-            m_pPageSite->Release();
-        m_pPageSite = nullptr;
-        return S_OK;
-    }
-    if (m_pPageSite != nullptr)
+    if ((pPageSite == nullptr) == (m_pPageSite == nullptr))
         return E_UNEXPECTED;
-    m_pPageSite = pPageSite;
-    m_pPageSite->AddRef();
+    if (pPageSite)
+        pPageSite->AddRef();
+    if (const LPPROPERTYPAGESITE old = std::exchange(m_pPageSite, pPageSite))
+        old->Release();
     return S_OK;
 }
 
 STDMETHODIMP CBasePropertyPage::GetPageInfo(LPPROPPAGEINFO pPageInfo)
 {
-    CheckPointer(pPageInfo, E_POINTER);
-    std::array<wchar_t, 256> title{};
-    LoadStringW(g_hInst, static_cast<UINT>(m_TitleId), title.data(), static_cast<int>(title.size()));
-    LPWSTR copy = nullptr;
-    if (const HRESULT result = AMGetWideString(title.data(), &copy); FAILED(result))
-        return result;
+    if (!pPageInfo)
+        return E_POINTER;
+    WCHAR title[256] = L"";
+    LoadStringW(g_hInst, static_cast<UINT>(m_TitleId), title, static_cast<int>(std::size(title)));
     *pPageInfo = {};
-    pPageInfo->cb = sizeof(PROPPAGEINFO);
-    pPageInfo->pszTitle = copy;
-    pPageInfo->size = dialogSize(m_DialogId);
-    return S_OK;
+    pPageInfo->cb = sizeof *pPageInfo;
+    measureDialog(m_DialogId, pPageInfo->size);
+    return AMGetWideString(title, &pPageInfo->pszTitle);
 }
 
 STDMETHODIMP CBasePropertyPage::SetObjects(ULONG cObjects, LPUNKNOWN* ppUnk)
 {
+    if (cObjects > 1)
+        return E_UNEXPECTED;
     if (cObjects == 0) {
         m_bObjectSet = FALSE;
         return OnDisconnect();
     }
-    if (cObjects != 1)
-        return E_UNEXPECTED;
-    CheckPointer(ppUnk, E_POINTER);
-    CheckPointer(*ppUnk, E_POINTER);
-    const HRESULT result = OnConnect(*ppUnk);
-    m_bObjectSet = SUCCEEDED(result);
-    return result;
+    if (!ppUnk || !*ppUnk)
+        return E_POINTER;
+    const HRESULT hr = OnConnect(*ppUnk);
+    m_bObjectSet = SUCCEEDED(hr);
+    return hr;
 }
 
-STDMETHODIMP CBasePropertyPage::Activate(HWND hwndParent, LPCRECT pRect, BOOL)
+INT_PTR CALLBACK CBasePropertyPage::DialogProc(HWND hwnd, UINT uMsg, WPARAM wParam, LPARAM lParam)
 {
-    CheckPointer(pRect, E_POINTER);
-    if (!m_bObjectSet || m_hwnd != nullptr)
+    if (uMsg == WM_INITDIALOG) {
+        SetWindowLongPtrW(hwnd, DWLP_USER, lParam);
+        reinterpret_cast<CBasePropertyPage*>(lParam)->m_hwnd = hwnd;
+    }
+    // Messages come before WM_INITDIALOG as well.
+    auto* const page = reinterpret_cast<CBasePropertyPage*>(GetWindowLongPtrW(hwnd, DWLP_USER));
+    return page ? page->OnReceiveMessage(hwnd, uMsg, wParam, lParam) : FALSE;
+}
+
+STDMETHODIMP CBasePropertyPage::Activate(HWND hwndParent, LPCRECT prect, BOOL)
+{
+    if (!prect)
+        return E_POINTER;
+    if (!m_bObjectSet || m_Dlg)
         return E_UNEXPECTED;
     m_Dlg = CreateDialogParamW(g_hInst, MAKEINTRESOURCEW(m_DialogId), hwndParent, DialogProc,
                                reinterpret_cast<LPARAM>(this));
-    CheckPointer(m_Dlg, E_OUTOFMEMORY);
-    m_hwnd = m_Dlg;
-    setControlParent(hwndParent, true);
+    if (!m_Dlg) {
+        m_hwnd = nullptr;
+        return E_OUTOFMEMORY;
+    }
     OnActivate();
-    Move(pRect);
+    // Shown where it belongs only: the template makes it hidden.
+    Move(prect);
     return Show(SW_SHOWNORMAL);
 }
 
 STDMETHODIMP CBasePropertyPage::Deactivate()
 {
-    CheckPointer(m_hwnd, E_UNEXPECTED);
-    setControlParent(GetParent(m_hwnd), false);
+    if (!m_Dlg)
+        return E_UNEXPECTED;
     OnDeactivate();
-    DestroyWindow(m_hwnd);
+    DestroyWindow(std::exchange(m_Dlg, nullptr));
     m_hwnd = nullptr;
-    m_Dlg = nullptr;
     return S_OK;
 }
 
 STDMETHODIMP CBasePropertyPage::Show(UINT nCmdShow)
 {
-    CheckPointer(m_hwnd, E_UNEXPECTED);
+    if (!m_hwnd)
+        return E_UNEXPECTED;
     if (nCmdShow != SW_SHOW && nCmdShow != SW_SHOWNORMAL && nCmdShow != SW_HIDE)
         return E_INVALIDARG;
     ShowWindow(m_hwnd, static_cast<int>(nCmdShow));
@@ -136,44 +167,39 @@ STDMETHODIMP CBasePropertyPage::Show(UINT nCmdShow)
     return S_OK;
 }
 
-STDMETHODIMP CBasePropertyPage::Move(LPCRECT pRect)
+STDMETHODIMP CBasePropertyPage::Move(LPCRECT prect)
 {
-    CheckPointer(pRect, E_POINTER);
-    CheckPointer(m_hwnd, E_UNEXPECTED);
-    MoveWindow(m_hwnd, pRect->left, pRect->top, pRect->right - pRect->left, pRect->bottom - pRect->top, TRUE);
+    if (!prect)
+        return E_POINTER;
+    if (!m_hwnd)
+        return E_UNEXPECTED;
+    MoveWindow(m_hwnd, prect->left, prect->top, prect->right - prect->left, prect->bottom - prect->top, TRUE);
     return S_OK;
+}
+
+STDMETHODIMP CBasePropertyPage::IsPageDirty()
+{
+    return m_bDirty ? S_OK : S_FALSE;
 }
 
 STDMETHODIMP CBasePropertyPage::Apply()
 {
-    if (!m_bObjectSet || m_pPageSite == nullptr)
+    if (!m_bObjectSet || !m_pPageSite)
         return E_UNEXPECTED;
     if (!m_bDirty)
         return S_OK;
-    const HRESULT result = OnApplyChanges();
-    if (SUCCEEDED(result))
+    const HRESULT hr = OnApplyChanges();
+    if (SUCCEEDED(hr))
         m_bDirty = FALSE;
-    return result;
+    return hr;
 }
 
-STDMETHODIMP CBasePropertyPage::TranslateAccelerator(LPMSG pMsg)
+STDMETHODIMP CBasePropertyPage::Help(LPCWSTR)
 {
-    CheckPointer(pMsg, E_POINTER);
-    CheckPointer(m_hwnd, E_UNEXPECTED);
-    return IsDialogMessageW(m_hwnd, pMsg) ? S_OK : S_FALSE;
+    return E_NOTIMPL;
 }
 
-INT_PTR CBasePropertyPage::OnReceiveMessage(HWND, UINT, WPARAM, LPARAM)
+STDMETHODIMP CBasePropertyPage::TranslateAccelerator(LPMSG)
 {
-    return FALSE;
-}
-
-INT_PTR CALLBACK CBasePropertyPage::DialogProc(HWND hwnd, UINT uMsg, WPARAM wParam, LPARAM lParam)
-{
-    if (uMsg == WM_INITDIALOG) {
-        reinterpret_cast<CBasePropertyPage*>(lParam)->m_hwnd = hwnd;
-        SetWindowLongPtrW(hwnd, DWLP_USER, lParam);
-    }
-    auto* page = reinterpret_cast<CBasePropertyPage*>(GetWindowLongPtrW(hwnd, DWLP_USER));
-    return page != nullptr ? page->OnReceiveMessage(hwnd, uMsg, wParam, lParam) : FALSE;
+    return E_NOTIMPL;
 }

@@ -1,43 +1,90 @@
-// The worker thread of a push source's pin.
+#include "source.h"
 
-#include "streams.h"
-
-#include <array>
 #include <cwchar>
+#include <iterator>
 
-CSourceStream::CSourceStream(LPCTSTR pObjectName, HRESULT* phr, CSource* pms, LPCWSTR pName)
+#include "com_ptr.h"
+
+CSourceStream::CSourceStream(CObjectName pObjectName, HRESULT* phr, CSource* pms, LPCWSTR pName)
     : CAMThread(phr), CBaseOutputPin(pObjectName, pms, pms->pStateLock(), phr, pName), m_pFilter(pms)
 {
-    const HRESULT result = m_pFilter->AddPin(this);
-    if (FAILED(result))
-        *phr = result;
+    const HRESULT hr = m_pFilter->AddStream(this);
+    if (FAILED(hr) && phr)
+        *phr = hr;
 }
 
 CSourceStream::~CSourceStream()
 {
-    if (ThreadExists()) {
-        Stop();
-        Exit();
-        Close();
-    }
-    m_pFilter->RemovePin(this);
+    endThread();
+    m_pFilter->RemoveStream(this);
 }
 
 STDMETHODIMP CSourceStream::QueryId(LPWSTR* Id)
 {
-    CheckPointer(Id, E_POINTER);
+    if (!Id)
+        return E_POINTER;
     *Id = nullptr;
-    std::array<wchar_t, 16> number{};
-    std::swprintf(number.data(), number.size(), L"%d", m_pFilter->FindPinNumber(this) + 1);
-    return AMGetWideString(number.data(), Id);
+    const int number = m_pFilter->FindPinNumber(this) + 1;
+    if (number == 0)
+        return VFW_E_NOT_FOUND;
+    wchar_t text[16];
+    std::swprintf(text, std::size(text), L"%d", number);
+    return AMGetWideString(text, Id);
+}
+
+HRESULT CSourceStream::Active()
+{
+    CAutoLock lock(m_pFilter->pStateLock());
+    if (m_pFilter->IsActive())
+        return S_FALSE;
+    if (!IsConnected())
+        return S_OK;
+    HRESULT hr = CBaseOutputPin::Active();
+    if (FAILED(hr))
+        return hr;
+    hr = Create() ? Init() : E_FAIL;
+    if (SUCCEEDED(hr))
+        hr = Pause();
+    if (FAILED(hr)) {
+        CBaseOutputPin::Inactive();
+        endThread();
+    }
+    return hr;
+}
+
+HRESULT CSourceStream::Inactive()
+{
+    CAutoLock lock(m_pFilter->pStateLock());
+    if (!IsConnected())
+        return S_OK;
+    // First, for it wakes a worker that waits for a sample.
+    const HRESULT hr = CBaseOutputPin::Inactive();
+    endThread();
+    return hr;
+}
+
+void CSourceStream::endThread()
+{
+    if (!ThreadExists())
+        return;
+    if (isWorker()) {
+        if (m_worker)
+            m_worker->abandoned = true;
+    } else {
+        if (m_pAllocator)
+            m_pAllocator->Decommit();
+        Stop();
+        Exit();
+    }
+    Close();
 }
 
 HRESULT CSourceStream::CheckMediaType(const CMediaType* pMediaType)
 {
     CAutoLock lock(m_pFilter->pStateLock());
-    CMediaType type;
-    GetMediaType(&type);
-    return type == *pMediaType ? S_OK : E_FAIL;
+    CMediaType own;
+    GetMediaType(&own);
+    return own == *pMediaType ? S_OK : E_FAIL;
 }
 
 HRESULT CSourceStream::GetMediaType(int iPosition, CMediaType* pMediaType)
@@ -53,122 +100,114 @@ HRESULT CSourceStream::GetMediaType(CMediaType*)
     return E_UNEXPECTED;
 }
 
-HRESULT CSourceStream::Active()
-{
-    CAutoLock lock(m_pFilter->pStateLock());
-    if (m_pFilter->IsActive())
-        return S_FALSE;
-    if (!IsConnected())
-        return S_OK;
-    HRESULT result = CBaseOutputPin::Active();
-    if (FAILED(result))
-        return result;
-    if (!Create())
-        return E_FAIL;
-    result = Init();
-    return FAILED(result) ? result : Pause();
-}
-
-HRESULT CSourceStream::Inactive()
-{
-    CAutoLock lock(m_pFilter->pStateLock());
-    if (!IsConnected())
-        return S_OK;
-    // First of all: it wakes a worker that waits for a buffer.
-    HRESULT result = CBaseOutputPin::Inactive();
-    if (FAILED(result))
-        return result;
-    if (!ThreadExists())
-        return S_OK;
-    result = Stop();
-    if (SUCCEEDED(result))
-        result = Exit();
-    if (FAILED(result))
-        return result;
-    Close();
-    return S_OK;
-}
-
 BOOL CSourceStream::CheckRequest(Command* pCom)
 {
     DWORD request = 0;
-    const BOOL waiting = CAMThread::CheckRequest(&request);
-    if (waiting)
-        *pCom = static_cast<Command>(request);
-    return waiting;
+    if (!CAMThread::CheckRequest(&request))
+        return FALSE;
+    *pCom = static_cast<Command>(request);
+    return TRUE;
 }
 
 DWORD CSourceStream::ThreadProc()
 {
-    while (GetRequest() != CMD_INIT)
-        Reply(static_cast<DWORD>(E_UNEXPECTED));
-    const HRESULT created = OnThreadCreate();
+    Worker worker;
+    m_worker = &worker;
+    if (!waitForInit())
+        return 0;
+    const HRESULT created = create();
     Reply(static_cast<DWORD>(created));
-    if (SUCCEEDED(created))
-        answerUntilExit();
-    return FAILED(OnThreadDestroy()) || FAILED(created) ? 1 : 0;
+    if (FAILED(created))
+        return 1;
+    obeyUntilExit(worker);
+    if (worker.abandoned)
+        return 0;
+    OnThreadDestroy();
+    m_worker = nullptr;
+    return 0;
 }
 
-void CSourceStream::answerUntilExit()
+/// False: the thread was told to exit before it was initialised.
+bool CSourceStream::waitForInit()
 {
     for (;;) {
-        switch (GetRequest()) {
-            case CMD_RUN:
-            case CMD_PAUSE:
-                Reply(S_OK);
-                DoBufferProcessingLoop();
-                break;
-            case CMD_STOP:
-                Reply(S_OK);
-                break;
-            case CMD_EXIT:
-                Reply(S_OK);
-                return;
-            default:
-                Reply(static_cast<DWORD>(E_NOTIMPL));
-                break;
-        }
+        const Command request = GetRequest();
+        if (request == CMD_INIT)
+            return true;
+        Reply(static_cast<DWORD>(request == CMD_EXIT ? S_OK : E_UNEXPECTED));
+        if (request == CMD_EXIT)
+            return false;
     }
 }
 
-/// Ends with the stream, or leaves a Stop for the caller to answer.
+HRESULT CSourceStream::create()
+{
+    const HRESULT hr = OnThreadCreate();
+    if (FAILED(hr))
+        OnThreadDestroy();
+    return hr;
+}
+
+void CSourceStream::obeyUntilExit(const Worker& worker)
+{
+    for (;;) {
+        const Command request = GetRequest();
+        const bool known = request == CMD_PAUSE || request == CMD_RUN || request == CMD_STOP || request == CMD_EXIT;
+        Reply(static_cast<DWORD>(known ? S_OK : E_NOTIMPL));
+        if (request == CMD_EXIT)
+            return;
+        if (request == CMD_PAUSE || request == CMD_RUN)
+            DoBufferProcessingLoop();
+        if (worker.abandoned)
+            return;
+    }
+}
+
 HRESULT CSourceStream::DoBufferProcessingLoop()
 {
+    // A derived class may have a thread procedure of its own.
+    const Worker own;
+    const Worker& worker = m_worker ? *m_worker : own;
     OnThreadStartPlay();
     for (;;) {
-        Command request = CMD_STOP;
-        bool done = false;
-        while (!CheckRequest(&request)) {
-            const HRESULT result = produceSample(done);
-            if (done)
-                return result;
+        Command request{};
+        if (CheckRequest(&request)) {
+            // Answered by the caller, who is idle then.
+            if (request == CMD_STOP)
+                return S_FALSE;
+            const bool alreadyDone = request == CMD_PAUSE || request == CMD_RUN;
+            Reply(static_cast<DWORD>(alreadyDone ? S_OK : E_UNEXPECTED));
+            continue;
         }
-        if (request == CMD_STOP)
-            return S_FALSE;
-        Reply(request == CMD_RUN || request == CMD_PAUSE ? S_OK : static_cast<DWORD>(E_UNEXPECTED));
+        const HRESULT hr = deliverNext(worker);
+        if (hr != S_OK)
+            return hr == S_FALSE ? S_OK : hr;
     }
 }
 
-/// @param done  out: the loop is over
-HRESULT CSourceStream::produceSample(bool& done)
+/// S_OK: go on; S_FALSE: the stream has ended; an error: it ended with this one.
+HRESULT CSourceStream::deliverNext(const Worker& worker)
 {
-    IMediaSample* sample = nullptr;
-    if (FAILED(GetDeliveryBuffer(&sample, nullptr, nullptr, 0))) {
-        Sleep(1);  // decommitted: a request is on its way
+    ComPtr<IMediaSample> sample;
+    if (FAILED(GetDeliveryBuffer(sample.put(), nullptr, nullptr, 0))) {
+        // Decommitted: Stop is on its way.
+        Sleep(1);
         return S_OK;
     }
-    const HRESULT filled = FillBuffer(sample);
-    if (filled == S_OK) {
-        const HRESULT delivered = Deliver(sample);
-        sample->Release();
-        done = delivered != S_OK;  // downstream asked for no more, or reports for itself
-        return S_OK;
+    const HRESULT filled = FillBuffer(sample.get());
+    if (filled != S_OK) {
+        sample.reset();
+        return endStream(filled);
     }
-    sample->Release();
-    done = true;
+    const HRESULT delivered = Deliver(sample.get());
+    // Anything else: downstream wants no more, or has reported its failure itself.
+    return delivered == S_OK && !worker.abandoned ? S_OK : S_FALSE;
+}
+
+HRESULT CSourceStream::endStream(HRESULT reason)
+{
     DeliverEndOfStream();
-    if (filled == S_FALSE)
-        return S_OK;
-    m_pFilter->NotifyEvent(EC_ERRORABORT, filled, 0);
-    return filled;
+    if (reason != S_FALSE)
+        m_pFilter->NotifyEvent(EC_ERRORABORT, reason, 0);
+    return reason;
 }

@@ -1,32 +1,32 @@
 /// @file
-/// The media-graph framework: base classes for DirectShow filters with the published names and signatures.
-#pragma once
+/// Umbrella header of the media-graph framework: our own implementation of the published DirectShow base classes.
+/// Class, member and function names and their signatures are the published ones, so that filter code compiles against
+/// either copy.
 
-#include <windows.h>
-#include <objbase.h>
-#include <oaidl.h>
-#include <ocidl.h>
-#include <olectl.h>
-#include <mmsystem.h>
-#include <mmreg.h>
-#include <dshow.h>
-#include <amvideo.h>
-#include <vfwmsgs.h>
+#ifndef ZARNOW_BASECLASSES_STREAMS_H
+#define ZARNOW_BASECLASSES_STREAMS_H
 
-#include "unknown.h"
+#include "platform.h"
+#include "checks.h"
+#include "reference_time.h"
 #include "sync.h"
+#include "unknown.h"
 #include "thread.h"
+#include "fourcc.h"
 #include "media_type.h"
-#include "media_sample.h"
-#include "allocator.h"
+#include "setup_data.h"
 #include "enumerators.h"
-#include "registration.h"
 #include "base_filter.h"
 #include "base_pin.h"
 #include "output_pin.h"
+#include "media_sample.h"
+#include "allocator.h"
 #include "input_pin.h"
 #include "source.h"
 #include "dispatch.h"
 #include "persist_stream.h"
 #include "property_page.h"
 #include "class_factory.h"
+#include "registration.h"
+
+#endif

@@ -1,16 +1,19 @@
 /// @file
 /// Locks and events.
-#pragma once
+
+#ifndef ZARNOW_BASECLASSES_SYNC_H
+#define ZARNOW_BASECLASSES_SYNC_H
 
 #include <windows.h>
 
+/// A recursive lock within the process.
 class CCritSec
 {
 public:
-    CCritSec() { InitializeCriticalSection(&m_CritSec); }
+    CCritSec();
+    ~CCritSec();
     CCritSec(const CCritSec&) = delete;
     CCritSec& operator=(const CCritSec&) = delete;
-    ~CCritSec() { DeleteCriticalSection(&m_CritSec); }
 
     void Lock() { EnterCriticalSection(&m_CritSec); }
     void Unlock() { LeaveCriticalSection(&m_CritSec); }
@@ -19,33 +22,40 @@ private:
     CRITICAL_SECTION m_CritSec;
 };
 
-/// Holds a lock for a scope.
+/// Holds a lock for the length of a scope.
 class CAutoLock
 {
 public:
     explicit CAutoLock(CCritSec* plock) : m_pLock(plock) { m_pLock->Lock(); }
+    ~CAutoLock() { m_pLock->Unlock(); }
     CAutoLock(const CAutoLock&) = delete;
     CAutoLock& operator=(const CAutoLock&) = delete;
-    ~CAutoLock() { m_pLock->Unlock(); }
 
 protected:
     CCritSec* m_pLock;
 };
 
+/// A kernel event, not signalled at first.
 class CAMEvent
 {
 public:
+    /// @param fManualReset  TRUE: stays signalled until Reset; FALSE: one wait takes the signal
+    /// @param phr           gets E_OUTOFMEMORY when the event could not be made, else stays as it is
     explicit CAMEvent(BOOL fManualReset = FALSE, HRESULT* phr = nullptr);
+    explicit CAMEvent(HRESULT* phr);
+    ~CAMEvent();
     CAMEvent(const CAMEvent&) = delete;
     CAMEvent& operator=(const CAMEvent&) = delete;
-    ~CAMEvent();
 
     operator HANDLE() const { return m_hEvent; }
     void Set() { SetEvent(m_hEvent); }
     void Reset() { ResetEvent(m_hEvent); }
+    /// Waits up to dwTimeout milliseconds; TRUE when the event was signalled.
     BOOL Wait(DWORD dwTimeout = INFINITE) { return WaitForSingleObject(m_hEvent, dwTimeout) == WAIT_OBJECT_0; }
     BOOL Check() { return Wait(0); }
 
 protected:
     HANDLE m_hEvent;
 };
+
+#endif

@@ -1,39 +1,43 @@
-#include "streams.h"
+#include "unknown.h"
 
+#include <atomic>
+#include <cstring>
 #include <cwchar>
 
 namespace {
 
-volatile LONG g_objects = 0;
+std::atomic<LONG> activeObjects{0};
 
 }  // namespace
 
-CBaseObject::CBaseObject(LPCTSTR)
+CBaseObject::CBaseObject(CObjectName)
 {
-    InterlockedIncrement(&g_objects);
+    activeObjects.fetch_add(1, std::memory_order_relaxed);
 }
 
 CBaseObject::~CBaseObject()
 {
-    InterlockedDecrement(&g_objects);
+    activeObjects.fetch_sub(1, std::memory_order_release);
 }
 
 LONG CBaseObject::ObjectsActive()
 {
-    return g_objects;
+    return activeObjects.load(std::memory_order_acquire);
 }
 
-CUnknown::CUnknown(LPCTSTR pName, LPUNKNOWN pUnk)
+CUnknown::CUnknown(CObjectName pName, LPUNKNOWN pUnk)
+    // The own non-delegating interface has the shape of IUnknown (see there).
     : CBaseObject(pName),
-      m_pUnknown(pUnk != nullptr ? pUnk : reinterpret_cast<LPUNKNOWN>(static_cast<INonDelegatingUnknown*>(this)))
+      m_pUnknown(pUnk ? pUnk : reinterpret_cast<LPUNKNOWN>(static_cast<INonDelegatingUnknown*>(this)))
 {
 }
 
-CUnknown::CUnknown(LPCTSTR pName, LPUNKNOWN pUnk, HRESULT*) : CUnknown(pName, pUnk) {}
+CUnknown::CUnknown(CObjectName pName, LPUNKNOWN pUnk, HRESULT*) : CUnknown(pName, pUnk) {}
 
 STDMETHODIMP CUnknown::NonDelegatingQueryInterface(REFIID riid, void** ppv)
 {
-    CheckPointer(ppv, E_POINTER);
+    if (!ppv)
+        return E_POINTER;
     if (riid == IID_IUnknown)
         return GetInterface(reinterpret_cast<LPUNKNOWN>(static_cast<INonDelegatingUnknown*>(this)), ppv);
     *ppv = nullptr;
@@ -47,17 +51,19 @@ STDMETHODIMP_(ULONG) CUnknown::NonDelegatingAddRef()
 
 STDMETHODIMP_(ULONG) CUnknown::NonDelegatingRelease()
 {
-    const LONG count = InterlockedDecrement(&m_cRef);
-    if (count == 0) {
-        m_cRef = 1;  // a reference taken and given back by the destructor must not end in here again
-        delete this;
-    }
-    return static_cast<ULONG>(count);
+    const LONG left = InterlockedDecrement(&m_cRef);
+    if (left != 0)
+        return static_cast<ULONG>(left);
+    // Destructors take and drop references on their own object; they must not bring the count to zero again.
+    InterlockedIncrement(&m_cRef);
+    delete this;
+    return 0;
 }
 
 STDAPI GetInterface(LPUNKNOWN pUnk, void** ppv)
 {
-    CheckPointer(ppv, E_POINTER);
+    if (!ppv)
+        return E_POINTER;
     *ppv = pUnk;
     pUnk->AddRef();
     return S_OK;
@@ -65,12 +71,12 @@ STDAPI GetInterface(LPUNKNOWN pUnk, void** ppv)
 
 STDAPI AMGetWideString(LPCWSTR pszString, LPWSTR* ppszReturn)
 {
-    CheckPointer(ppszReturn, E_POINTER);
-    *ppszReturn = nullptr;
-    CheckPointer(pszString, E_POINTER);
-    const size_t size = (wcslen(pszString) + 1) * sizeof(wchar_t);
-    *ppszReturn = static_cast<LPWSTR>(CoTaskMemAlloc(size));
-    CheckPointer(*ppszReturn, E_OUTOFMEMORY);
-    memcpy(*ppszReturn, pszString, size);
+    if (!pszString || !ppszReturn)
+        return E_POINTER;
+    const std::size_t bytes = (std::wcslen(pszString) + 1) * sizeof(WCHAR);
+    *ppszReturn = static_cast<LPWSTR>(CoTaskMemAlloc(bytes));
+    if (!*ppszReturn)
+        return E_OUTOFMEMORY;
+    std::memcpy(*ppszReturn, pszString, bytes);
     return S_OK;
 }

@@ -1,21 +1,37 @@
 /// @file
-/// Reference counting and aggregation.
-#pragma once
+/// Base of every COM object of the framework: object count, reference count and aggregation.
+
+#ifndef ZARNOW_BASECLASSES_UNKNOWN_H
+#define ZARNOW_BASECLASSES_UNKNOWN_H
 
 #include <windows.h>
-#include <objbase.h>
+#include <unknwn.h>
+#include <cstddef>
 
-/// Object names serve debugging only.
-#define NAME(x) nullptr
+/// The debugging name that constructors of the published classes take: accepted in either character width, or null,
+/// and not kept.
+struct CObjectName
+{
+    CObjectName(std::nullptr_t) {}
+    CObjectName(const char*) {}
+    CObjectName(const wchar_t*) {}
+};
 
-#define CheckPointer(p, ret) \
-    {                        \
-        if ((p) == nullptr)  \
-            return (ret);    \
-    }
+/// Counts the objects of this module; the module may be unloaded when none is left.
+class CBaseObject
+{
+public:
+    explicit CBaseObject(CObjectName pName);
+    ~CBaseObject();
+    CBaseObject(const CBaseObject&) = delete;
+    CBaseObject& operator=(const CBaseObject&) = delete;
 
-/// The object's own IUnknown, under other names: the one that does not delegate to an aggregating object. Its slots
-/// lie like IUnknown's.
+    static LONG ObjectsActive();
+};
+
+/// IUnknown of the object itself, beside the one that may delegate to an outer object. It has the shape of IUnknown,
+/// so that a pointer to it can be handed out as one.
+#ifndef INONDELEGATINGUNKNOWN_DEFINED
 struct INonDelegatingUnknown
 {
     virtual HRESULT STDMETHODCALLTYPE NonDelegatingQueryInterface(REFIID riid, void** ppv) = 0;
@@ -25,45 +41,42 @@ struct INonDelegatingUnknown
 protected:
     ~INonDelegatingUnknown() = default;
 };
+#define INONDELEGATINGUNKNOWN_DEFINED
+#endif
 
-/// Counts the module's objects, so that it is not unloaded while one exists.
-class CBaseObject
-{
-public:
-    explicit CBaseObject(LPCTSTR pName);
-    CBaseObject(const CBaseObject&) = delete;
-    CBaseObject& operator=(const CBaseObject&) = delete;
-    ~CBaseObject();
-
-    static LONG ObjectsActive();
-};
-
+/// Base of every object that can be aggregated. It starts with no reference; its creator takes the first one.
 class CUnknown : public INonDelegatingUnknown, public CBaseObject
 {
 public:
-    /// @param pUnk  the aggregating object, or null
-    CUnknown(LPCTSTR pName, LPUNKNOWN pUnk);
-    CUnknown(LPCTSTR pName, LPUNKNOWN pUnk, HRESULT* phr);
+    /// @param pUnk  the outer object, not counted; null: the object is its own
+    CUnknown(CObjectName pName, LPUNKNOWN pUnk);
+    CUnknown(CObjectName pName, LPUNKNOWN pUnk, HRESULT* phr);
     virtual ~CUnknown() = default;
 
-    /// Where the interfaces' IUnknown methods go: the aggregating object, or this one. Not counted.
+    /// The IUnknown that all the object's interfaces delegate to, not counted.
     LPUNKNOWN GetOwner() const { return m_pUnknown; }
 
+    /// E_NOINTERFACE for everything but IUnknown, E_POINTER for a null ppv.
     STDMETHODIMP NonDelegatingQueryInterface(REFIID riid, void** ppv) override;
     STDMETHODIMP_(ULONG) NonDelegatingAddRef() override;
+    /// Deletes the object with its last reference.
     STDMETHODIMP_(ULONG) NonDelegatingRelease() override;
-
-protected:
-    volatile LONG m_cRef = 0;
 
 private:
     const LPUNKNOWN m_pUnknown;
+
+protected:
+    volatile LONG m_cRef = 0;
 };
 
-/// Hands out an interface with a reference. @return E_POINTER when ppv is null
+/// Stores a counted interface pointer for a QueryInterface: S_OK, or E_POINTER for a null ppv.
 STDAPI GetInterface(LPUNKNOWN pUnk, void** ppv);
 
-/// The IUnknown methods of an object's interfaces.
+/// Copies a string into memory from CoTaskMemAlloc, for the caller to free.
+/// @return E_POINTER for a null argument, E_OUTOFMEMORY
+STDAPI AMGetWideString(LPCWSTR pszString, LPWSTR* ppszReturn);
+
+/// IUnknown of a class derived from CUnknown, forwarding to its owner.
 #define DECLARE_IUNKNOWN                                 \
     STDMETHODIMP QueryInterface(REFIID riid, void** ppv) \
     {                                                    \
@@ -78,5 +91,4 @@ STDAPI GetInterface(LPUNKNOWN pUnk, void** ppv);
         return GetOwner()->Release();                    \
     }
 
-/// A copy of a wide string in CoTaskMemAlloc's memory.
-STDAPI AMGetWideString(LPCWSTR pszString, LPWSTR* ppszReturn);
+#endif

@@ -414,7 +414,7 @@ TEST(GopScan, WhichBytesOfAPacketCount)
         {"the last 4 bytes are looked at", scanFile(1, atEnd(0)), false},
         {"more than the last 4 bytes are left out", scanFile(1, atEnd(4)), true},
         {"the adaptation field's last byte is left out",
-         scanFile(1, join({Data(set.begin() + 1, set.end()), filled(20, 0x55)})), true},
+         scanFile(1, join({Data(set.begin() + 2, set.end()), filled(20, 0x55)})), true},
         {"with 192 bytes the last 4 are left out", timed(scanFile(1, atEnd(0))), true},
         {"an adaptation field over the packet's end is followed", scanFile(255, {}), false},
     };

@@ -146,6 +146,8 @@ TEST(ProgramTables, Walk)
     const Data shared = patPacket({{1, 0x100}, {2, 0x100}});
     const Data map1 = pmtPacket(0x100, 1, {{2, 0x11}, {3, 0x12}, {4, 0x11}});
     const Data map2 = pmtPacket(0x200, 2, {{2, 0x21}});
+    const Data foreign1 = pmtPacket(0x100, 99, {{2, 0x11}});
+    const Data foreign2 = pmtPacket(0x200, 98, {{2, 0x21}});
     const Data shared2 = pmtPacket(0x100, 2, {{2, 0x21}});
     const struct
     {
@@ -175,6 +177,15 @@ TEST(ProgramTables, Walk)
          fileWith(900, {{0, ownPids}, {200, map2}}),
          true,
          {{0x100, 1, {}}, {0x200, 2, {0x21}}, {0x300, 3, {}}}},
+        // Sections that name programs the PAT does not have: their streams are never folded and show each reading.
+        {"the wrapped walk of a long file does not end at the first map",
+         fileWith(900, {{0, ownPids}, {200, foreign1}, {400, foreign2}}),
+         true,
+         {{0x100, 99, {0x11, 0x11}}, {0x200, 98, {0x21}}}},
+        {"the wrapped walk of a short file ends before the list does, or begins a third time",
+         fileWith(20, {{0, ownPids}, {2, foreign1}, {4, foreign2}}),
+         true,
+         {{0x100, 99, {0x11, 0x11}}, {0x200, 98, {0x21, 0x21}}}},
         {"programs without any map are accepted, or searched for ever", fileWith(900, {{0, ownPids}}), false, {}},
         {"the last packet of a block is looked at", fileWith(900, {{0, oneProgram}, {174, map1}}), false, {}},
         {"the blocks of a search by PID overlap", fileWith(900, {{0, oneProgram}, {349, map1}}), false, {}},

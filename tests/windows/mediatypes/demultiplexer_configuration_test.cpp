@@ -150,6 +150,7 @@ public:
     {
         m_Connected = peer;
     }
+    ~ConnectedPin() override { m_Connected = nullptr; }  // was never counted
     HRESULT CheckMediaType(const CMediaType*) override { return S_OK; }
     HRESULT DecideBufferSize(IMemAllocator*, ALLOCATOR_PROPERTIES*) override { return E_NOTIMPL; }
 };

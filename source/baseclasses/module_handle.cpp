@@ -1,3 +1,0 @@
-#include "streams.h"
-
-HINSTANCE g_hInst = nullptr;

@@ -1,0 +1,28 @@
+/// @file
+/// Static records that describe a filter for its registration.
+
+#ifndef ZARNOW_BASECLASSES_SETUP_DATA_H
+#define ZARNOW_BASECLASSES_SETUP_DATA_H
+
+#include "platform.h"
+
+using AMOVIESETUP_MEDIATYPE = REGPINTYPES;
+using PAMOVIESETUP_MEDIATYPE = REGPINTYPES*;
+using LPAMOVIESETUP_MEDIATYPE = REGPINTYPES*;
+
+using AMOVIESETUP_PIN = REGFILTERPINS;
+using PAMOVIESETUP_PIN = REGFILTERPINS*;
+using LPAMOVIESETUP_PIN = REGFILTERPINS*;
+
+struct AMOVIESETUP_FILTER
+{
+    const CLSID* clsID;
+    const WCHAR* strName;
+    DWORD dwMerit;
+    UINT nPins;
+    const AMOVIESETUP_PIN* lpPin;
+};
+using PAMOVIESETUP_FILTER = AMOVIESETUP_FILTER*;
+using LPAMOVIESETUP_FILTER = AMOVIESETUP_FILTER*;
+
+#endif

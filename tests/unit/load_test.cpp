@@ -1,0 +1,332 @@
+// Loading files, selecting programs, and what is said about them.
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+
+#include "esparse/program_selection.h"
+#include "tests/support/temporary_file.h"
+#include "tests/support/transport_stream.h"
+#include "tests/support/video_headers.h"
+
+namespace zarnow::test {
+namespace {
+
+struct Selection : CProgramSelection
+{
+    LoadResult::Status load(const Data& content)
+    {
+        const TemporaryFile source(content);
+        return loadFile(source.path().c_str()).status;
+    }
+
+    void loadSample(const char* name)
+    {
+        const LoadResult result = loadFile((std::string(ZARNOW_TEST_DATA) + name).c_str());
+        ASSERT_EQ(result.status, LoadResult::Status::loaded) << result.systemError;
+        ASSERT_TRUE(analysed);
+    }
+
+    std::vector<std::uint16_t> numbers() const
+    {
+        std::vector<std::uint16_t> all;
+        for (const PsiEntry& program : programList)
+            all.push_back(program.programNumber);
+        return all;
+    }
+
+    std::string describe(std::uint8_t type, std::uint16_t pid) const
+    {
+        std::string text = "stale";
+        const bool described = describeStream(type, pid, text);
+        EXPECT_NE(described, text.empty());
+        return text;
+    }
+
+    int configured = 0;
+    std::vector<std::uint16_t> selected;
+
+protected:
+    void configureDemultiplexer() override
+    {
+        ++configured;
+        selected.push_back(currentProgramNumber);
+    }
+};
+
+using Numbers = std::vector<std::uint16_t>;
+
+Data mpegVideo(std::uint16_t pid)
+{
+    return packet({.pid = pid}, pes(0xE0, join({sequenceHeader(), sequenceExtension()}), 90000));
+}
+
+/// Program n has its map on PID 0x100 + n and one video stream on PID 0x10 + n, playable or not.
+Data programFile(const std::vector<bool>& playable)
+{
+    std::vector<Program> programs;
+    Data maps;
+    Data video;
+    for (std::size_t i = 0; i < playable.size(); ++i) {
+        const auto number = static_cast<std::uint16_t>(1 + i);
+        const auto mapPid = static_cast<std::uint16_t>(0x100 + number);
+        const auto pid = static_cast<std::uint16_t>(0x10 + number);
+        programs.push_back({number, mapPid});
+        maps = join({maps, pmtPacket(mapPid, number, {{2, pid}})});
+        video = join({video, playable[i] ? mpegVideo(pid) : Data{}});
+    }
+    return join({patPacket(programs), maps, video, nullPackets(12)});
+}
+
+TEST(Load, FilesThatCannotBeAnalysed)
+{
+    const Data garbage = [] {
+        Data bytes(200000);
+        std::uint32_t state = 1;
+        for (std::uint8_t& byte : bytes)
+            byte = static_cast<std::uint8_t>((state = state * 1664525 + 1013904223) >> 24);
+        return bytes;
+    }();
+    const struct
+    {
+        const char* fault;
+        Data content;
+        LoadResult::Status status;
+    } cases[] = {
+        {"an empty file is analysed", {}, LoadResult::Status::noData},
+        {"2000 bytes are enough", firstBytes(programFile({true}), 2000), LoadResult::Status::loaded},
+        {"garbage is analysed", garbage, LoadResult::Status::loaded},
+        {"a file without tables is analysed", nullPackets(50), LoadResult::Status::loaded},
+        {"a file of sync bytes is analysed", filled(200000, 0x47), LoadResult::Status::loaded},
+    };
+    for (const auto& test : cases) {
+        SCOPED_TRACE(test.fault);
+        Selection filter;
+        ASSERT_EQ(filter.load(programFile({true})), LoadResult::Status::loaded);
+        filter.avcStreamInfo.hrdBitRate = 4711;
+        EXPECT_EQ(filter.load(test.content), test.status);
+        EXPECT_FALSE(filter.analysed);
+        EXPECT_TRUE(filter.programList.empty() || !test.content.empty()) << "the earlier file's programs";
+        EXPECT_EQ(filter.startOffset, 0U);
+        EXPECT_EQ(filter.file.position(), 0);
+        EXPECT_EQ(filter.avcStreamInfo.hrdBitRate, 0U) << "the next stream's figures would not be taken";
+    }
+    Selection filter;
+    EXPECT_EQ(filter.loadFile("/no/such.ts").systemError, static_cast<std::uint32_t>(ENOENT));
+    EXPECT_EQ(filter.loadFile(std::filesystem::temp_directory_path().c_str()).status, LoadResult::Status::cannotOpen);
+    EXPECT_EQ(filter.loadFile(nullptr).status, LoadResult::Status::noData) << "no name and no open file";
+    EXPECT_EQ(filter.configured, 0);
+}
+
+TEST(Load, SelectsTheFirstProgramAndConfiguresTwice)
+{
+    Selection filter;
+    ASSERT_EQ(filter.load(join({filled(77), programFile({true})})), LoadResult::Status::loaded);
+    EXPECT_TRUE(filter.analysed);
+    EXPECT_EQ(filter.startOffset, 77U);
+    EXPECT_EQ(filter.file.position(), 77);
+    EXPECT_EQ(filter.configured, 2);
+    EXPECT_EQ(filter.loadFile(nullptr).status, LoadResult::Status::loaded) << "the file that is still open";
+    EXPECT_EQ(filter.numbers(), Numbers{1});
+
+    filter.abortScan = true;
+    EXPECT_EQ(filter.loadFile(nullptr).status, LoadResult::Status::loaded);
+    EXPECT_FALSE(filter.analysed);
+}
+
+TEST(Load, PrunesUnplayablePrograms)
+{
+    const struct
+    {
+        const char* fault;
+        std::vector<bool> playable;
+        Numbers expected;
+        Numbers selected;  ///< in this order, the end of the load included
+    } cases[] = {
+        {"a single program is pruned", {false}, {1}, {1, 1}},
+        {"the walk does not begin again after a removal", {true, false, true}, {1, 3}, {1, 2, 1, 3, 1, 1}},
+        {"the last one left is kept unplayable", {false, false}, {}, {1, 2, 2}},
+        {"the first program is kept", {false, true}, {2}, {1, 2, 2, 2}},
+    };
+    for (const auto& test : cases) {
+        SCOPED_TRACE(test.fault);
+        Selection filter;
+        ASSERT_EQ(filter.load(programFile(test.playable)), LoadResult::Status::loaded);
+        EXPECT_TRUE(filter.analysed);
+        EXPECT_EQ(filter.numbers(), test.expected);
+        EXPECT_EQ(filter.selected, test.selected);
+    }
+}
+
+TEST(Load, DurationIsMeasuredByVideoAlone)
+{
+    const Data sound = packet({.pid = 0x21}, pes(0xBD, {0x0B, 0x77, 0, 0, 0x1C, 0, 0x40}, 90000));
+    Selection filter;
+    filter.load(join({patPacket({{1, 0x100}}), pmtPacket(0x100, 1, {{0x81, 0x21}}), sound, nullPackets(200)}));
+    EXPECT_EQ(filter.describe(0x81, 0x21), "AC3 (0x0021)");
+    EXPECT_EQ(filter.durationSeconds, 4.0e12);
+}
+
+TEST(Load, OnlyTheFirstThreeRecordsOfAKindCount)
+{
+    std::vector<Stream> four;
+    Data video;
+    for (std::uint16_t pid = 0x11; pid <= 0x14; ++pid) {
+        four.push_back({2, pid});
+        video = join({video, mpegVideo(pid)});
+    }
+    Selection filter;
+    filter.load(join({patPacket({{1, 0x100}}), pmtPacket(0x100, 1, four), video, nullPackets(12)}));
+    EXPECT_EQ(filter.videoStreamCount, 4U);
+    EXPECT_EQ(filter.describe(2, 0x13), "MPEG2 Video (0x0013)");
+    EXPECT_EQ(filter.describe(2, 0x14), "");
+}
+
+TEST(DefaultPids, Settings)
+{
+    const struct
+    {
+        const char* fault;
+        DefaultPids given;
+        bool used;
+        DefaultPids kept;
+    } cases[] = {
+        {"the video PID alone is enough", {0, 0x1011, 0, 0x1B, 0}, false, {0x0100, 0x1011, 0, 0x1B, 0x81}},
+        {"the audio PID alone is enough", {0, 0, 0x1100, 0x1B, 3}, false, {0x0100, 0, 0x1100, 0x1B, 3}},
+        {"a video type of 0 gets a default", {0, 0x21, 0x22, 0, 0}, true, {0x0100, 0x21, 0x22, 0, 0x81}},
+        {"what is given is not kept", {7, 0x21, 0x22, 2, 6}, true, {7, 0x21, 0x22, 2, 6}},
+    };
+    for (const auto& test : cases) {
+        SCOPED_TRACE(test.fault);
+        Selection filter;
+        const auto& [pmtPid, videoPid, audioPid, videoType, audioType] = test.given;
+        filter.setDefaultStreams(pmtPid, videoPid, videoType, audioPid, audioType);
+        EXPECT_EQ(filter.useDefaultPids, test.used);
+        const auto& kept = filter.defaultPids;
+        EXPECT_EQ(kept.pmtPid, test.kept.pmtPid);
+        EXPECT_EQ(kept.videoPid, test.kept.videoPid);
+        EXPECT_EQ(kept.audioPid, test.kept.audioPid);
+        EXPECT_EQ(kept.videoStreamType, test.kept.videoStreamType);
+        EXPECT_EQ(kept.audioStreamType, test.kept.audioStreamType);
+    }
+}
+
+TEST(DefaultPids, ReplaceTheTablesAndAreNotPruned)
+{
+    Selection filter;
+    filter.setDefaultStreams(0, 0x11, 2, 0x12, 0x81);
+    ASSERT_EQ(filter.load(join({mpegVideo(0x11), nullPackets(12)})), LoadResult::Status::loaded);
+    EXPECT_TRUE(filter.analysed);
+    EXPECT_EQ(filter.numbers(), Numbers{1});
+    EXPECT_EQ(filter.currentPmtPid, 0x100);
+    EXPECT_EQ(filter.countStreams(0, 0), 1U) << "the zero entry leads here, too";
+    EXPECT_EQ(filter.countStreams(0x100, 1), 2U);
+    EXPECT_EQ(filter.describe(2, 0x11), "MPEG2 Video (0x0011)");
+    EXPECT_EQ(filter.describe(0x81, 0x12), "") << "no AC-3 was found there";
+}
+
+TEST(Selection, IsByNumberOrIndex)
+{
+    Selection filter;
+    ASSERT_EQ(filter.load(programFile({true, true})), LoadResult::Status::loaded);
+    filter.durationSeconds = 4711.0;
+    EXPECT_FALSE(filter.selectProgram(2));
+    EXPECT_FALSE(filter.selectProgramByNumber(0x101, 2)) << "both values have to match";
+    EXPECT_EQ(filter.currentProgramNumber, 1);
+    EXPECT_TRUE(filter.selectProgramByNumber(0x102, 2));
+    EXPECT_EQ(filter.videoStreams[0].pid, 0x12);
+    EXPECT_EQ(filter.durationSeconds, 4711.0) << "left as it was";
+    std::uint32_t index = 0;
+    EXPECT_TRUE(filter.findCurrentProgram(index));
+    EXPECT_EQ(index, 1U);
+    EXPECT_TRUE(filter.selectProgram(0));
+    EXPECT_EQ(filter.durationSeconds, 0.0) << "no time stamp within the last 33004 bytes";
+    EXPECT_EQ(filter.file.position(), 0);
+}
+
+TEST(Descriptions, ByTypeAndProbing)
+{
+    Selection filter;
+    filter.videoStreams[2].pid = 0x1ABC;
+    filter.audioStreams[2].pid = 0x0042;
+    const struct
+    {
+        std::uint8_t type;
+        std::uint16_t pid;
+        const char* expected;
+    } cases[] = {
+        {0x01, 0x1ABC, "MPEG1 Video (0x1ABC)"},
+        {0x02, 0x1ABC, "MPEG2 Video (0x1ABC)"},
+        {0x02, 0x0042, ""},
+        {0x03, 0x0042, "MPEG1 Audio (0x0042)"},
+        {0x04, 0x0042, "MPEG2 Audio (0x0042)"},
+        {0x04, 0x1ABC, ""},
+        {0x06, 0x0042, "AC3 (0x0042)"},
+        {0x06, 0x0043, ""},
+        {0x0F, 0x0007, "MPEG2-ADTS Audio (0x0007)"},
+        {0x11, 0x0007, "LATM Audio (0x0007)"},
+        {0x1B, 0x0007, "AVC (H.264) Video (0x0007)"},
+        {0x80, 0x0042, "AC3 (0x0042)"},
+        {0xFF, 0x0042, "AC3 (0x0042)"},
+        {0xFF, 0x1ABC, ""},
+        {0x7F, 0x0042, ""},
+        {0x00, 0x0042, ""},
+    };
+    for (const auto& test : cases)
+        EXPECT_EQ(filter.describe(test.type, test.pid), test.expected) << int{test.type};
+    EXPECT_EQ(programName(65535), "Program 65535");
+}
+
+// The samples: what the encoders were told, and ffprobe's time stamps -----------------------------------------------
+
+TEST(Samples, Mpeg2)
+{
+    Selection filter;
+    filter.loadSample("mpeg2.ts");
+    EXPECT_EQ(filter.describe(2, 0x200), "MPEG2 Video (0x0200)");
+    EXPECT_EQ(filter.describe(3, 0x201), "MPEG1 Audio (0x0201)");
+    const VideoProbeRecord& video = filter.videoStreams[0];
+    EXPECT_EQ(std::pair(video.codedWidth, video.codedHeight), std::pair(720U, 576U));
+    EXPECT_EQ(video.aspectX, 16U);
+    EXPECT_EQ(video.avgTimePerFrame, 400000);
+    EXPECT_EQ(std::pair(video.profile, video.level), std::pair(4U, 8U)) << "Main Profile at Main Level";
+    const AudioProbeRecord& audio = filter.audioStreams[0];
+    EXPECT_EQ(audio.layer, 2);
+    EXPECT_EQ(audio.sampleRate, 48000U);
+    EXPECT_EQ(audio.avgBytesPerSec, 16000U);
+    EXPECT_NEAR(filter.durationSeconds, 2.96, 0.13) << "75 frames; the last ones come in decoding order";
+    AvcStreamInfo info;
+    EXPECT_FALSE(filter.readVideoInfo(info));
+}
+
+TEST(Samples, TwoPrograms)
+{
+    Selection filter;
+    filter.loadSample("two-programs.ts");
+    ASSERT_EQ(filter.numbers(), (Numbers{1, 2}));
+    EXPECT_EQ(filter.describe(0x0F, 0x101), "MPEG2-ADTS Audio (0x0101)");
+    EXPECT_EQ(std::pair(filter.videoStreams[0].codedWidth, filter.videoStreams[0].codedHeight), std::pair(640U, 368U));
+    EXPECT_EQ(filter.videoStreams[0].avgTimePerFrame, 400000);
+    AvcStreamInfo info;
+    ASSERT_TRUE(filter.readVideoInfo(info));
+    EXPECT_EQ(info.profile_idc, 100U);
+    EXPECT_EQ(info.frameRateTimes100, 2500U);
+    EXPECT_EQ(info.entropy_coding_mode_flag, 1);
+    EXPECT_EQ(info.slicesPerPicture, 1);
+    EXPECT_EQ(info.bFrameRun, 2);
+    EXPECT_EQ(info.gopPictureCount, 25) << "keyint";
+    EXPECT_NEAR(info.hrdBitRate, 500000.0, 500.0) << "vbv-maxrate";
+    EXPECT_NEAR(info.hrdCpbSize, 500000.0, 500.0) << "vbv-bufsize";
+    EXPECT_EQ(info.estimatedAverageBitRate, info.hrdBitRate * 4 / 5);
+    EXPECT_NE(info.initialCpbRemovalDelay, 0U);
+    EXPECT_EQ(filter.file.position(), filter.startOffset);
+
+    ASSERT_TRUE(filter.selectProgram(1));
+    EXPECT_EQ(filter.describe(0x81, 0x103), "AC3 (0x0103)");
+    EXPECT_EQ(filter.videoStreams[0].aspectX, 4U);
+    EXPECT_EQ(filter.audioStreams[0].avgBytesPerSec, 12000U);
+    EXPECT_NEAR(filter.durationSeconds, 2.96, 0.13);
+}
+
+}  // namespace
+}  // namespace zarnow::test
