@@ -45,6 +45,7 @@ public:
 struct VideoSearch
 {
     bool found = false;
+    bool looked = false;  ///< at any packet
     CWrittenBytes<VideoProbeRecord> record;
     CWrittenBytes<AvcStreamInfo> avc;
 
@@ -55,7 +56,7 @@ struct VideoSearch
 struct AudioSearch
 {
     bool found = false;
-    bool looked = false;  ///< at any packet
+    bool looked = false;
     AudioProbeRecord record;
 };
 

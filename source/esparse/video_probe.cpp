@@ -69,7 +69,8 @@ bool CStreamProbe::probeVideo(std::uint16_t pid, std::size_t entry, bool avc, Pa
             return false;
         known = videoSearches.emplace(key, search).first;
     }
-    known->second.applyTo(videoStreams[entry], avcStreamInfo);
+    if (known->second.looked)
+        known->second.applyTo(videoStreams[entry], avcStreamInfo);
     return known->second.found;
 }
 
@@ -105,6 +106,7 @@ const std::uint8_t* CStreamProbe::findAccepted(const Block& block, std::uint16_t
         if (!findNextPacket(rest.data(), static_cast<std::int32_t>(rest.size()), headerKey, packet))
             return nullptr;
         if (hasPayload(packet)) {
+            search.looked = true;
             const Bytes payload = payloadOf(packet, packetSize);
             parser(payload, search.record.second, search.avc.second);
             if (parser(payload, search.record.first, search.avc.first))
