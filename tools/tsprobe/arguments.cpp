@@ -74,6 +74,7 @@ void declare(CLI::App& app, Arguments& arguments, Typed& typed)
     app.add_option("--default-pids", typed.defaultPids, "assume these streams instead of reading program tables")
         ->type_name("PMT,VIDEO,VIDEOTYPE,AUDIO,AUDIOTYPE");
     app.set_version_flag("--version", "tsprobe " ZARNOW_VERSION_TEXT);
+    app.allow_windows_style_options(false);  // a path may begin with a slash
     app.footer(kFooter);
 }
 
