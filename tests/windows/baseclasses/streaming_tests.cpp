@@ -305,7 +305,9 @@ TEST_F(Streaming, AReceiverMayDropTheLastReferenceOnTheFilter)
     CAMEvent done(TRUE);
     source->m_destroyed = &destroyed;
     ASSERT_HR(S_OK, source->stream()->Connect(&sink->m_pin, nullptr));
+    CAMEvent letGo(TRUE);
     sink->m_pin.m_onReceive = [&](IMediaSample*) {
+        letGo.Wait();
         sinkFilter->Stop();
         EXPECT_HR(S_OK, sink->m_pin.Disconnect());
         EXPECT_TRUE(destroyed);
@@ -315,6 +317,7 @@ TEST_F(Streaming, AReceiverMayDropTheLastReferenceOnTheFilter)
     ASSERT_HR(S_OK, sinkFilter->Pause());
     ASSERT_HR(S_OK, filter->Pause());
     filter.reset();
+    letGo.Set();
     ASSERT_TRUE(done.Wait(5000));
     // The worker has still to give its sample back.
     EXPECT_TRUE(eventually([] { return CBaseObject::ObjectsActive() <= 3; }));
