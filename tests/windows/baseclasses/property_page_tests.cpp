@@ -40,7 +40,7 @@ public:
     HRESULT OnActivate() override
     {
         visibleAtActivation = (GetWindowLongW(m_hwnd, GWL_STYLE) & WS_VISIBLE) != 0;
-        return S_OK;
+        return activateAnswer;
     }
     HRESULT OnDeactivate() override
     {
@@ -70,6 +70,7 @@ public:
     int deactivations = 0;
     bool visibleAtActivation = true;
     HRESULT applyAnswer = S_OK;
+    HRESULT activateAnswer = S_OK;
 
 private:
     ComPtr<IPropertyPageSite> m_object;
@@ -135,13 +136,17 @@ TEST_F(PropertyPage, ActivationMakesTheDialogAndDeactivationDestroysIt)
 {
     const HWND frame =
         CreateWindowExW(0, L"STATIC", L"", WS_OVERLAPPEDWINDOW, 0, 0, 500, 500, nullptr, nullptr, nullptr, nullptr);
-    ASSERT_NE(nullptr, frame);
+    ASSERT_NE(nullptr, frame) << "under Wine without a display, set HKCU\\Software\\Wine\\Drivers Graphics to null";
     const RECT rect{5, 6, 305, 206};
     EXPECT_HR(E_UNEXPECTED, page->Activate(frame, &rect, FALSE)) << "no object yet";
     ASSERT_HR(S_OK, setObject(static_cast<IPropertyPageSite*>(&site)));
     EXPECT_HR(E_POINTER, page->Activate(frame, nullptr, FALSE));
     EXPECT_HR(E_UNEXPECTED, page->Show(SW_SHOW));
     EXPECT_HR(E_UNEXPECTED, page->Move(&rect));
+    m_page->activateAnswer = E_ABORT;
+    EXPECT_HR(E_ABORT, page->Activate(frame, &rect, FALSE));
+    EXPECT_EQ(nullptr, m_page->window());
+    m_page->activateAnswer = S_OK;
     ASSERT_HR(S_OK, page->Activate(frame, &rect, FALSE));
     EXPECT_FALSE(m_page->visibleAtActivation) << "not shown before it is in its place";
     EXPECT_EQ(frame, GetParent(m_page->window()));

@@ -125,14 +125,22 @@ TEST_F(State, AWorkerThatAsksDuringStopIsNotKeptWaiting)
     HRESULT answer = E_PENDING;
     plan.samples = 1;
     IBaseFilter* asked = nullptr;
+    TestSource* source = nullptr;
     plan.onFill = [&] {
         inside.Set();
         release.Wait();
         FILTER_STATE state{};
         answer = asked->GetState(INFINITE, &state);
+        FILTER_INFO info{};
+        asked->QueryFilterInfo(&info);
+        info.pGraph->Release();
+        CRefTime time;
+        source->StreamTime(time);
+        source->IsStopped();
     };
     Pair pair(plan);
     asked = pair.source.get();
+    source = pair.m_source;
     ASSERT_HR(S_OK, pair.connect());
     ASSERT_HR(S_OK, pair.source->Pause());
     ASSERT_TRUE(inside.Wait(5000));
