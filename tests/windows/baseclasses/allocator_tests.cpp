@@ -12,16 +12,16 @@ protected:
     static ComPtr<IMemAllocator> make(LONG count = 2, LONG size = 100, LONG align = 16, LONG prefix = 0)
     {
         ComPtr<IMemAllocator> allocator;
-        EXPECT_HR(S_OK, CreateMemoryAllocator(allocator.put()));
+        EXPECT_HRESULT(S_OK, CreateMemoryAllocator(allocator.put()));
         ALLOCATOR_PROPERTIES request{count, size, align, prefix};
         ALLOCATOR_PROPERTIES actual{};
-        EXPECT_HR(S_OK, allocator->SetProperties(&request, &actual));
+        EXPECT_HRESULT(S_OK, allocator->SetProperties(&request, &actual));
         return allocator;
     }
     static ComPtr<IMediaSample> get(IMemAllocator* allocator)
     {
         ComPtr<IMediaSample> sample;
-        EXPECT_HR(S_OK, allocator->GetBuffer(sample.put(), nullptr, nullptr, 0));
+        EXPECT_HRESULT(S_OK, allocator->GetBuffer(sample.put(), nullptr, nullptr, 0));
         return sample;
     }
 };
@@ -30,7 +30,7 @@ TEST_F(Allocator, PeersOwnIsPreferredAndItsWishesAreSeen)
 {
     Pair pair;
     pair.input().m_wishes = {8, 1000, 64, 12};
-    ASSERT_HR(S_OK, pair.connect());
+    ASSERT_HRESULT(S_OK, pair.connect());
     EXPECT_EQ(12, pair.stream().m_request.cbPrefix);
     EXPECT_EQ(64, pair.stream().m_request.cbAlign);
     ALLOCATOR_PROPERTIES actual{};
@@ -42,7 +42,7 @@ TEST_F(Allocator, PeersOwnIsPreferredAndItsWishesAreSeen)
 TEST_F(Allocator, WithoutWishesTheAlignmentIsOne)
 {
     Pair pair;
-    ASSERT_HR(S_OK, pair.connect());
+    ASSERT_HRESULT(S_OK, pair.connect());
     EXPECT_EQ(1, pair.stream().m_request.cbAlign);
 }
 
@@ -53,9 +53,9 @@ TEST_F(Allocator, APeerMayInsistOnItsOwn)
         Pair pair;
         pair.input().NotifyAllocator(own.get(), FALSE);
         pair.input().m_insistsOn = own.get();
-        ASSERT_HR(S_OK, pair.connect());
+        ASSERT_HRESULT(S_OK, pair.connect());
         EXPECT_EQ(own.get(), pair.stream().allocator());
-        ASSERT_HR(S_OK, pair.run());
+        ASSERT_HRESULT(S_OK, pair.run());
         EXPECT_TRUE(pair.waitForEnd());
         EXPECT_EQ(20, pair.input().m_received);
     }
@@ -66,7 +66,7 @@ TEST_F(Allocator, AnotherOneIsOfferedWhenThePeersIsRefused)
 {
     Pair pair;
     pair.input().m_refusesOwn = true;
-    ASSERT_HR(S_OK, pair.connect());
+    ASSERT_HRESULT(S_OK, pair.connect());
     EXPECT_EQ(pair.stream().allocator(), pair.input().allocator());
 }
 
@@ -99,19 +99,19 @@ TEST_F(Allocator, PropertiesAreCheckedAndRounded)
         CreateMemoryAllocator(allocator.put());
         ALLOCATOR_PROPERTIES request = test.request;
         ALLOCATOR_PROPERTIES actual{};
-        EXPECT_HR(test.expected, allocator->SetProperties(&request, &actual)) << test.fault;
+        EXPECT_HRESULT(test.expected, allocator->SetProperties(&request, &actual)) << test.fault;
         EXPECT_EQ(test.actualSize, actual.cbBuffer) << test.fault;
     }
     const auto allocator = make();
     ALLOCATOR_PROPERTIES any{};
-    EXPECT_HR(E_POINTER, allocator->SetProperties(nullptr, &any));
-    EXPECT_HR(E_POINTER, allocator->SetProperties(&any, nullptr));
+    EXPECT_HRESULT(E_POINTER, allocator->SetProperties(nullptr, &any));
+    EXPECT_HRESULT(E_POINTER, allocator->SetProperties(&any, nullptr));
 }
 
 TEST_F(Allocator, BuffersAreAlignedApartAndWholeWithTheirPrefix)
 {
     const auto allocator = make(5, 100, 64, 24);
-    ASSERT_HR(S_OK, allocator->Commit());
+    ASSERT_HRESULT(S_OK, allocator->Commit());
     std::vector<ComPtr<IMediaSample>> samples;
     std::vector<BYTE*> data;
     for (int i = 0; i < 5; ++i) {
@@ -135,36 +135,36 @@ TEST_F(Allocator, PropertiesAreFixedWhileCommittedOrWhileBuffersAreOut)
     const auto allocator = make();
     ALLOCATOR_PROPERTIES request{3, 200, 16, 0};
     ALLOCATOR_PROPERTIES actual{};
-    ASSERT_HR(S_OK, allocator->Commit());
-    EXPECT_HR(VFW_E_ALREADY_COMMITTED, allocator->SetProperties(&request, &actual));
+    ASSERT_HRESULT(S_OK, allocator->Commit());
+    EXPECT_HRESULT(VFW_E_ALREADY_COMMITTED, allocator->SetProperties(&request, &actual));
     auto sample = get(allocator.get());
-    ASSERT_HR(S_OK, allocator->Decommit());
-    EXPECT_HR(VFW_E_BUFFERS_OUTSTANDING, allocator->SetProperties(&request, &actual));
+    ASSERT_HRESULT(S_OK, allocator->Decommit());
+    EXPECT_HRESULT(VFW_E_BUFFERS_OUTSTANDING, allocator->SetProperties(&request, &actual));
     sample.reset();
-    EXPECT_HR(S_OK, allocator->SetProperties(&request, &actual));
+    EXPECT_HRESULT(S_OK, allocator->SetProperties(&request, &actual));
 }
 
 TEST_F(Allocator, WithoutSizesItCannotBeCommitted)
 {
     ComPtr<IMemAllocator> allocator;
     CreateMemoryAllocator(allocator.put());
-    EXPECT_HR(VFW_E_SIZENOTSET, allocator->Commit());
+    EXPECT_HRESULT(VFW_E_SIZENOTSET, allocator->Commit());
     IMediaSample* sample = nullptr;
-    EXPECT_HR(VFW_E_NOT_COMMITTED, allocator->GetBuffer(&sample, nullptr, nullptr, 0));
-    EXPECT_HR(E_POINTER, allocator->GetBuffer(nullptr, nullptr, nullptr, 0));
-    EXPECT_HR(S_OK, allocator->Decommit());
+    EXPECT_HRESULT(VFW_E_NOT_COMMITTED, allocator->GetBuffer(&sample, nullptr, nullptr, 0));
+    EXPECT_HRESULT(E_POINTER, allocator->GetBuffer(nullptr, nullptr, nullptr, 0));
+    EXPECT_HRESULT(S_OK, allocator->Decommit());
 }
 
 TEST_F(Allocator, CommitAndDecommitAreIdempotent)
 {
     const auto allocator = make();
-    EXPECT_HR(S_OK, allocator->Commit());
-    EXPECT_HR(S_OK, allocator->Commit());
-    EXPECT_HR(S_OK, allocator->Decommit());
-    EXPECT_HR(S_OK, allocator->Decommit());
-    EXPECT_HR(S_OK, allocator->Commit());
+    EXPECT_HRESULT(S_OK, allocator->Commit());
+    EXPECT_HRESULT(S_OK, allocator->Commit());
+    EXPECT_HRESULT(S_OK, allocator->Decommit());
+    EXPECT_HRESULT(S_OK, allocator->Decommit());
+    EXPECT_HRESULT(S_OK, allocator->Commit());
     get(allocator.get());
-    EXPECT_HR(S_OK, allocator->Decommit());
+    EXPECT_HRESULT(S_OK, allocator->Decommit());
 }
 
 TEST_F(Allocator, ASampleComesBackAsTheSameObjectStrippedOfItsProperties)
@@ -185,11 +185,11 @@ TEST_F(Allocator, ASampleComesBackAsTheSameObjectStrippedOfItsProperties)
     sample = get(allocator.get());
     EXPECT_EQ(objects, CBaseObject::ObjectsActive()) << "no new object";
     EXPECT_EQ(first, sample.get());
-    EXPECT_HR(S_FALSE, sample->IsSyncPoint());
-    EXPECT_HR(S_FALSE, sample->IsDiscontinuity());
-    EXPECT_HR(VFW_E_SAMPLE_TIME_NOT_SET, sample->GetTime(&time, &time));
+    EXPECT_HRESULT(S_FALSE, sample->IsSyncPoint());
+    EXPECT_HRESULT(S_FALSE, sample->IsDiscontinuity());
+    EXPECT_HRESULT(VFW_E_SAMPLE_TIME_NOT_SET, sample->GetTime(&time, &time));
     AM_MEDIA_TYPE* changed = nullptr;
-    EXPECT_HR(S_FALSE, sample->GetMediaType(&changed));
+    EXPECT_HRESULT(S_FALSE, sample->GetMediaType(&changed));
     EXPECT_EQ(sample->GetSize(), sample->GetActualDataLength());
     EXPECT_EQ(1u, references(sample.get()));
     sample.reset();
@@ -202,7 +202,7 @@ TEST_F(Allocator, WithoutWaitingAnEmptyListIsATimeout)
     allocator->Commit();
     const auto sample = get(allocator.get());
     IMediaSample* other = sample.get();
-    EXPECT_HR(VFW_E_TIMEOUT, allocator->GetBuffer(&other, nullptr, nullptr, AM_GBF_NOWAIT));
+    EXPECT_HRESULT(VFW_E_TIMEOUT, allocator->GetBuffer(&other, nullptr, nullptr, AM_GBF_NOWAIT));
     EXPECT_EQ(nullptr, other);
     allocator->Decommit();
 }
@@ -241,9 +241,9 @@ TEST_F(Allocator, DecommitWakesEveryWaitingThread)
     const auto sample = get(allocator.get());
     Waiter first(allocator.get());
     Waiter second(allocator.get());
-    EXPECT_HR(S_OK, allocator->Decommit());
-    EXPECT_HR(VFW_E_NOT_COMMITTED, first.result());
-    EXPECT_HR(VFW_E_NOT_COMMITTED, second.result());
+    EXPECT_HRESULT(S_OK, allocator->Decommit());
+    EXPECT_HRESULT(VFW_E_NOT_COMMITTED, first.result());
+    EXPECT_HRESULT(VFW_E_NOT_COMMITTED, second.result());
 }
 
 TEST_F(Allocator, AReturnedSampleGoesToOneWaitingThread)
@@ -255,7 +255,7 @@ TEST_F(Allocator, AReturnedSampleGoesToOneWaitingThread)
     Waiter second(allocator.get());
     sample.reset();
     Sleep(50);
-    EXPECT_HR(S_OK, allocator->Decommit());
+    EXPECT_HRESULT(S_OK, allocator->Decommit());
     const HRESULT results[] = {first.result(), second.result()};
     EXPECT_EQ(1, std::count(std::begin(results), std::end(results), S_OK));
     EXPECT_EQ(1, std::count(std::begin(results), std::end(results), VFW_E_NOT_COMMITTED));
@@ -283,7 +283,7 @@ TEST_F(Allocator, CommitDuringAnUnfinishedDecommitTakesTheSamplesOver)
     auto sample = get(allocator.get());
     const LONG objects = CBaseObject::ObjectsActive();
     allocator->Decommit();
-    EXPECT_HR(S_OK, allocator->Commit());
+    EXPECT_HRESULT(S_OK, allocator->Commit());
     EXPECT_EQ(objects, CBaseObject::ObjectsActive());
     sample.reset();
     const auto first = get(allocator.get());
@@ -299,7 +299,7 @@ TEST_F(Allocator, ASampleKeepsItsAllocatorAlive)
     auto sample = get(allocator.get());
     allocator.reset();
     BYTE* data = nullptr;
-    EXPECT_HR(S_OK, sample->GetPointer(&data));
+    EXPECT_HRESULT(S_OK, sample->GetPointer(&data));
     data[99] = 1;
     EXPECT_EQ(0u, sample.detach()->Release());
 }

@@ -55,7 +55,7 @@ protected:
     ComPtr<Enum> open()
     {
         ComPtr<Enum> items;
-        EXPECT_HR(S_OK, Kind::open(pair, items.put()));
+        EXPECT_HRESULT(S_OK, Kind::open(pair, items.put()));
         return items;
     }
 
@@ -64,7 +64,7 @@ protected:
     {
         std::vector<Item> got(count, nullptr);
         ULONG fetched = 99;
-        EXPECT_HR(expected, items->Next(count, got.data(), &fetched));
+        EXPECT_HRESULT(expected, items->Next(count, got.data(), &fetched));
         std::vector<int> indices;
         for (ULONG i = 0; i < fetched && i < count; ++i) {
             indices.push_back(Kind::index(pair, got[i]));
@@ -87,7 +87,7 @@ TYPED_TEST(Enumerator, GivesEveryItemInOrderAndThenFalse)
     EXPECT_EQ((Indices{0, 1}), this->next(items.get(), 2, S_OK));
     EXPECT_EQ((Indices{2}), this->next(items.get(), 2, S_FALSE));
     EXPECT_EQ((Indices{}), this->next(items.get(), 1, S_FALSE));
-    EXPECT_HR(S_OK, items->Reset());
+    EXPECT_HRESULT(S_OK, items->Reset());
     EXPECT_EQ((Indices{0, 1, 2}), this->next(items.get(), 3, S_OK));
 }
 
@@ -95,9 +95,9 @@ TYPED_TEST(Enumerator, WantsACountPointerForMoreThanOne)
 {
     const auto items = this->open();
     typename TypeParam::Item got[2] = {};
-    EXPECT_HR(E_INVALIDARG, items->Next(2, got, nullptr));
-    EXPECT_HR(E_POINTER, items->Next(1, nullptr, nullptr));
-    ASSERT_HR(S_OK, items->Next(1, got, nullptr));
+    EXPECT_HRESULT(E_INVALIDARG, items->Next(2, got, nullptr));
+    EXPECT_HRESULT(E_POINTER, items->Next(1, nullptr, nullptr));
+    ASSERT_HRESULT(S_OK, items->Next(1, got, nullptr));
     EXPECT_EQ(0, TypeParam::index(this->pair, got[0])) << "the refused calls moved nothing";
     TypeParam::free(got[0]);
 }
@@ -105,13 +105,13 @@ TYPED_TEST(Enumerator, WantsACountPointerForMoreThanOne)
 TYPED_TEST(Enumerator, SkipsToTheEndAndSaysWhenPastIt)
 {
     const auto items = this->open();
-    EXPECT_HR(S_OK, items->Skip(0));
-    EXPECT_HR(S_OK, items->Skip(2));
+    EXPECT_HRESULT(S_OK, items->Skip(0));
+    EXPECT_HRESULT(S_OK, items->Skip(2));
     EXPECT_EQ((Indices{2}), this->next(items.get(), 1, S_OK));
     items->Reset();
-    EXPECT_HR(S_OK, items->Skip(3));
-    EXPECT_HR(S_FALSE, items->Skip(0xFFFFFFFF));
-    EXPECT_HR(S_FALSE, items->Skip(0xFFFFFFFF));
+    EXPECT_HRESULT(S_OK, items->Skip(3));
+    EXPECT_HRESULT(S_FALSE, items->Skip(0xFFFFFFFF));
+    EXPECT_HRESULT(S_FALSE, items->Skip(0xFFFFFFFF));
     EXPECT_EQ((Indices{}), this->next(items.get(), 1, S_FALSE));
 }
 
@@ -120,10 +120,10 @@ TYPED_TEST(Enumerator, ClonesWithItsPosition)
     const auto items = this->open();
     this->next(items.get(), 1, S_OK);
     ComPtr<typename TypeParam::Enum> clone;
-    ASSERT_HR(S_OK, items->Clone(clone.put()));
+    ASSERT_HRESULT(S_OK, items->Clone(clone.put()));
     EXPECT_EQ((Indices{1, 2}), this->next(clone.get(), 2, S_OK));
     EXPECT_EQ((Indices{1}), this->next(items.get(), 1, S_OK)) << "the clone moved by itself";
-    EXPECT_HR(E_POINTER, items->Clone(nullptr));
+    EXPECT_HRESULT(E_POINTER, items->Clone(nullptr));
 }
 
 TYPED_TEST(Enumerator, IsOutOfSyncAfterAChangeUntilReset)
@@ -132,10 +132,10 @@ TYPED_TEST(Enumerator, IsOutOfSyncAfterAChangeUntilReset)
     this->next(items.get(), 1, S_OK);
     TypeParam::change(this->pair);
     EXPECT_EQ((Indices{}), this->next(items.get(), 1, VFW_E_ENUM_OUT_OF_SYNC));
-    EXPECT_HR(VFW_E_ENUM_OUT_OF_SYNC, items->Skip(1));
+    EXPECT_HRESULT(VFW_E_ENUM_OUT_OF_SYNC, items->Skip(1));
     ComPtr<typename TypeParam::Enum> clone;
-    EXPECT_HR(VFW_E_ENUM_OUT_OF_SYNC, items->Clone(clone.put()));
-    EXPECT_HR(S_OK, items->Reset());
+    EXPECT_HRESULT(VFW_E_ENUM_OUT_OF_SYNC, items->Clone(clone.put()));
+    EXPECT_HRESULT(S_OK, items->Reset());
     EXPECT_EQ((Indices{0, 1, 2}), this->next(items.get(), 3, S_OK));
 }
 
@@ -146,7 +146,7 @@ TYPED_TEST(Enumerator, KeepsTheFilterAlive)
     const auto same = items.template query<typename TypeParam::Enum>(TypeParam::iid());
     EXPECT_EQ(items.get(), same.get());
     void* other = nullptr;
-    EXPECT_HR(E_NOINTERFACE, items->QueryInterface(IID_IPin, &other));
+    EXPECT_HRESULT(E_NOINTERFACE, items->QueryInterface(IID_IPin, &other));
     items.reset();
     EXPECT_EQ(2u, references(this->pair.source.get())) << "the second reference on the enumerator holds it";
 }

@@ -28,11 +28,11 @@ protected:
         source = TestSource::create(&m_source, std::move(plan));
         m_sink = new RenderingSink;
         sink = take<IBaseFilter>(m_sink, IID_IBaseFilter);
-        ASSERT_HR(S_OK, CoCreateInstance(CLSID_FilterGraph, nullptr, CLSCTX_INPROC_SERVER, IID_IGraphBuilder,
-                                         graph.putVoid()));
-        ASSERT_HR(S_OK, graph->AddFilter(source.get(), L"Source"));
-        ASSERT_HR(S_OK, graph->AddFilter(sink.get(), L"Sink"));
-        ASSERT_HR(S_OK, graph->ConnectDirect(m_source->stream(), &m_sink->m_pin, nullptr));
+        ASSERT_HRESULT(S_OK, CoCreateInstance(CLSID_FilterGraph, nullptr, CLSCTX_INPROC_SERVER, IID_IGraphBuilder,
+                                              graph.putVoid()));
+        ASSERT_HRESULT(S_OK, graph->AddFilter(source.get(), L"Source"));
+        ASSERT_HRESULT(S_OK, graph->AddFilter(sink.get(), L"Sink"));
+        ASSERT_HRESULT(S_OK, graph->ConnectDirect(m_source->stream(), &m_sink->m_pin, nullptr));
         control = graph.query<IMediaControl>(IID_IMediaControl);
         events = graph.query<IMediaEvent>(IID_IMediaEvent);
     }
@@ -41,7 +41,7 @@ protected:
     {
         // The sink's pin counts ends of streams; the completion follows from here, off the streaming thread.
         ASSERT_TRUE(m_sink->m_pin.m_ended.Wait(5000));
-        EXPECT_HR(S_OK, m_sink->NotifyEvent(EC_COMPLETE, S_OK, 0));
+        EXPECT_HRESULT(S_OK, m_sink->NotifyEvent(EC_COMPLETE, S_OK, 0));
     }
 
     TestSource* m_source = nullptr;
@@ -60,11 +60,11 @@ TEST_F(Graph, PlaysToItsCompletion)
     EXPECT_TRUE(SUCCEEDED(control->Run()));
     sendCompletionAtEnd();
     long code = 0;
-    EXPECT_HR(S_OK, events->WaitForCompletion(5000, &code));
+    EXPECT_HRESULT(S_OK, events->WaitForCompletion(5000, &code));
     EXPECT_EQ(EC_COMPLETE, code);
     EXPECT_EQ(20, m_sink->m_pin.m_received);
     EXPECT_EQ(1, m_sink->m_pin.m_endOfStreams);
-    EXPECT_HR(S_OK, control->Stop());
+    EXPECT_HRESULT(S_OK, control->Stop());
 }
 
 TEST_F(Graph, AnErrorOfTheSourceAbortsIt)
@@ -78,11 +78,11 @@ TEST_F(Graph, AnErrorOfTheSourceAbortsIt)
     LONG_PTR param1 = 0;
     LONG_PTR param2 = 0;
     while (code != EC_ERRORABORT) {
-        ASSERT_HR(S_OK, events->GetEvent(&code, &param1, &param2, 5000));
+        ASSERT_HRESULT(S_OK, events->GetEvent(&code, &param1, &param2, 5000));
         events->FreeEventParams(code, param1, param2);
     }
-    EXPECT_HR(VFW_E_CORRUPT_GRAPH_FILE, param1);
-    EXPECT_HR(S_OK, control->Stop());
+    EXPECT_HRESULT(VFW_E_CORRUPT_GRAPH_FILE, param1);
+    EXPECT_HRESULT(S_OK, control->Stop());
 }
 
 TEST_F(Graph, EveryOrderOfItsStatesWorks)
@@ -105,7 +105,7 @@ TEST_F(Graph, KeepsNoReferenceAfterItsEnd)
     build();
     m_source->IncrementPinVersion();
     ComPtr<IBaseFilter> found;
-    EXPECT_HR(S_OK, graph->FindFilterByName(L"Source", found.put()));
+    EXPECT_HRESULT(S_OK, graph->FindFilterByName(L"Source", found.put()));
     EXPECT_EQ(source.get(), found.get());
     found.reset();
     control->Run();
@@ -129,23 +129,23 @@ TEST_F(Graph, TheNullRendererTakesItsAllocatorAndSamples)
         CoCreateInstance(nullRenderer, nullptr, CLSCTX_INPROC_SERVER, IID_IBaseFilter, renderer.putVoid());
     if (FAILED(made))
         GTEST_SKIP() << "no Null Renderer on this system";
-    ASSERT_HR(S_OK,
-              CoCreateInstance(CLSID_FilterGraph, nullptr, CLSCTX_INPROC_SERVER, IID_IGraphBuilder, graph.putVoid()));
+    ASSERT_HRESULT(
+        S_OK, CoCreateInstance(CLSID_FilterGraph, nullptr, CLSCTX_INPROC_SERVER, IID_IGraphBuilder, graph.putVoid()));
     graph->AddFilter(source.get(), L"Source");
     graph->AddFilter(renderer.get(), L"Renderer");
     ComPtr<IEnumPins> pins;
     renderer->EnumPins(pins.put());
     ComPtr<IPin> input;
-    ASSERT_HR(S_OK, pins->Next(1, input.put(), nullptr));
-    ASSERT_HR(S_OK, graph->Connect(m_source->stream(), input.get()));
+    ASSERT_HRESULT(S_OK, pins->Next(1, input.put(), nullptr));
+    ASSERT_HRESULT(S_OK, graph->Connect(m_source->stream(), input.get()));
     control = graph.query<IMediaControl>(IID_IMediaControl);
     events = graph.query<IMediaEvent>(IID_IMediaEvent);
     EXPECT_TRUE(SUCCEEDED(control->Run()));
     long code = 0;
-    EXPECT_HR(S_OK, events->WaitForCompletion(10000, &code));
+    EXPECT_HRESULT(S_OK, events->WaitForCompletion(10000, &code));
     EXPECT_EQ(EC_COMPLETE, code);
     EXPECT_EQ(20, m_source->stream()->m_filled);
-    EXPECT_HR(S_OK, control->Stop());
+    EXPECT_HRESULT(S_OK, control->Stop());
 }
 
 }  // namespace

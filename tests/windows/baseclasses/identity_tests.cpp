@@ -58,9 +58,9 @@ TEST_F(Identity, AnUnknownInterfaceClearsTheOutput)
     for (const Interfaces& object : kInterfaces) {
         const ComPtr<IUnknown> start = object.get(pair);
         void* out = &pair;
-        EXPECT_HR(E_NOINTERFACE, start->QueryInterface(IID_IDispatch, &out)) << object.object;
+        EXPECT_HRESULT(E_NOINTERFACE, start->QueryInterface(IID_IDispatch, &out)) << object.object;
         EXPECT_EQ(nullptr, out) << object.object;
-        EXPECT_HR(E_POINTER, start->QueryInterface(IID_IUnknown, nullptr)) << object.object;
+        EXPECT_HRESULT(E_POINTER, start->QueryInterface(IID_IUnknown, nullptr)) << object.object;
     }
 }
 
@@ -118,10 +118,10 @@ TEST_F(Identity, AggregatedFilterHasTheOuterIdentity)
         EXPECT_EQ(controlling, filter.query<IUnknown>(IID_IUnknown).get());
         EXPECT_EQ(3u, references(filter.get())) << "a reference on the inner filter counts on the outer object";
         ComPtr<IPin> pin;
-        EXPECT_HR(S_OK, filter->FindPin(L"1", pin.put()));
+        EXPECT_HRESULT(S_OK, filter->FindPin(L"1", pin.put()));
         EXPECT_EQ(4u, references(filter.get())) << "and so does one on its pin";
         PIN_INFO info{};
-        EXPECT_HR(S_OK, pin->QueryPinInfo(&info));
+        EXPECT_HRESULT(S_OK, pin->QueryPinInfo(&info));
         EXPECT_EQ(filter.get(), info.pFilter);
         info.pFilter->Release();
         IUnknown* own = nullptr;

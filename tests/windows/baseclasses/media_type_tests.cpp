@@ -161,7 +161,7 @@ TEST_F(MediaType, AudioTypesComeFromWaveFormats)
         BYTE extra[4] = {9, 8, 7, 6};
     } ac3;
     CMediaType type;
-    ASSERT_HR(S_OK, CreateAudioMediaType(&ac3.wave, &type, TRUE));
+    ASSERT_HRESULT(S_OK, CreateAudioMediaType(&ac3.wave, &type, TRUE));
     EXPECT_EQ(MEDIATYPE_Audio, type.majortype);
     const GUID expected = {0x2000, 0, 0x10, {0x80, 0, 0, 0xAA, 0, 0x38, 0x9B, 0x71}};
     EXPECT_EQ(expected, type.subtype);
@@ -172,9 +172,9 @@ TEST_F(MediaType, AudioTypesComeFromWaveFormats)
     FreeMediaType(type);
     // The extra size of a PCM format is often left unset.
     const WAVEFORMATEX pcm{WAVE_FORMAT_PCM, 2, 48000, 192000, 4, 16, 0xCCCC};
-    ASSERT_HR(S_OK, CreateAudioMediaType(&pcm, &type, TRUE));
+    ASSERT_HRESULT(S_OK, CreateAudioMediaType(&pcm, &type, TRUE));
     EXPECT_EQ(sizeof(WAVEFORMATEX), type.FormatLength());
-    EXPECT_HR(E_POINTER, CreateAudioMediaType(nullptr, &type, TRUE));
+    EXPECT_HRESULT(E_POINTER, CreateAudioMediaType(nullptr, &type, TRUE));
 }
 
 TEST_F(MediaType, FourCharacterCodesAreGuids)

@@ -57,7 +57,7 @@ TEST_F(Persistence, TheVersionStandsAheadOfTheDataAsText)
         kept.m_version = test.version;
         kept.m_value = 0x01020304;
         const auto stream = newStream();
-        ASSERT_HR(S_OK, kept.Save(stream.get(), FALSE));
+        ASSERT_HRESULT(S_OK, kept.Save(stream.get(), FALSE));
         ULARGE_INTEGER size{};
         stream->Seek({}, STREAM_SEEK_CUR, &size);
         EXPECT_EQ(28u, size.QuadPart) << "24 bytes of text and 4 of data";
@@ -67,7 +67,7 @@ TEST_F(Persistence, TheVersionStandsAheadOfTheDataAsText)
         EXPECT_STREQ(test.text, text);
         stream->Seek({}, STREAM_SEEK_SET, nullptr);
         Kept other;
-        ASSERT_HR(S_OK, other.Load(stream.get()));
+        ASSERT_HRESULT(S_OK, other.Load(stream.get()));
         EXPECT_EQ(test.version, other.m_readVersion);
         EXPECT_EQ(0x01020304u, other.m_value);
     }
@@ -77,30 +77,30 @@ TEST_F(Persistence, SizeIsTheVersionsAndTheDatas)
 {
     Kept kept;
     ULARGE_INTEGER size{};
-    EXPECT_HR(S_OK, kept.GetSizeMax(&size));
+    EXPECT_HRESULT(S_OK, kept.GetSizeMax(&size));
     EXPECT_EQ(32u, size.QuadPart);
-    EXPECT_HR(E_POINTER, kept.GetSizeMax(nullptr));
+    EXPECT_HRESULT(E_POINTER, kept.GetSizeMax(nullptr));
 }
 
 TEST_F(Persistence, DirtyUntilSavedWithClearOrLoaded)
 {
     Kept kept;
-    EXPECT_HR(S_FALSE, kept.IsDirty());
+    EXPECT_HRESULT(S_FALSE, kept.IsDirty());
     kept.SetDirty(TRUE);
-    EXPECT_HR(S_OK, kept.IsDirty());
+    EXPECT_HRESULT(S_OK, kept.IsDirty());
     const auto stream = newStream();
     kept.Save(stream.get(), FALSE);
-    EXPECT_HR(S_OK, kept.IsDirty());
+    EXPECT_HRESULT(S_OK, kept.IsDirty());
     kept.m_writing = STG_E_MEDIUMFULL;
-    EXPECT_HR(STG_E_MEDIUMFULL, kept.Save(stream.get(), TRUE));
-    EXPECT_HR(S_OK, kept.IsDirty()) << "nothing was saved";
+    EXPECT_HRESULT(STG_E_MEDIUMFULL, kept.Save(stream.get(), TRUE));
+    EXPECT_HRESULT(S_OK, kept.IsDirty()) << "nothing was saved";
     kept.m_writing = S_OK;
     kept.Save(stream.get(), TRUE);
-    EXPECT_HR(S_FALSE, kept.IsDirty());
+    EXPECT_HRESULT(S_FALSE, kept.IsDirty());
     kept.SetDirty(TRUE);
     stream->Seek({}, STREAM_SEEK_SET, nullptr);
-    EXPECT_HR(S_OK, kept.Load(stream.get()));
-    EXPECT_HR(S_FALSE, kept.IsDirty());
+    EXPECT_HRESULT(S_OK, kept.Load(stream.get()));
+    EXPECT_HRESULT(S_FALSE, kept.IsDirty());
 }
 
 TEST_F(Persistence, StreamsThatHoldNoVersionAreRefused)
@@ -110,13 +110,13 @@ TEST_F(Persistence, StreamsThatHoldNoVersionAreRefused)
         const auto stream = newStream(text, static_cast<ULONG>(std::wcslen(text) * sizeof(wchar_t)));
         const HRESULT hr = kept.Load(stream.get());
         if (std::wcslen(text) > 12)
-            EXPECT_HR(S_OK, hr) << "any one character ends the number";
+            EXPECT_HRESULT(S_OK, hr) << "any one character ends the number";
         else
-            EXPECT_HR(E_FAIL, hr);
+            EXPECT_HRESULT(E_FAIL, hr);
     }
     Kept kept;
-    EXPECT_HR(E_POINTER, kept.Load(nullptr));
-    EXPECT_HR(E_POINTER, kept.Save(nullptr, TRUE));
+    EXPECT_HRESULT(E_POINTER, kept.Load(nullptr));
+    EXPECT_HRESULT(E_POINTER, kept.Save(nullptr, TRUE));
 }
 
 /// IMediaPosition with nothing but a rate.
@@ -177,19 +177,19 @@ TEST_F(Persistence, DispatchReachesTheMethodsByName)
     wchar_t name[] = L"Rate";
     LPOLESTR names[] = {name};
     DISPID id = 0;
-    ASSERT_HR(S_OK, position.GetIDsOfNames(IID_NULL, names, 1, LOCALE_USER_DEFAULT, &id));
+    ASSERT_HRESULT(S_OK, position.GetIDsOfNames(IID_NULL, names, 1, LOCALE_USER_DEFAULT, &id));
     VARIANT rate{};
     rate.vt = VT_R8;
     rate.dblVal = 2.5;
     DISPID put = DISPID_PROPERTYPUT;
     DISPPARAMS params{&rate, &put, 1, 1};
-    EXPECT_HR(S_OK, position.Invoke(id, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_PROPERTYPUT, &params, nullptr, nullptr,
-                                    nullptr));
+    EXPECT_HRESULT(S_OK, position.Invoke(id, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_PROPERTYPUT, &params, nullptr,
+                                         nullptr, nullptr));
     EXPECT_EQ(2.5, position.m_rate);
     VARIANT result{};
     DISPPARAMS none{};
-    EXPECT_HR(S_OK, position.Invoke(id, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_PROPERTYGET, &none, &result, nullptr,
-                                    nullptr));
+    EXPECT_HRESULT(S_OK, position.Invoke(id, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_PROPERTYGET, &none, &result,
+                                         nullptr, nullptr));
     EXPECT_EQ(VT_R8, result.vt);
     EXPECT_EQ(2.5, result.dblVal);
 }
@@ -198,21 +198,21 @@ TEST_F(Persistence, DispatchChecksItsArguments)
 {
     Position position;
     UINT count = 0;
-    EXPECT_HR(S_OK, position.GetTypeInfoCount(&count));
+    EXPECT_HRESULT(S_OK, position.GetTypeInfoCount(&count));
     EXPECT_EQ(1u, count);
-    EXPECT_HR(E_POINTER, position.GetTypeInfoCount(nullptr));
+    EXPECT_HRESULT(E_POINTER, position.GetTypeInfoCount(nullptr));
     ComPtr<ITypeInfo> info;
-    EXPECT_HR(TYPE_E_ELEMENTNOTFOUND, position.GetTypeInfo(1, LOCALE_USER_DEFAULT, info.put()));
-    EXPECT_HR(E_POINTER, position.GetTypeInfo(0, LOCALE_USER_DEFAULT, nullptr));
-    ASSERT_HR(S_OK, position.GetTypeInfo(0, LOCALE_USER_DEFAULT, info.put()));
+    EXPECT_HRESULT(TYPE_E_ELEMENTNOTFOUND, position.GetTypeInfo(1, LOCALE_USER_DEFAULT, info.put()));
+    EXPECT_HRESULT(E_POINTER, position.GetTypeInfo(0, LOCALE_USER_DEFAULT, nullptr));
+    ASSERT_HRESULT(S_OK, position.GetTypeInfo(0, LOCALE_USER_DEFAULT, info.put()));
     TYPEATTR* attributes = nullptr;
-    ASSERT_HR(S_OK, info->GetTypeAttr(&attributes));
+    ASSERT_HRESULT(S_OK, info->GetTypeAttr(&attributes));
     EXPECT_EQ(IID_IMediaPosition, attributes->guid);
     info->ReleaseTypeAttr(attributes);
     wchar_t name[] = L"NoSuchMember";
     LPOLESTR names[] = {name};
     DISPID id = 0;
-    EXPECT_HR(DISP_E_UNKNOWNNAME, position.GetIDsOfNames(IID_NULL, names, 1, LOCALE_USER_DEFAULT, &id));
+    EXPECT_HRESULT(DISP_E_UNKNOWNNAME, position.GetIDsOfNames(IID_NULL, names, 1, LOCALE_USER_DEFAULT, &id));
 }
 
 }  // namespace

@@ -93,13 +93,13 @@ protected:
 
 TEST_F(PropertyPage, TheSiteIsSetOnceAndTakenAwayOnce)
 {
-    EXPECT_HR(E_UNEXPECTED, page->SetPageSite(nullptr));
-    EXPECT_HR(S_OK, page->SetPageSite(&site));
+    EXPECT_HRESULT(E_UNEXPECTED, page->SetPageSite(nullptr));
+    EXPECT_HRESULT(S_OK, page->SetPageSite(&site));
     EXPECT_EQ(2u, references(static_cast<IPropertyPageSite*>(&site)));
-    EXPECT_HR(E_UNEXPECTED, page->SetPageSite(&site));
-    EXPECT_HR(S_OK, page->SetPageSite(nullptr));
+    EXPECT_HRESULT(E_UNEXPECTED, page->SetPageSite(&site));
+    EXPECT_HRESULT(S_OK, page->SetPageSite(nullptr));
     EXPECT_EQ(1u, references(static_cast<IPropertyPageSite*>(&site)));
-    EXPECT_HR(S_OK, page->SetPageSite(&site));
+    EXPECT_HRESULT(S_OK, page->SetPageSite(&site));
     page.reset();
     EXPECT_EQ(1u, references(static_cast<IPropertyPageSite*>(&site))) << "a destroyed page gives it back";
 }
@@ -108,20 +108,20 @@ TEST_F(PropertyPage, OneObjectOfTheRightKindIsTaken)
 {
     auto* const object = static_cast<IPropertyPageSite*>(&site);
     IUnknown* objects[] = {object, object};
-    EXPECT_HR(E_UNEXPECTED, page->SetObjects(2, objects));
-    EXPECT_HR(E_POINTER, page->SetObjects(1, nullptr));
-    EXPECT_HR(E_POINTER, setObject(nullptr));
-    EXPECT_HR(E_NOINTERFACE, setObject(page.get()));
-    EXPECT_HR(S_OK, setObject(object));
+    EXPECT_HRESULT(E_UNEXPECTED, page->SetObjects(2, objects));
+    EXPECT_HRESULT(E_POINTER, page->SetObjects(1, nullptr));
+    EXPECT_HRESULT(E_POINTER, setObject(nullptr));
+    EXPECT_HRESULT(E_NOINTERFACE, setObject(page.get()));
+    EXPECT_HRESULT(S_OK, setObject(object));
     EXPECT_TRUE(m_page->connected());
-    EXPECT_HR(S_OK, page->SetObjects(0, nullptr));
+    EXPECT_HRESULT(S_OK, page->SetObjects(0, nullptr));
     EXPECT_EQ(1u, references(object));
 }
 
 TEST_F(PropertyPage, TitleAndSizeComeFromTheResources)
 {
     PROPPAGEINFO info{};
-    ASSERT_HR(S_OK, page->GetPageInfo(&info));
+    ASSERT_HRESULT(S_OK, page->GetPageInfo(&info));
     EXPECT_STREQ(L"Title of the page", info.pszTitle);
     CoTaskMemFree(info.pszTitle);
     EXPECT_EQ(nullptr, info.pszDocString);
@@ -129,7 +129,7 @@ TEST_F(PropertyPage, TitleAndSizeComeFromTheResources)
     EXPECT_GT(info.size.cx, 200);
     EXPECT_GT(info.size.cy, 100);
     EXPECT_LT(info.size.cx, 800);
-    EXPECT_HR(E_POINTER, page->GetPageInfo(nullptr));
+    EXPECT_HRESULT(E_POINTER, page->GetPageInfo(nullptr));
 }
 
 TEST_F(PropertyPage, ActivationMakesTheDialogAndDeactivationDestroysIt)
@@ -138,19 +138,19 @@ TEST_F(PropertyPage, ActivationMakesTheDialogAndDeactivationDestroysIt)
         CreateWindowExW(0, L"STATIC", L"", WS_OVERLAPPEDWINDOW, 0, 0, 500, 500, nullptr, nullptr, nullptr, nullptr);
     ASSERT_NE(nullptr, frame) << "under Wine without a display, set HKCU\\Software\\Wine\\Drivers Graphics to null";
     const RECT rect{5, 6, 305, 206};
-    EXPECT_HR(E_UNEXPECTED, page->Activate(frame, &rect, FALSE)) << "no object yet";
-    ASSERT_HR(S_OK, setObject(static_cast<IPropertyPageSite*>(&site)));
-    EXPECT_HR(E_POINTER, page->Activate(frame, nullptr, FALSE));
-    EXPECT_HR(E_UNEXPECTED, page->Show(SW_SHOW));
-    EXPECT_HR(E_UNEXPECTED, page->Move(&rect));
+    EXPECT_HRESULT(E_UNEXPECTED, page->Activate(frame, &rect, FALSE)) << "no object yet";
+    ASSERT_HRESULT(S_OK, setObject(static_cast<IPropertyPageSite*>(&site)));
+    EXPECT_HRESULT(E_POINTER, page->Activate(frame, nullptr, FALSE));
+    EXPECT_HRESULT(E_UNEXPECTED, page->Show(SW_SHOW));
+    EXPECT_HRESULT(E_UNEXPECTED, page->Move(&rect));
     m_page->activateAnswer = E_ABORT;
-    EXPECT_HR(E_ABORT, page->Activate(frame, &rect, FALSE));
+    EXPECT_HRESULT(E_ABORT, page->Activate(frame, &rect, FALSE));
     EXPECT_EQ(nullptr, m_page->window());
     m_page->activateAnswer = S_OK;
-    ASSERT_HR(S_OK, page->Activate(frame, &rect, FALSE));
+    ASSERT_HRESULT(S_OK, page->Activate(frame, &rect, FALSE));
     EXPECT_FALSE(m_page->visibleAtActivation) << "not shown before it is in its place";
     EXPECT_EQ(frame, GetParent(m_page->window()));
-    EXPECT_HR(E_UNEXPECTED, page->Activate(frame, &rect, FALSE));
+    EXPECT_HRESULT(E_UNEXPECTED, page->Activate(frame, &rect, FALSE));
     char text[16] = "";
     GetDlgItemTextA(m_page->window(), IDC_TEST_EDIT, text, sizeof text);
     EXPECT_STREQ("filled", text);
@@ -160,17 +160,17 @@ TEST_F(PropertyPage, ActivationMakesTheDialogAndDeactivationDestroysIt)
     GetWindowRect(m_page->window(), &place);
     EXPECT_EQ(300, place.right - place.left);
     EXPECT_EQ(200, place.bottom - place.top);
-    EXPECT_HR(S_OK, page->Show(SW_HIDE));
+    EXPECT_HRESULT(S_OK, page->Show(SW_HIDE));
     EXPECT_FALSE(GetWindowLongW(m_page->window(), GWL_STYLE) & WS_VISIBLE);
-    EXPECT_HR(S_OK, page->Show(SW_SHOW));
+    EXPECT_HRESULT(S_OK, page->Show(SW_SHOW));
     EXPECT_TRUE(GetWindowLongW(m_page->window(), GWL_STYLE) & WS_VISIBLE);
-    EXPECT_HR(E_INVALIDARG, page->Show(SW_MAXIMIZE));
+    EXPECT_HRESULT(E_INVALIDARG, page->Show(SW_MAXIMIZE));
     const HWND window = m_page->window();
-    EXPECT_HR(S_OK, page->Deactivate());
+    EXPECT_HRESULT(S_OK, page->Deactivate());
     EXPECT_FALSE(IsWindow(window));
     EXPECT_EQ(1, m_page->deactivations);
-    EXPECT_HR(E_UNEXPECTED, page->Deactivate());
-    ASSERT_HR(S_OK, page->Activate(frame, &rect, FALSE)) << "and it can be shown again";
+    EXPECT_HRESULT(E_UNEXPECTED, page->Deactivate());
+    ASSERT_HRESULT(S_OK, page->Activate(frame, &rect, FALSE)) << "and it can be shown again";
     const HWND last = m_page->window();
     page.reset();
     EXPECT_FALSE(IsWindow(last)) << "a destroyed page leaves no window";
@@ -179,23 +179,23 @@ TEST_F(PropertyPage, ActivationMakesTheDialogAndDeactivationDestroysIt)
 
 TEST_F(PropertyPage, ChangesAreAppliedOnce)
 {
-    EXPECT_HR(E_UNEXPECTED, page->Apply());
-    ASSERT_HR(S_OK, setObject(static_cast<IPropertyPageSite*>(&site)));
-    EXPECT_HR(E_UNEXPECTED, page->Apply()) << "no site yet";
-    ASSERT_HR(S_OK, page->SetPageSite(&site));
-    EXPECT_HR(S_FALSE, page->IsPageDirty());
-    EXPECT_HR(S_OK, page->Apply());
+    EXPECT_HRESULT(E_UNEXPECTED, page->Apply());
+    ASSERT_HRESULT(S_OK, setObject(static_cast<IPropertyPageSite*>(&site)));
+    EXPECT_HRESULT(E_UNEXPECTED, page->Apply()) << "no site yet";
+    ASSERT_HRESULT(S_OK, page->SetPageSite(&site));
+    EXPECT_HRESULT(S_FALSE, page->IsPageDirty());
+    EXPECT_HRESULT(S_OK, page->Apply());
     EXPECT_EQ(0, m_page->applied) << "nothing was changed";
     m_page->change();
-    EXPECT_HR(S_OK, page->IsPageDirty());
+    EXPECT_HRESULT(S_OK, page->IsPageDirty());
     m_page->applyAnswer = E_ABORT;
-    EXPECT_HR(E_ABORT, page->Apply());
-    EXPECT_HR(S_OK, page->IsPageDirty()) << "not applied: still changed";
+    EXPECT_HRESULT(E_ABORT, page->Apply());
+    EXPECT_HRESULT(S_OK, page->IsPageDirty()) << "not applied: still changed";
     m_page->applyAnswer = S_OK;
-    EXPECT_HR(S_OK, page->Apply());
-    EXPECT_HR(S_FALSE, page->IsPageDirty());
+    EXPECT_HRESULT(S_OK, page->Apply());
+    EXPECT_HRESULT(S_FALSE, page->IsPageDirty());
     EXPECT_EQ(2, m_page->applied);
-    EXPECT_HR(E_NOTIMPL, page->Help(L""));
+    EXPECT_HRESULT(E_NOTIMPL, page->Help(L""));
     page->SetPageSite(nullptr);
 }
 

@@ -54,7 +54,7 @@ protected:
     static ComPtr<IClassFactory> factory(REFCLSID clsid = CLSID_TestSource)
     {
         ComPtr<IClassFactory> result;
-        EXPECT_HR(S_OK, DllGetClassObject(clsid, IID_IClassFactory, result.putVoid()));
+        EXPECT_HRESULT(S_OK, DllGetClassObject(clsid, IID_IClassFactory, result.putVoid()));
         return result;
     }
 };
@@ -62,12 +62,12 @@ protected:
 TEST_F(Server, OnlyItsClassesHaveFactories)
 {
     void* out = &out;
-    EXPECT_HR(CLASS_E_CLASSNOTAVAILABLE, DllGetClassObject(CLSID_FilterGraph, IID_IClassFactory, &out));
+    EXPECT_HRESULT(CLASS_E_CLASSNOTAVAILABLE, DllGetClassObject(CLSID_FilterGraph, IID_IClassFactory, &out));
     EXPECT_EQ(nullptr, out);
-    EXPECT_HR(E_NOINTERFACE, DllGetClassObject(CLSID_TestSource, IID_IBaseFilter, &out));
-    EXPECT_HR(E_POINTER, DllGetClassObject(CLSID_TestSource, IID_IClassFactory, nullptr));
+    EXPECT_HRESULT(E_NOINTERFACE, DllGetClassObject(CLSID_TestSource, IID_IBaseFilter, &out));
+    EXPECT_HRESULT(E_POINTER, DllGetClassObject(CLSID_TestSource, IID_IClassFactory, nullptr));
     ComPtr<IUnknown> unknown;
-    EXPECT_HR(S_OK, DllGetClassObject(CLSID_TestSource, IID_IUnknown, unknown.putVoid()));
+    EXPECT_HRESULT(S_OK, DllGetClassObject(CLSID_TestSource, IID_IUnknown, unknown.putVoid()));
     EXPECT_EQ(1u, references(unknown.get()));
     EXPECT_TRUE(unknown.query<IClassFactory>(IID_IClassFactory));
 }
@@ -76,12 +76,12 @@ TEST_F(Server, FactoriesMakeObjectsWithOneReference)
 {
     const auto maker = factory();
     IBaseFilter* filter = nullptr;
-    ASSERT_HR(S_OK, maker->CreateInstance(nullptr, IID_IBaseFilter, reinterpret_cast<void**>(&filter)));
+    ASSERT_HRESULT(S_OK, maker->CreateInstance(nullptr, IID_IBaseFilter, reinterpret_cast<void**>(&filter)));
     EXPECT_EQ(0u, filter->Release());
     void* out = &out;
-    EXPECT_HR(E_NOINTERFACE, maker->CreateInstance(nullptr, IID_IDispatch, &out));
+    EXPECT_HRESULT(E_NOINTERFACE, maker->CreateInstance(nullptr, IID_IDispatch, &out));
     EXPECT_EQ(nullptr, out);
-    EXPECT_HR(E_POINTER, maker->CreateInstance(nullptr, IID_IBaseFilter, nullptr));
+    EXPECT_HRESULT(E_POINTER, maker->CreateInstance(nullptr, IID_IBaseFilter, nullptr));
 }
 
 TEST_F(Server, AggregatesAreAskedForByIUnknown)
@@ -92,10 +92,10 @@ TEST_F(Server, AggregatesAreAskedForByIUnknown)
     } outer;
     const auto maker = factory();
     void* out = &out;
-    EXPECT_HR(E_NOINTERFACE, maker->CreateInstance(outer.GetOwner(), IID_IBaseFilter, &out));
+    EXPECT_HRESULT(E_NOINTERFACE, maker->CreateInstance(outer.GetOwner(), IID_IBaseFilter, &out));
     EXPECT_EQ(nullptr, out);
     ComPtr<IUnknown> inner;
-    ASSERT_HR(S_OK, maker->CreateInstance(outer.GetOwner(), IID_IUnknown, inner.putVoid()));
+    ASSERT_HRESULT(S_OK, maker->CreateInstance(outer.GetOwner(), IID_IUnknown, inner.putVoid()));
     EXPECT_NE(outer.GetOwner(), inner.get());
     EXPECT_EQ(1u, references(inner.get())) << "its own count, not the outer one's";
     const auto filter = inner.query<IBaseFilter>(IID_IBaseFilter);
@@ -105,27 +105,27 @@ TEST_F(Server, AggregatesAreAskedForByIUnknown)
 TEST_F(Server, FailuresOfTheCreationReachTheCallerAndLeaveNothing)
 {
     void* out = nullptr;
-    EXPECT_HR(E_ACCESSDENIED, factory(CLSID_Failing)->CreateInstance(nullptr, IID_IBaseFilter, &out));
-    EXPECT_HR(E_OUTOFMEMORY, factory(CLSID_Throwing)->CreateInstance(nullptr, IID_IBaseFilter, &out));
+    EXPECT_HRESULT(E_ACCESSDENIED, factory(CLSID_Failing)->CreateInstance(nullptr, IID_IBaseFilter, &out));
+    EXPECT_HRESULT(E_OUTOFMEMORY, factory(CLSID_Throwing)->CreateInstance(nullptr, IID_IBaseFilter, &out));
 }
 
 TEST_F(Server, StaysLoadedForObjectsFactoriesAndLocks)
 {
-    EXPECT_HR(S_OK, DllCanUnloadNow());
+    EXPECT_HRESULT(S_OK, DllCanUnloadNow());
     auto maker = factory();
-    EXPECT_HR(S_FALSE, DllCanUnloadNow());
+    EXPECT_HRESULT(S_FALSE, DllCanUnloadNow());
     ComPtr<IBaseFilter> filter;
     maker->CreateInstance(nullptr, IID_IBaseFilter, filter.putVoid());
     maker->LockServer(TRUE);
     maker->LockServer(TRUE);
     maker.reset();
-    EXPECT_HR(S_FALSE, DllCanUnloadNow());
+    EXPECT_HRESULT(S_FALSE, DllCanUnloadNow());
     filter.reset();
-    EXPECT_HR(S_FALSE, DllCanUnloadNow()) << "two locks";
+    EXPECT_HRESULT(S_FALSE, DllCanUnloadNow()) << "two locks";
     factory()->LockServer(FALSE);
-    EXPECT_HR(S_FALSE, DllCanUnloadNow()) << "one lock";
+    EXPECT_HRESULT(S_FALSE, DllCanUnloadNow()) << "one lock";
     factory()->LockServer(FALSE);
-    EXPECT_HR(S_OK, DllCanUnloadNow());
+    EXPECT_HRESULT(S_OK, DllCanUnloadNow());
 }
 
 TEST_F(Server, LoadingAndUnloadingRunTheInitRoutines)
@@ -156,8 +156,8 @@ std::wstring registered(const wchar_t* subkey, const wchar_t* value)
 int listedByMapper()
 {
     ComPtr<IFilterMapper2> mapper;
-    EXPECT_HR(S_OK, CoCreateInstance(CLSID_FilterMapper2, nullptr, CLSCTX_INPROC_SERVER, IID_IFilterMapper2,
-                                     mapper.putVoid()));
+    EXPECT_HRESULT(S_OK, CoCreateInstance(CLSID_FilterMapper2, nullptr, CLSCTX_INPROC_SERVER, IID_IFilterMapper2,
+                                          mapper.putVoid()));
     const GUID type[] = {MEDIATYPE_Stream, MEDIASUBTYPE_MPEG2_TRANSPORT};
     ComPtr<IEnumMoniker> filters;
     mapper->EnumMatchingFilters(filters.put(), 0, TRUE, 0x00200000, FALSE, 0, nullptr, nullptr, nullptr, FALSE, TRUE, 1,
@@ -178,9 +178,9 @@ int listedByMapper()
 
 TEST_F(Server, RegistrationIsRepeatableAndLeavesNothingBehind)
 {
-    EXPECT_HR(S_OK, AMovieDllRegisterServer2(FALSE)) << "what is not there is no error";
+    EXPECT_HRESULT(S_OK, AMovieDllRegisterServer2(FALSE)) << "what is not there is no error";
     for (int i = 0; i < 2; ++i) {
-        ASSERT_HR(S_OK, AMovieDllRegisterServer2(TRUE));
+        ASSERT_HRESULT(S_OK, AMovieDllRegisterServer2(TRUE));
         EXPECT_EQ(L"Framework Test Source", registered(L"", nullptr));
         wchar_t program[512];
         GetModuleFileNameW(nullptr, program, 512);
@@ -189,7 +189,7 @@ TEST_F(Server, RegistrationIsRepeatableAndLeavesNothingBehind)
         EXPECT_EQ(1, listedByMapper());
     }
     for (int i = 0; i < 2; ++i) {
-        EXPECT_HR(S_OK, AMovieDllRegisterServer2(FALSE));
+        EXPECT_HRESULT(S_OK, AMovieDllRegisterServer2(FALSE));
         EXPECT_EQ(L"", registered(L"", nullptr));
         EXPECT_EQ(0, listedByMapper());
     }
@@ -200,8 +200,8 @@ TEST_F(Server, AFilterWithoutSetupDataRegistersNothing)
     TestSource* source = nullptr;
     const auto filter = TestSource::create(&source);
     const auto setup = filter.query<IAMovieSetup>(IID_IAMovieSetup);
-    EXPECT_HR(S_FALSE, setup->Register());
-    EXPECT_HR(S_FALSE, setup->Unregister());
+    EXPECT_HRESULT(S_FALSE, setup->Register());
+    EXPECT_HRESULT(S_FALSE, setup->Unregister());
 }
 
 }  // namespace

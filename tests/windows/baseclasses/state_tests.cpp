@@ -49,11 +49,11 @@ TEST_F(State, EveryOrderOfPauseRunAndStopWorks)
 {
     for (const Path& path : kPaths) {
         Pair pair;
-        ASSERT_HR(S_OK, pair.connect());
+        ASSERT_HRESULT(S_OK, pair.connect());
         for (const Step step : path.steps)
-            EXPECT_HR(S_OK, take(pair, step));
+            EXPECT_HRESULT(S_OK, take(pair, step));
         FILTER_STATE state{};
-        EXPECT_HR(S_OK, pair.source->GetState(INFINITE, &state));
+        EXPECT_HRESULT(S_OK, pair.source->GetState(INFINITE, &state));
         EXPECT_EQ(path.expected, state);
         EXPECT_EQ(path.activations, pair.stream().m_activated);
         EXPECT_EQ(path.deactivations, pair.stream().m_deactivated);
@@ -64,8 +64,8 @@ TEST_F(State, EveryOrderOfPauseRunAndStopWorks)
 TEST_F(State, UnconnectedPinsAreLeftAlone)
 {
     Pair pair({}, 2);
-    ASSERT_HR(S_OK, pair.connect());
-    ASSERT_HR(S_OK, pair.source->Run(0));
+    ASSERT_HRESULT(S_OK, pair.connect());
+    ASSERT_HRESULT(S_OK, pair.source->Run(0));
     EXPECT_EQ(0, pair.m_source->stream(1)->m_activated);
     EXPECT_FALSE(pair.m_source->stream(1)->threadExists());
 }
@@ -77,15 +77,15 @@ TEST_F(State, AFailingPinLeavesTheFilterStoppedAndTheOthersInactive)
     const auto secondSink = TestSink::create(&second);
     TestStream& failing = *pair.m_source->stream(1);
     failing.m_plan.activation = E_ACCESSDENIED;
-    ASSERT_HR(S_OK, pair.connect());
-    ASSERT_HR(S_OK, failing.Connect(&second->m_pin, nullptr));
-    EXPECT_HR(E_ACCESSDENIED, pair.source->Run(0));
+    ASSERT_HRESULT(S_OK, pair.connect());
+    ASSERT_HRESULT(S_OK, failing.Connect(&second->m_pin, nullptr));
+    EXPECT_HRESULT(E_ACCESSDENIED, pair.source->Run(0));
     FILTER_STATE state = State_Running;
     pair.source->GetState(0, &state);
     EXPECT_EQ(State_Stopped, state);
     EXPECT_FALSE(pair.stream().threadExists()) << "the pin that was active already";
-    EXPECT_HR(S_OK, failing.Disconnect());
-    EXPECT_HR(S_OK, second->m_pin.Disconnect());
+    EXPECT_HRESULT(S_OK, failing.Disconnect());
+    EXPECT_HRESULT(S_OK, second->m_pin.Disconnect());
 }
 
 TEST_F(State, GetStateWaitsForAnUnfinishedChange)
@@ -99,22 +99,22 @@ TEST_F(State, GetStateWaitsForAnUnfinishedChange)
         release.Wait();
     };
     Pair pair(plan);
-    ASSERT_HR(S_OK, pair.connect());
-    ASSERT_HR(S_OK, pair.pause());
+    ASSERT_HRESULT(S_OK, pair.connect());
+    ASSERT_HRESULT(S_OK, pair.pause());
     ASSERT_TRUE(inside.Wait(5000));
     std::thread stopper([&] { pair.source->Stop(); });
     Sleep(50);
     FILTER_STATE state{};
-    EXPECT_HR(VFW_S_STATE_INTERMEDIATE, pair.source->GetState(20, &state));
+    EXPECT_HRESULT(VFW_S_STATE_INTERMEDIATE, pair.source->GetState(20, &state));
     std::thread opener([&] {
         Sleep(50);
         release.Set();
     });
-    EXPECT_HR(S_OK, pair.source->GetState(INFINITE, &state));
+    EXPECT_HRESULT(S_OK, pair.source->GetState(INFINITE, &state));
     EXPECT_EQ(State_Stopped, state);
     stopper.join();
     opener.join();
-    EXPECT_HR(E_POINTER, pair.source->GetState(0, nullptr));
+    EXPECT_HRESULT(E_POINTER, pair.source->GetState(0, nullptr));
 }
 
 TEST_F(State, AWorkerThatAsksDuringStopIsNotKeptWaiting)
@@ -141,16 +141,16 @@ TEST_F(State, AWorkerThatAsksDuringStopIsNotKeptWaiting)
     Pair pair(plan);
     asked = pair.source.get();
     source = pair.m_source;
-    ASSERT_HR(S_OK, pair.connect());
-    ASSERT_HR(S_OK, pair.source->Pause());
+    ASSERT_HRESULT(S_OK, pair.connect());
+    ASSERT_HRESULT(S_OK, pair.source->Pause());
     ASSERT_TRUE(inside.Wait(5000));
     std::thread opener([&] {
         Sleep(50);
         release.Set();
     });
-    EXPECT_HR(S_OK, pair.source->Stop());
+    EXPECT_HRESULT(S_OK, pair.source->Stop());
     opener.join();
-    EXPECT_HR(VFW_S_STATE_INTERMEDIATE, answer);
+    EXPECT_HRESULT(VFW_S_STATE_INTERMEDIATE, answer);
 }
 
 /// A clock that stands still.
@@ -175,19 +175,19 @@ TEST_F(State, TheClockIsCounted)
     {
         Pair pair;
         ComPtr<IReferenceClock> current;
-        EXPECT_HR(S_OK, pair.source->GetSyncSource(current.put()));
+        EXPECT_HRESULT(S_OK, pair.source->GetSyncSource(current.put()));
         EXPECT_FALSE(current);
         CRefTime time;
-        EXPECT_HR(VFW_E_NO_CLOCK, pair.m_source->StreamTime(time));
-        EXPECT_HR(S_OK, pair.source->SetSyncSource(&clock));
-        EXPECT_HR(S_OK, pair.source->SetSyncSource(&clock)) << "the same one again";
+        EXPECT_HRESULT(VFW_E_NO_CLOCK, pair.m_source->StreamTime(time));
+        EXPECT_HRESULT(S_OK, pair.source->SetSyncSource(&clock));
+        EXPECT_HRESULT(S_OK, pair.source->SetSyncSource(&clock)) << "the same one again";
         EXPECT_EQ(2u, references(static_cast<IReferenceClock*>(&clock)));
         pair.source->Run(400);
-        EXPECT_HR(S_OK, pair.m_source->StreamTime(time));
+        EXPECT_HRESULT(S_OK, pair.m_source->StreamTime(time));
         EXPECT_EQ(600, time.GetUnits());
-        EXPECT_HR(S_OK, pair.source->SetSyncSource(&other));
+        EXPECT_HRESULT(S_OK, pair.source->SetSyncSource(&other));
         EXPECT_EQ(1u, references(static_cast<IReferenceClock*>(&clock)));
-        EXPECT_HR(S_OK, pair.source->GetSyncSource(current.put()));
+        EXPECT_HRESULT(S_OK, pair.source->GetSyncSource(current.put()));
         EXPECT_EQ(&other, current.get());
     }
     EXPECT_EQ(1u, references(static_cast<IReferenceClock*>(&other))) << "a filter gives its clock back";
@@ -198,18 +198,18 @@ TEST_F(State, TheGraphIsNotCounted)
     Pair pair;
     EXPECT_EQ(1u, references(static_cast<IFilterGraph*>(&pair.graph)));
     FILTER_INFO info{};
-    ASSERT_HR(S_OK, pair.source->QueryFilterInfo(&info));
+    ASSERT_HRESULT(S_OK, pair.source->QueryFilterInfo(&info));
     EXPECT_STREQ(L"source", info.achName);
     EXPECT_EQ(static_cast<IFilterGraph*>(&pair.graph), info.pGraph);
     EXPECT_EQ(2u, references(info.pGraph)) << "but what is handed out is";
     info.pGraph->Release();
     const std::wstring longName(300, L'x');
     pair.source->JoinFilterGraph(&pair.graph, longName.c_str());
-    ASSERT_HR(S_OK, pair.source->QueryFilterInfo(&info));
+    ASSERT_HRESULT(S_OK, pair.source->QueryFilterInfo(&info));
     EXPECT_EQ(127u, std::wcslen(info.achName)) << "cut off at the size of the structure";
     info.pGraph->Release();
     pair.source->JoinFilterGraph(nullptr, nullptr);
-    ASSERT_HR(S_OK, pair.source->QueryFilterInfo(&info));
+    ASSERT_HRESULT(S_OK, pair.source->QueryFilterInfo(&info));
     EXPECT_STREQ(L"", info.achName);
     EXPECT_EQ(nullptr, info.pGraph);
 }
@@ -217,27 +217,27 @@ TEST_F(State, TheGraphIsNotCounted)
 TEST_F(State, EventsGoToTheGraphAndCompletionNamesTheFilter)
 {
     Pair pair;
-    EXPECT_HR(S_OK, pair.m_source->NotifyEvent(EC_COMPLETE, S_OK, 0));
-    EXPECT_HR(S_OK, pair.m_source->NotifyEvent(EC_USER, 1, 2));
+    EXPECT_HRESULT(S_OK, pair.m_source->NotifyEvent(EC_COMPLETE, S_OK, 0));
+    EXPECT_HRESULT(S_OK, pair.m_source->NotifyEvent(EC_USER, 1, 2));
     const std::vector<FakeGraph::Event> expected{{EC_COMPLETE, S_OK, reinterpret_cast<LONG_PTR>(pair.source.get())},
                                                  {EC_USER, 1, 2}};
     EXPECT_EQ(expected, pair.graph.events());
-    EXPECT_HR(S_OK, pair.m_source->ReconnectPin(&pair.stream(), nullptr));
+    EXPECT_HRESULT(S_OK, pair.m_source->ReconnectPin(&pair.stream(), nullptr));
     EXPECT_EQ(static_cast<IPin*>(&pair.stream()), pair.graph.m_reconnected);
     pair.source->JoinFilterGraph(nullptr, nullptr);
-    EXPECT_HR(E_NOTIMPL, pair.m_source->NotifyEvent(EC_USER, 1, 2));
-    EXPECT_HR(E_NOINTERFACE, pair.m_source->ReconnectPin(&pair.stream(), nullptr));
+    EXPECT_HRESULT(E_NOTIMPL, pair.m_source->NotifyEvent(EC_USER, 1, 2));
+    EXPECT_HRESULT(E_NOINTERFACE, pair.m_source->ReconnectPin(&pair.stream(), nullptr));
 }
 
 TEST_F(State, TheClassIsToldAndVendorInfoIsNot)
 {
     Pair pair;
     CLSID clsid{};
-    EXPECT_HR(S_OK, pair.source->GetClassID(&clsid));
+    EXPECT_HRESULT(S_OK, pair.source->GetClassID(&clsid));
     EXPECT_EQ(CLSID_TestSource, clsid);
-    EXPECT_HR(E_POINTER, pair.source->GetClassID(nullptr));
+    EXPECT_HRESULT(E_POINTER, pair.source->GetClassID(nullptr));
     LPWSTR vendor = nullptr;
-    EXPECT_HR(E_NOTIMPL, pair.source->QueryVendorInfo(&vendor));
+    EXPECT_HRESULT(E_NOTIMPL, pair.source->QueryVendorInfo(&vendor));
 }
 
 }  // namespace

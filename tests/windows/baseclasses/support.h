@@ -14,23 +14,7 @@
 #include <vector>
 
 #include "com_ptr.h"
-
-/// An HRESULT that prints as one.
-struct Hr
-{
-    HRESULT value;
-    bool operator==(const Hr&) const = default;
-};
-
-inline std::ostream& operator<<(std::ostream& out, const Hr& hr)
-{
-    char text[16];
-    std::snprintf(text, sizeof text, "0x%08lX", static_cast<unsigned long>(hr.value));
-    return out << text;
-}
-
-#define EXPECT_HR(expected, actual) EXPECT_EQ(Hr{expected}, Hr{static_cast<HRESULT>(actual)})
-#define ASSERT_HR(expected, actual) ASSERT_EQ(Hr{expected}, Hr{static_cast<HRESULT>(actual)})
+#include "tests/windows/support/hresult.h"
 
 /// Fails a test that leaves objects of the framework behind.
 class FrameworkTest : public testing::Test

@@ -46,7 +46,7 @@ private:
 TEST(Thread, AnswersOneCommandAtATime)
 {
     Doubler worker;
-    EXPECT_HR(E_FAIL, worker.CallWorker(1)) << "nobody is there yet";
+    EXPECT_HRESULT(E_FAIL, worker.CallWorker(1)) << "nobody is there yet";
     ASSERT_TRUE(worker.Create());
     EXPECT_FALSE(worker.Create()) << "there is one already";
     std::vector<std::thread> callers;
@@ -86,8 +86,8 @@ TEST(Thread, AWorkerThatEndsWithoutAnAnswerKeepsNobodyWaiting)
 {
     Doubler worker;
     ASSERT_TRUE(worker.Create());
-    EXPECT_HR(E_FAIL, worker.CallWorker(99));
-    EXPECT_HR(E_FAIL, worker.CallWorker(1));
+    EXPECT_HRESULT(E_FAIL, worker.CallWorker(99));
+    EXPECT_HRESULT(E_FAIL, worker.CallWorker(1));
     worker.Close();
     ASSERT_TRUE(worker.Create());
     EXPECT_EQ(6u, worker.CallWorker(3)) << "the unanswered command is forgotten";
