@@ -46,10 +46,12 @@ build() {
         say "configuring $preset"
         cmake --preset "$preset" >"$log" 2>&1 || { cat "$log" >&2; exit 2; }
     fi
-    if ! ninja -C "build/$preset" -n "$@" 2>/dev/null | grep -q 'no work to do'; then
-        say "building $preset"
-    fi
-    ninja -C "build/$preset" "$@" >"$log" 2>&1 || { cat "$log" >&2; exit 2; }
+    { sleep 1 && say "building $preset"; } &  # nobody needs to know of less
+    local notice=$! status=0
+    ninja -C "build/$preset" "$@" >"$log" 2>&1 || status=$?
+    kill "$notice" 2>/dev/null || true
+    wait "$notice" 2>/dev/null || true
+    [ "$status" -eq 0 ] || { cat "$log" >&2; exit 2; }
 }
 
 # A Wine prefix of the project's own.

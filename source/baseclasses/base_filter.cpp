@@ -182,20 +182,18 @@ HRESULT CBaseFilter::runPins(REFERENCE_TIME tStart)
 
 BOOL CBaseFilter::IsActive()
 {
-    CAutoLock lock(m_pLock);
     return m_State != State_Stopped;
 }
 
 BOOL CBaseFilter::IsStopped()
 {
-    CAutoLock lock(m_pLock);
     return m_State == State_Stopped;
 }
 
 HRESULT CBaseFilter::StreamTime(CRefTime& rtStream)
 {
-    ComPtr<IReferenceClock> clock;
-    GetSyncSource(clock.put());
+    // The clock does not change while the filter streams.
+    const ComPtr<IReferenceClock> clock(m_pClock);
     if (!clock)
         return VFW_E_NO_CLOCK;
     REFERENCE_TIME now = 0;

@@ -21,7 +21,6 @@ class CBasePin;
 class CBaseFilter : public CUnknown, public IBaseFilter, public IAMovieSetup
 {
     friend class CBasePin;
-    friend class CBaseInputPin;
 
 public:
     DECLARE_IUNKNOWN
@@ -65,6 +64,7 @@ public:
     /// Pin n, not counted; null past the last one.
     virtual CBasePin* GetPin(int n) = 0;
 
+    // Neither takes the filter's lock: the worker may ask during a Stop that waits for it.
     BOOL IsActive();
     BOOL IsStopped();
 

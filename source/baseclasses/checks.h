@@ -6,12 +6,12 @@
 
 #include <windows.h>
 
-/// Leaves the calling function with `ret` when `p` is null.
+/// Leaves the calling function with `ret` when `p` is null. A block, for callers that write no semicolon behind it.
 #define CheckPointer(p, ret) \
-    do {                     \
+    {                        \
         if ((p) == nullptr)  \
             return (ret);    \
-    } while (0)
+    }
 
 // The address-range checks of debug builds; a release build trusts non-null pointers, as every COM method does.
 #define ValidateReadPtr(p, cb) ((void)0)

@@ -34,7 +34,7 @@ STDMETHODIMP CBaseFilter::QueryFilterInfo(FILTER_INFO* pInfo)
 {
     if (!pInfo)
         return E_POINTER;
-    CAutoLock lock(m_pLock);
+    // Without the filter's lock, for the worker may ask during a Stop that waits for it.
     lstrcpynW(pInfo->achName, m_pName ? m_pName : L"", static_cast<int>(std::size(pInfo->achName)));
     pInfo->pGraph = m_pGraph;
     if (m_pGraph)

@@ -60,8 +60,7 @@ HRESULT CBaseInputPin::CheckStreaming()
 {
     if (!IsConnected())
         return VFW_E_NOT_CONNECTED;
-    // Read without the filter's lock: it is held by a Stop that waits for the thread that delivers.
-    if (m_pFilter->m_State == State_Stopped)
+    if (IsStopped())
         return VFW_E_WRONG_STATE;
     if (m_bFlushing)
         return S_FALSE;

@@ -140,7 +140,12 @@ STDMETHODIMP CBasePropertyPage::Activate(HWND hwndParent, LPCRECT prect, BOOL)
         m_hwnd = nullptr;
         return E_OUTOFMEMORY;
     }
-    OnActivate();
+    const HRESULT hr = OnActivate();
+    if (FAILED(hr)) {
+        DestroyWindow(std::exchange(m_Dlg, nullptr));
+        m_hwnd = nullptr;
+        return hr;
+    }
     // Shown where it belongs only: the template makes it hidden.
     Move(prect);
     return Show(SW_SHOWNORMAL);

@@ -1,5 +1,8 @@
 #include "esparse/avc_sequence_header.h"
 
+#include <algorithm>
+
+#include "analysis/byte_search.h"
 #include "esparse/sps_parser.h"
 
 namespace zarnow {
@@ -65,12 +68,14 @@ bool skipDelimiter(Bytes& data, std::int64_t& remaining) noexcept
 
 std::size_t appendUnescaped(Bytes payload, std::vector<std::uint8_t>& copy)
 {
+    const std::size_t end = payload.size() - std::min(payload.size(), std::size_t{2});
     std::size_t i = 0;
-    while (i + 2 < payload.size()) {
-        const bool escaped = payload[i] == 0 && payload[i + 1] == 0 && payload[i + 2] == 3;
+    while (i < end) {
+        const std::size_t escape = std::min(findZerosAnd(payload, 0x03, i), end);
+        const std::size_t kept = escape < end ? escape + 2 : end;  // with the two zeros
         copy.insert(copy.end(), payload.begin() + static_cast<std::ptrdiff_t>(i),
-                    payload.begin() + static_cast<std::ptrdiff_t>(i + (escaped ? 2 : 1)));
-        i += escaped ? 3 : 1;
+                    payload.begin() + static_cast<std::ptrdiff_t>(kept));
+        i = escape < end ? escape + 3 : end;
     }
     return i;
 }

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <array>
 
+#include "analysis/byte_search.h"
 #include "esparse/avc_sequence_header.h"
 #include "esparse/gop_scan.h"
 
@@ -21,15 +22,6 @@ constexpr std::uint32_t kSpsWanted = 2;
 constexpr std::size_t kStartCodeSize = 3;
 constexpr std::size_t kNalBytesNeeded = 11;  // of types 1 to 8; fewer are carried to the next packet
 constexpr std::size_t kBytesCarried = 4;     // where no start code is left: one may begin in them
-
-/// Start of the next 00 00 01, or the buffer's end.
-std::size_t findStartCode(Bytes bytes, std::size_t from) noexcept
-{
-    constexpr std::array<std::uint8_t, kStartCodeSize> kStartCode{0, 0, 1};
-    const auto begin = bytes.begin() + static_cast<std::ptrdiff_t>(from);
-    return static_cast<std::size_t>(std::search(begin, bytes.end(), kStartCode.begin(), kStartCode.end()) -
-                                    bytes.begin());
-}
 
 bool isSlice(std::uint8_t type) noexcept
 {
@@ -68,7 +60,7 @@ bool CGopScanner::scanAvcPayload(const std::uint8_t* payload, std::int32_t lengt
     const std::size_t end = buffer_.size();
     std::size_t position = 0;
     while (position < end && spsCount_ < kSpsWanted) {
-        const std::size_t startCode = findStartCode(buffer_, position);
+        const std::size_t startCode = findZerosAnd(buffer_, 0x01, position);
         if (startCode == end) {
             carryFrom(end - std::min(end, kBytesCarried));
             break;
@@ -108,7 +100,7 @@ void CGopScanner::takeNalUnit(std::size_t header)
     else if (type == nal_type::kPictureParameterSet)
         takePictureParameterSet(data);
     else if (type == nal_type::kSei && !bufferingPeriodRead_)
-        takeSei(data.first(findStartCode(data, 0)));
+        takeSei(data.first(findZerosAnd(data, 0x01, 0)));
 }
 
 void CGopScanner::takeSlice(Bytes data) noexcept

@@ -5,8 +5,7 @@
 
 namespace zarnow {
 
-namespace
-{
+namespace {
 
 constexpr std::uint32_t kNoBlockLimit = 0xFFFFFFFF;
 

@@ -21,5 +21,7 @@ inline std::string hex(HRESULT result)
 
 }  // namespace zarnow::test
 
-#define EXPECT_HRESULT(expected, actual) EXPECT_EQ(zarnow::test::hex(expected), zarnow::test::hex(actual))
-#define ASSERT_HRESULT(expected, actual) ASSERT_EQ(zarnow::test::hex(expected), zarnow::test::hex(actual))
+#define EXPECT_HRESULT(expected, actual) \
+    EXPECT_EQ(zarnow::test::hex(expected), zarnow::test::hex(static_cast<HRESULT>(actual)))
+#define ASSERT_HRESULT(expected, actual) \
+    ASSERT_EQ(zarnow::test::hex(expected), zarnow::test::hex(static_cast<HRESULT>(actual)))

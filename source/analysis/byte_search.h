@@ -1,0 +1,27 @@
+/// @file
+/// Searches that leave the looking to memchr.
+#pragma once
+
+#include <cstring>
+
+#include "analysis/bytes.h"
+
+namespace zarnow {
+
+/// Offset of the next 00 00 `last` at or after `from`, or the range's end: a start code, an emulation-prevention byte.
+inline std::size_t findZerosAnd(Bytes bytes, std::uint8_t last, std::size_t from) noexcept
+{
+    std::size_t at = from + 2;
+    while (at < bytes.size()) {
+        const void* found = std::memchr(bytes.data() + at, last, bytes.size() - at);
+        if (found == nullptr)
+            break;
+        at = static_cast<std::size_t>(static_cast<const std::uint8_t*>(found) - bytes.data());
+        if (bytes[at - 1] == 0 && bytes[at - 2] == 0)
+            return at - 2;
+        ++at;
+    }
+    return bytes.size();
+}
+
+}  // namespace zarnow

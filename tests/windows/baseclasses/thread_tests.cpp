@@ -1,0 +1,96 @@
+// The worker thread's commands.
+
+#include "support.h"
+
+#include <thread>
+
+namespace {
+
+/// Answers each command with its double and ends on 0; 99 makes it end without an answer.
+class Doubler : public CAMThread
+{
+public:
+    ~Doubler() override
+    {
+        if (ThreadExists())
+            CallWorker(0);
+    }
+    DWORD m_polls = 0;
+    DWORD m_ownCall = 0;
+    bool m_poll = false;
+
+protected:
+    DWORD ThreadProc() override
+    {
+        m_ownCall = CallWorker(1);
+        for (;;) {
+            const DWORD request = m_poll ? poll() : GetRequest();
+            if (request == 99)
+                return 1;
+            Reply(request * 2);
+            if (request == 0)
+                return 0;
+        }
+    }
+
+private:
+    DWORD poll()
+    {
+        DWORD request = 0;
+        while (!CheckRequest(&request))
+            ++m_polls;
+        return request;
+    }
+};
+
+TEST(Thread, AnswersOneCommandAtATime)
+{
+    Doubler worker;
+    EXPECT_HRESULT(E_FAIL, worker.CallWorker(1)) << "nobody is there yet";
+    ASSERT_TRUE(worker.Create());
+    EXPECT_FALSE(worker.Create()) << "there is one already";
+    std::vector<std::thread> callers;
+    std::atomic<int> wrong{0};
+    for (DWORD caller = 1; caller <= 4; ++caller)
+        callers.emplace_back([&, caller] {
+            for (DWORD i = 1; i <= 50; ++i)
+                wrong += worker.CallWorker(caller * 100 + i) != 2 * (caller * 100 + i);
+        });
+    for (std::thread& caller : callers)
+        caller.join();
+    EXPECT_EQ(0, wrong);
+    EXPECT_EQ(0u, worker.CallWorker(0));
+    worker.Close();
+    EXPECT_FALSE(worker.ThreadExists());
+    EXPECT_EQ(static_cast<DWORD>(E_FAIL), worker.m_ownCall) << "it cannot wait for its own answer";
+}
+
+TEST(Thread, PollingSeesTheCommandAndLeavesItCurrent)
+{
+    Doubler worker;
+    worker.m_poll = true;
+    ASSERT_TRUE(worker.Create());
+    Sleep(10);
+    EXPECT_EQ(84u, worker.CallWorker(42));
+    EXPECT_EQ(42u, worker.GetRequestParam());
+    EXPECT_EQ(WAIT_TIMEOUT, WaitForSingleObject(worker.GetRequestHandle(), 0)) << "answered: no longer signalled";
+    EXPECT_FALSE(worker.CheckRequest(nullptr));
+    EXPECT_GT(worker.m_polls, 0u);
+    EXPECT_EQ(0u, worker.CallWorker(0));
+    worker.Close();
+    ASSERT_TRUE(worker.Create()) << "a new one may follow";
+    EXPECT_EQ(2u, worker.CallWorker(1));
+}
+
+TEST(Thread, AWorkerThatEndsWithoutAnAnswerKeepsNobodyWaiting)
+{
+    Doubler worker;
+    ASSERT_TRUE(worker.Create());
+    EXPECT_HRESULT(E_FAIL, worker.CallWorker(99));
+    EXPECT_HRESULT(E_FAIL, worker.CallWorker(1));
+    worker.Close();
+    ASSERT_TRUE(worker.Create());
+    EXPECT_EQ(6u, worker.CallWorker(3)) << "the unanswered command is forgotten";
+}
+
+}  // namespace
