@@ -61,7 +61,7 @@ bool CFileScan::findSyncInFile(std::uint32_t& offset)
             offset = earlier + inBlock;
         earlier = total;
     }
-    file.moveBy(-static_cast<std::int32_t>(total));
+    file.moveBy(static_cast<std::int32_t>(0 - total));
     return found;
 }
 

@@ -173,6 +173,12 @@ class Failures(unittest.TestCase):
     def test_missing_file(self):
         self.check(None, FAILED)
 
+    def test_output_directory_that_is_a_file(self):
+        with tempfile.NamedTemporaryFile() as file:
+            status, _, messages = tsgraph("--out", file.name, samples.ROOT / "tests" / "data" / "mpeg2.ts")
+            self.assertEqual(status, FAILED, messages)
+            self.assertIn("Not a directory", messages)
+
 
 MAIN_PROFILE_AT_MAIN_LEVEL = (2, 2)  # AM_MPEG2Profile_Main, AM_MPEG2Level_Main
 CHECKS = {"mpeg2video": Graph.check_mpeg2, "mpeg1video": Graph.check_mpeg1, "h264": Graph.check_h264,

@@ -50,8 +50,7 @@ void makeDirectory(const std::wstring& directory)
     if (!directory.empty())
         std::filesystem::create_directories(directory, error);
     if (error)
-        throw Failure(toUtf8(directory) + ": the directory cannot be created: " +
-                      resultText(HRESULT_FROM_WIN32(static_cast<DWORD>(error.value()))));
+        throw Failure(toUtf8(directory) + ": the directory cannot be created: " + error.message());
 }
 
 void load(IBaseFilter& filter, const Arguments& arguments)

@@ -31,9 +31,10 @@ bool parseNumber(std::string_view text, std::uint64_t limit, Number& number)
 }
 
 template <class Number>
-std::optional<Number> numberOption(const std::string& name, const std::string& text, std::uint64_t limit)
+std::optional<Number> numberOption(const CLI::App& app, const std::string& name, const std::string& text,
+                                   std::uint64_t limit)
 {
-    if (text.empty())
+    if (app.count(name) == 0)
         return std::nullopt;
     Number number{};
     if (!parseNumber(text, limit, number))
@@ -78,11 +79,11 @@ void declare(CLI::App& app, Arguments& arguments, Typed& typed)
     app.footer(kFooter);
 }
 
-void convert(const Typed& typed, Arguments& arguments)
+void convert(const CLI::App& app, const Typed& typed, Arguments& arguments)
 {
-    arguments.program = numberOption<std::uint32_t>("--program", typed.program, 0xFFFFFFFF);
-    arguments.bufferSize = numberOption<std::uint32_t>("--buffer-size", typed.bufferSize, 0xFFFFFFFF);
-    if (!typed.defaultPids.empty())
+    arguments.program = numberOption<std::uint32_t>(app, "--program", typed.program, 0xFFFFFFFF);
+    arguments.bufferSize = numberOption<std::uint32_t>(app, "--buffer-size", typed.bufferSize, 0xFFFFFFFF);
+    if (app.count("--default-pids") > 0)
         arguments.defaultPids = parseDefaultPids(typed.defaultPids);
     if (arguments.json && arguments.files.size() > 1)
         throw CLI::ValidationError("--json", "takes one FILE, not " + std::to_string(arguments.files.size()));
@@ -98,7 +99,7 @@ bool parseArguments(std::vector<std::string> words, Arguments& arguments, Ending
     std::reverse(words.begin(), words.end());  // CLI11 takes them from the back
     try {
         app.parse(words);
-        convert(typed, arguments);
+        convert(app, typed, arguments);
         return true;
     } catch (const CLI::CallForHelp&) {
         ending = {.text = app.help()};

@@ -57,7 +57,10 @@ int run(std::vector<std::string> words)
             std::fputs("\n", stdout);
         status = std::max(status, inspectOrExplain(path, arguments));
     }
-    return status;
+    if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0)
+        return status;
+    std::fputs("tsprobe: the report cannot be written\n", stderr);
+    return kFailed;
 }
 
 }  // namespace
