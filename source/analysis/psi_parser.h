@@ -119,6 +119,8 @@ private:
     struct SectionCandidate;
 
     bool nextSectionCandidate(Bytes& rest, std::uint16_t headerKey, std::uint8_t tableId, SectionCandidate& candidate);
+    template <class Accept>
+    bool findMapSection(Bytes block, std::uint16_t headerKey, SectionCandidate& candidate, Accept accept);
     bool takePrograms(Bytes section);
     void addProgram(std::uint16_t pid, std::uint16_t programNumber);
     bool takeStreamsOfPid(const SectionCandidate& candidate, std::uint16_t headerKey);

@@ -207,25 +207,32 @@ void CPSIParser::selectIfNone(std::uint16_t pmtPid, std::uint16_t programNumber)
     currentProgramNumber = programNumber;
 }
 
+/// Finds the first map section that `accept` takes; a packet without payload ends the search.
+template <class Accept>
+bool CPSIParser::findMapSection(Bytes block, std::uint16_t headerKey, SectionCandidate& candidate, Accept accept)
+{
+    while (nextSectionCandidate(block, headerKey, kPmtTableId, candidate)) {
+        if (candidate.state == SectionCandidate::State::noPayload)
+            return false;
+        if (candidate.state == SectionCandidate::State::section && accept(MapSection{candidate.section()}))
+            return true;
+    }
+    return false;
+}
+
 bool CPSIParser::parsePmt(const std::uint8_t* buffer, std::int32_t length, std::uint16_t headerKey,
                           bool& stillSearching)
 {
     stillSearching = true;
-    Bytes rest = bytesOf(buffer, length);
     SectionCandidate candidate;
-    while (nextSectionCandidate(rest, headerKey, kPmtTableId, candidate)) {
-        if (candidate.state == SectionCandidate::State::noPayload)
-            return false;
-        if (candidate.state == SectionCandidate::State::rejected)
-            continue;
-        const MapSection section{candidate.section()};
-        if (candidate.offset + static_cast<std::size_t>(section.firstEntry()) > packetSize)
-            continue;
-        const bool taken = takeStreamsOfPid(candidate, headerKey);
-        stillSearching = !taken;
-        return taken;
-    }
-    return false;
+    const auto entriesBeginInPacket = [&](const MapSection& section) {
+        return candidate.offset + static_cast<std::size_t>(section.firstEntry()) <= packetSize;
+    };
+    if (!findMapSection(bytesOf(buffer, length), headerKey, candidate, entriesBeginInPacket) ||
+        !takeStreamsOfPid(candidate, headerKey))
+        return false;
+    stillSearching = false;
+    return true;
 }
 
 /// The entries of a section that begins in this packet and may go on in one further packet of the PID.
@@ -262,24 +269,17 @@ bool CPSIParser::parsePmtForProgram(const std::uint8_t* buffer, std::int32_t len
                                     std::uint16_t programNumber, bool& stillSearching)
 {
     stillSearching = true;
-    Bytes rest = bytesOf(buffer, length);
     SectionCandidate candidate;
-    while (nextSectionCandidate(rest, headerKey, kPmtTableId, candidate)) {
-        if (candidate.state == SectionCandidate::State::noPayload)
-            return false;
-        if (candidate.state == SectionCandidate::State::rejected)
-            continue;
-        const MapSection section{candidate.section()};
-        if (section.programNumber() != programNumber)
-            continue;
-        StreamEntryReader reader(streamList, pidOfHeaderKey(headerKey), programNumber);
-        std::int32_t offset = section.firstEntry();
-        auto position = static_cast<std::size_t>(offset);
-        reader.takeWhile(section.bytes, position, offset, section.sectionLength() + 3);
-        stillSearching = false;
-        return true;
-    }
-    return false;
+    const auto isOfProgram = [=](const MapSection& section) { return section.programNumber() == programNumber; };
+    if (!findMapSection(bytesOf(buffer, length), headerKey, candidate, isOfProgram))
+        return false;
+    const MapSection section{candidate.section()};
+    StreamEntryReader reader(streamList, pidOfHeaderKey(headerKey), programNumber);
+    std::int32_t offset = section.firstEntry();
+    auto position = static_cast<std::size_t>(offset);
+    reader.takeWhile(section.bytes, position, offset, section.sectionLength() + 3);
+    stillSearching = false;
+    return true;
 }
 
 }  // namespace zarnow

@@ -6,7 +6,8 @@
 /// reads facts about the AVC (H.264) video. Needs nothing but the platform's COM headers, in C and in C++.
 ///
 /// A program is always named by the pair (PMT PID, program_number): several programs may share one PMT PID.
-/// Programs are to be selected while the graph is stopped.
+/// Programs are to be selected while the graph is stopped. Every method may also return E_OUTOFMEMORY.
+/// itarnwell.idl declares the same for interface compilers.
 
 #ifndef ZARNOW_ITARNWELL_H
 #define ZARNOW_ITARNWELL_H
@@ -38,8 +39,8 @@ typedef struct TarnwellVideoInfo
     BYTE sarHeightLow;     /* low 8 bits of sar_height */
     BYTE num_ref_frames;   /* low 8 bits of max_num_ref_frames */
     BYTE slicesPerPicture; /* slices of the first picture */
-    BYTE bFrameRun;        /* length of the first run of B pictures */
-    BYTE gopPictureCount;  /* pictures before the second sequence parameter set */
+    BYTE bFrameRun;        /* length of the first run of B pictures; two fields count as one */
+    BYTE gopPictureCount;  /* pictures before the second sequence parameter set; two fields count as one */
     BYTE frame_mbs_only_flag;
     BYTE mb_adaptive_frame_field_flag;
     BYTE entropy_coding_mode_flag; /* 1: CABAC, 0: CAVLC */
@@ -48,7 +49,7 @@ typedef struct TarnwellVideoInfo
     BYTE fixed_frame_rate_flag;
     BYTE timing_info_present_flag;
     BYTE reserved[2];
-    DWORD frameRateTimes100;            /* frames per second x 100 */
+    DWORD frameRateTimes100;            /* frames per second x 100, 0 when not known */
     DWORD estimatedAverageBitRate;      /* bits per second: 80 % of hrdBitRate */
     DWORD hrdBitRate;                   /* bits per second, first HRD schedule, else estimated from the file */
     DWORD hrdCpbSize;                   /* bits, first HRD schedule */
@@ -60,16 +61,20 @@ typedef struct TarnwellVideoInfo
 #undef INTERFACE
 #define INTERFACE ITarnwell
 
+#if defined(__cplusplus) && !defined(CINTERFACE)
+struct DECLSPEC_UUID("2B8F5D73-C61E-4A09-8E47-D3A06B15C2E8") ITarnwell; /* for __uuidof */
+#endif
+
 DECLARE_INTERFACE_(ITarnwell, IUnknown)
 {
-#ifndef __cplusplus
+#if !defined(__cplusplus) || defined(CINTERFACE)
     STDMETHOD(QueryInterface)(THIS_ REFIID riid, void** ppv) PURE;
     STDMETHOD_(ULONG, AddRef)(THIS) PURE;
     STDMETHOD_(ULONG, Release)(THIS) PURE;
 #endif
 
     /// Sets the size in bytes of the analysis read buffer and of each media sample; default 33000.
-    /// @return VFW_E_NOT_STOPPED while the filter is paused or running
+    /// @return VFW_E_NOT_STOPPED while the filter is paused or running, or why the filter's state cannot be told
     STDMETHOD(SetBufferSize)(THIS_ DWORD cb) PURE;
 
     /// @return E_POINTER when pcb is null
@@ -79,7 +84,7 @@ DECLARE_INTERFACE_(ITarnwell, IUnknown)
     STDMETHOD(GetProgramCount)(THIS_ DWORD * pCount) PURE;
 
     /// The selected program. The numbers are always written, the index only when the program is in the list.
-    /// @return S_FALSE when it is not
+    /// @return S_FALSE when it is not, E_POINTER when an output that is to be written is null
     STDMETHOD(GetCurrentProgram)(THIS_ DWORD * pIndex, WORD * pProgramNumber, WORD * pPmtPid) PURE;
 
     /// @return E_FAIL when no program has both values; the selection then stays
@@ -90,7 +95,7 @@ DECLARE_INTERFACE_(ITarnwell, IUnknown)
 
     /// pProgramNumber and pName may be null, but a name needs a valid pProgramNumber. An index past the last program
     /// leaves both numbers untouched. The caller frees the name with SysFreeString.
-    /// @return E_POINTER when pPmtPid is null
+    /// @return E_POINTER when pPmtPid is null, or pProgramNumber with a name
     STDMETHOD(GetProgramInfo)(THIS_ DWORD index, WORD * pPmtPid, WORD * pProgramNumber, BSTR * pName) PURE;
 
     /// @return E_POINTER when pCount is null
@@ -108,7 +113,7 @@ DECLARE_INTERFACE_(ITarnwell, IUnknown)
 
     /// Scans the selected program's AVC stream. Reads the file up to the second sequence parameter set.
     /// @param pInfo  52 bytes, written on success only
-    /// @return E_FAIL when the program has no AVC stream or no scan succeeded
+    /// @return E_FAIL when the program has no AVC stream or no scan succeeded, E_POINTER when pInfo is null
     STDMETHOD(GetVideoInfo)(THIS_ TarnwellVideoInfo * pInfo) PURE;
 };
 
@@ -116,6 +121,10 @@ DECLARE_INTERFACE_(ITarnwell, IUnknown)
 
 #ifdef __cplusplus
 }
+#endif
+
+#if defined(__CRT_UUID_DECL) && defined(__cplusplus) && !defined(CINTERFACE)
+__CRT_UUID_DECL(ITarnwell, 0x2b8f5d73, 0xc61e, 0x4a09, 0x8e, 0x47, 0xd3, 0xa0, 0x6b, 0x15, 0xc2, 0xe8)
 #endif
 
 #endif

@@ -77,7 +77,7 @@ INT_PTR CMPEGTSSourceProperties::OnReceiveMessage(HWND hwnd, UINT uMsg, WPARAM w
 {
     try {
         if (uMsg == WM_INITDIALOG) {
-            fillPage(hwnd);
+             fillPage(hwnd);
             SetDlgItemTextA(hwnd, IDC_VERSION_LINE, kVersionLine);
             return 1;
         }
@@ -114,6 +114,7 @@ void CMPEGTSSourceProperties::fillPage(HWND hwnd)
     fillStreamLines(hwnd);
 }
 
+/// Every program takes a line, also one without a name: places in the list are indexes of the filter.
 void CMPEGTSSourceProperties::fillPrograms(HWND hwnd)
 {
     sendToPrograms(hwnd, CB_RESETCONTENT);
@@ -121,8 +122,7 @@ void CMPEGTSSourceProperties::fillPrograms(HWND hwnd)
         WORD pmtPid = 0;
         WORD number = 0;
         BSTR name = nullptr;
-        if (FAILED(m_pTarnwell->GetProgramInfo(index, &pmtPid, &number, &name)))
-            continue;
+        m_pTarnwell->GetProgramInfo(index, &pmtPid, &number, &name);
         const std::string line = programLine(ansiOfBstr(name), pmtPid);
         sendToPrograms(hwnd, CB_ADDSTRING, 0, reinterpret_cast<LPARAM>(line.c_str()));
     }

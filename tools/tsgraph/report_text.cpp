@@ -34,10 +34,10 @@ std::string programLines(const ProgramFacts& program, std::size_t index)
 
 std::string avcLines(const TarnwellVideoInfo& info)
 {
-    return formatted("AVC video: profile_idc %lu, level_idc %lu, %.2f frames/s, %s, %u reference frames\n",
+    return formatted("AVC video: profile_idc %lu, level_idc %lu, %.2f frames/s, %s, reference frames: %u\n",
                      info.profile_idc, info.level_idc, static_cast<double>(info.frameRateTimes100) / 100.0,
                      info.entropy_coding_mode_flag != 0 ? "CABAC" : "CAVLC", unsigned{info.num_ref_frames}) +
-           formatted("  %u slices a picture, runs of %u B pictures, %u pictures a GOP, %s\n",
+           formatted("  slices per picture: %u, B pictures in a row: %u, pictures in the first GOP: %u, %s\n",
                      unsigned{info.slicesPerPicture}, unsigned{info.bFrameRun}, unsigned{info.gopPictureCount},
                      info.frame_mbs_only_flag != 0 ? "frames only" : "fields or frames") +
            formatted("  bit rate %lu bit/s (average %lu), buffer %lu bit\n", info.hrdBitRate,

@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <streams.h>
-#include <wrl/client.h>
 
 #include <filesystem>
 #include <string>
@@ -13,40 +12,10 @@
 #include "filter/itarnwell.h"
 #include "tests/support/temporary_file.h"
 #include "tests/support/transport_stream.h"
-#include "tests/windows/support/hresult.h"
+#include "tests/windows/support/filter_module.h"
 #include "tests/windows/support/sink_filter.h"
 
 namespace zarnow::test {
-
-using Microsoft::WRL::ComPtr;
-
-inline constexpr const wchar_t* kMpeg2Sample = L"tests/data/mpeg2.ts";
-inline constexpr const wchar_t* kTwoProgramsSample = L"tests/data/two-programs.ts";
-
-/// The filter's module, from the directory of the test program.
-class Module
-{
-public:
-    Module();
-    ~Module();
-
-    HRESULT classObject(REFCLSID clsid, REFIID iid, void** object) const;
-    HRESULT canUnload() const;
-    HRESULT call(const char* entryPoint) const;
-
-private:
-    FARPROC entry(const char* name) const;
-
-    HMODULE module_;
-};
-
-template <class Interface>
-ComPtr<Interface> query(IUnknown* object, REFIID iid)
-{
-    ComPtr<Interface> result;
-    EXPECT_HRESULT(S_OK, object->QueryInterface(iid, reinterpret_cast<void**>(result.GetAddressOf())));
-    return result;
-}
 
 std::vector<BYTE> contentOf(const std::filesystem::path& path);
 

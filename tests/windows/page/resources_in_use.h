@@ -1,0 +1,20 @@
+/// @file
+/// What this process holds of the system's resources.
+#pragma once
+
+#include <windows.h>
+
+namespace zarnow::test {
+
+struct ResourcesInUse
+{
+    DWORD gdi;
+    DWORD user;
+    DWORD handles;
+};
+
+/// Where the system's own counters are empty (Wine 8), objects are counted by asking for each possible handle, and
+/// kernel handles by the value of the next one.
+ResourcesInUse resourcesInUse();
+
+}  // namespace zarnow::test

@@ -1,0 +1,55 @@
+#include "tests/windows/support/filter_module.h"
+
+#include <filesystem>
+#include <string>
+
+namespace zarnow::test {
+
+Module::Module()
+{
+    std::wstring path(MAX_PATH, L'\0');
+    path.resize(GetModuleFileNameW(nullptr, path.data(), MAX_PATH));
+    module_ = LoadLibraryW((std::filesystem::path(path).parent_path() / L"ZarnowTSSource.ax").c_str());
+    EXPECT_NE(nullptr, module_);
+}
+
+Module::~Module()
+{
+    FreeLibrary(module_);
+}
+
+FARPROC Module::entry(const char* name) const
+{
+    return GetProcAddress(module_, name);
+}
+
+HRESULT Module::classObject(REFCLSID clsid, REFIID iid, void** object) const
+{
+    using Function = HRESULT(WINAPI*)(REFCLSID, REFIID, void**);
+    return reinterpret_cast<Function>(reinterpret_cast<void*>(entry("DllGetClassObject")))(clsid, iid, object);
+}
+
+ComPtr<IUnknown> Module::create(REFCLSID clsid) const
+{
+    ComPtr<IClassFactory> factory;
+    ComPtr<IUnknown> object;
+    EXPECT_HRESULT(S_OK, classObject(clsid, IID_IClassFactory, reinterpret_cast<void**>(factory.GetAddressOf())));
+    if (factory) {
+        EXPECT_HRESULT(S_OK, factory->CreateInstance(nullptr, IID_IUnknown,
+                                                     reinterpret_cast<void**>(object.GetAddressOf())));
+    }
+    return object;
+}
+
+HRESULT Module::call(const char* entryPoint) const
+{
+    using Function = HRESULT(WINAPI*)();
+    return reinterpret_cast<Function>(reinterpret_cast<void*>(entry(entryPoint)))();
+}
+
+HRESULT Module::canUnload() const
+{
+    return call("DllCanUnloadNow");
+}
+
+}  // namespace zarnow::test
