@@ -39,8 +39,8 @@ typedef struct TarnwellVideoInfo
     BYTE sarHeightLow;     /* low 8 bits of sar_height */
     BYTE num_ref_frames;   /* low 8 bits of max_num_ref_frames */
     BYTE slicesPerPicture; /* slices of the first picture */
-    BYTE bFrameRun;        /* length of the first run of B pictures; two fields count as one */
-    BYTE gopPictureCount;  /* pictures before the second sequence parameter set; two fields count as one */
+    BYTE bFrameRun;        /* length of the first run of B pictures; halved when frame_mbs_only_flag is 0 */
+    BYTE gopPictureCount;  /* pictures before the second sequence parameter set; halved likewise */
     BYTE frame_mbs_only_flag;
     BYTE mb_adaptive_frame_field_flag;
     BYTE entropy_coding_mode_flag; /* 1: CABAC, 0: CAVLC */

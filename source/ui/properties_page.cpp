@@ -11,8 +11,9 @@ namespace zarnow {
 
 namespace {
 
+// The control has room for two lines of about 45 characters.
 constexpr const char* kVersionLine =
-    "Zarnow TS Source - Version: " ZARNOW_VERSION_TEXT "\n64-bit DirectShow source filter for MPEG transport streams";
+    "Zarnow TS Source - Version: " ZARNOW_VERSION_TEXT "\n64-bit MPEG transport stream source filter";
 
 constexpr int kStreamLines = IDC_STREAM_4 - IDC_STREAM_1 + 1;
 
@@ -77,7 +78,7 @@ INT_PTR CMPEGTSSourceProperties::OnReceiveMessage(HWND hwnd, UINT uMsg, WPARAM w
 {
     try {
         if (uMsg == WM_INITDIALOG) {
-             fillPage(hwnd);
+            fillPage(hwnd);
             SetDlgItemTextA(hwnd, IDC_VERSION_LINE, kVersionLine);
             return 1;
         }

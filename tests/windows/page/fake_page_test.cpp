@@ -50,6 +50,22 @@ TEST_F(FakePageTest, ShowsTheProgramsAndTheStreamsOfTheCurrentOne)
     EXPECT_EQ(1U, filter.references);
 }
 
+TEST_F(FakePageTest, TheVersionLineFitsItsControl)
+{
+    open();
+    const HWND line = control(IDC_VERSION_LINE);
+    RECT room = {};
+    GetClientRect(line, &room);
+    RECT needed = room;
+    const HDC context = GetDC(line);
+    const HGDIOBJ before = SelectObject(context, reinterpret_cast<HFONT>(SendMessageA(line, WM_GETFONT, 0, 0)));
+    DrawTextA(context, text(IDC_VERSION_LINE).c_str(), -1, &needed, DT_CALCRECT | DT_WORDBREAK | DT_EXPANDTABS);
+    SelectObject(context, before);
+    ReleaseDC(line, context);
+    EXPECT_GE(room.right, needed.right);
+    EXPECT_GE(room.bottom, needed.bottom);
+}
+
 TEST_F(FakePageTest, StreamLines)
 {
     struct Case
