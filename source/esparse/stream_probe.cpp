@@ -63,7 +63,7 @@ bool CStreamProbe::readNewBlock(Block& block)
 {
     if (blockIndex.blockCount() == 0) {
         seekToFirstPacket();
-        firstBlockOffset = startOffset;
+        firstBlockOffset = file.position();
     } else if (!resumeAtBlock(blockIndex.blockCount())) {
         return false;
     }

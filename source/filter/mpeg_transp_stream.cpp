@@ -1,5 +1,7 @@
 #include "filter/mpeg_transp_stream.h"
 
+#include <utility>
+
 #include "filter/mpeg_ts_source.h"
 #include "mediatypes/demultiplexer_configuration.h"
 
@@ -13,9 +15,7 @@ constexpr long kBufferAlignment = 16;
 }  // namespace
 
 CMPEGTranspStream::CMPEGTranspStream(HRESULT* phr, CMPEGTSSource* source)
-    : CSourceStream(nullptr, phr, source, L"TS Out"),
-      analysisMutex(std::make_shared<std::recursive_mutex>()),
-      filter(*source)
+    : CSourceStream(nullptr, phr, source, L"TS Out"), analysisMutex(std::make_shared<std::mutex>()), filter(*source)
 {
 }
 
@@ -103,19 +103,28 @@ HRESULT CMPEGTranspStream::SetMediaType(const CMediaType* pmt)
     return analysed ? ConfigureDemultiplexer() : result;
 }
 
+/// Works on copies: the demultiplexer is somebody else's and may want locks whose holders wait for the analysis.
 HRESULT CMPEGTranspStream::ConfigureDemultiplexer()
 {
     try {
-        const CAnalysisLock lock(analysisMutex);
-        return zarnow::ConfigureDemultiplexer(this, {.video = videoStreams, .audio = audioStreams}, AvcPresent);
+        const auto [video, audio] = [this] {
+            const CAnalysisLock lock(analysisMutex);
+            return std::pair(videoStreams, audioStreams);
+        }();
+        return zarnow::ConfigureDemultiplexer(this, {.video = video, .audio = audio}, AvcPresent);
     } catch (...) {
         return E_OUTOFMEMORY;
     }
 }
 
+/// Called inside a load or a selection, which report their own results. Without a connection there is nothing to do,
+/// and nobody downstream who keeps the pin alive while the lock is given up.
 void CMPEGTranspStream::configureDemultiplexer()
 {
-    ConfigureDemultiplexer();  // a load and a selection report their own results
+    if (!IsConnected())
+        return;
+    const CAnalysisBreak unlocked(analysisMutex);
+    ConfigureDemultiplexer();
 }
 
 HRESULT CMPEGTranspStream::DecideAllocator(IMemInputPin* pPin, IMemAllocator** ppAlloc)

@@ -2,6 +2,8 @@
 
 #include <system_error>
 
+#include "tools/tsprobe/text_tables.h"
+
 #ifdef _WIN32
 #include "tools/common/utf8.h"
 #endif
@@ -11,6 +13,8 @@ namespace tsprobe {
 namespace {
 
 using zarnow::LoadResult;
+
+constexpr std::int64_t kLeastForPacketSize = 2000;  // bytes; a packet size is found in more than these
 
 #ifdef _WIN32
 std::wstring nativePath(const std::string& path)
@@ -67,7 +71,7 @@ void Inspection::select(std::uint32_t index)
 {
     if (!state_.selectProgram(index))
         throw InspectionError(path_ + ": --program " + std::to_string(index) + ": the file has " +
-                              std::to_string(state_.programList.size()) + " programs, counted from 0");
+                              counted(state_.programList.size(), "program") + ", counted from 0");
 }
 
 std::span<const zarnow::VideoProbeRecord> Inspection::video() const
@@ -92,10 +96,14 @@ std::string Inspection::reason()
 {
     const std::string layout = " Try --default-pids if you know its PIDs.";
     if (!state_.programList.empty())
-        return std::to_string(state_.programList.size()) +
-               " programs are listed, but no program map table of any of them was found." + layout;
+        return counted(state_.programList.size(), "program") +
+               " listed, but no program map table of any of them was found." + layout;
     if (state_.detectFilePacketSize())
         return "no program association table was found." + layout;
+    if (state_.fileSize <= kLeastForPacketSize)
+        return "the file is too short: more than 2000 bytes are needed.";
+    if (state_.readBuffer == nullptr || state_.readBufferSize <= kLeastForPacketSize)
+        return "the read buffer is too small, or too large to be had. Try another --buffer-size, or none.";
     return "no packet size in the first three reads of " + std::to_string(state_.readBufferSize) +
            " bytes: no sync bytes (0x47) 188 or 192 bytes apart. This is no transport stream, or its beginning is "
            "damaged; a larger --buffer-size looks further.";

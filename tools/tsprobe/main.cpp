@@ -9,6 +9,8 @@
 
 #ifdef _WIN32
 #include <windows.h>
+#include <fcntl.h>
+#include <io.h>
 
 #include "tools/common/utf8.h"
 #endif
@@ -71,6 +73,7 @@ int run(std::vector<std::string> words)
 int wmain(int argc, wchar_t** argv)
 {
     SetConsoleOutputCP(CP_UTF8);
+    _setmode(_fileno(stdout), _O_BINARY);  // the JSON is the same everywhere
     std::vector<std::string> words;
     std::transform(argv + 1, argv + argc, std::back_inserter(words), [](const wchar_t* word) { return toUtf8(word); });
     return tsprobe::run(std::move(words));
