@@ -20,15 +20,6 @@ std::wstring pathOf(const wchar_t* name)
     return (std::filesystem::temp_directory_path() / name).wstring();
 }
 
-/// Empty where the code page does not have the characters.
-std::string inAnsi(const std::wstring& wide)
-{
-    char ansi[MAX_PATH] = "";
-    BOOL replaced = FALSE;
-    WideCharToMultiByte(CP_ACP, 0, wide.c_str(), -1, ansi, sizeof(ansi), nullptr, &replaced);
-    return replaced ? "" : ansi;
-}
-
 }  // namespace
 
 /// Two programs are loaded; the next file has one.

@@ -11,15 +11,6 @@ using Statuses = std::vector<DWORD>;
 
 constexpr const wchar_t* kUmlauts = L"Fähre Süd";
 
-/// Empty where the code page does not have the characters.
-std::string inAnsi(const wchar_t* wide)
-{
-    char ansi[64] = "";
-    BOOL replaced = FALSE;
-    WideCharToMultiByte(CP_ACP, 0, wide, -1, ansi, sizeof(ansi), nullptr, &replaced);
-    return replaced ? "" : ansi;
-}
-
 std::vector<FakeProgram> threePrograms()
 {
     const std::vector<FakeStream> many = {{1, L"a"},    {2, nullptr}, {3, L"b"}, {4, L"c"},

@@ -56,6 +56,14 @@ HostWindow::~HostWindow()
     DestroyWindow(window_);
 }
 
+std::string inAnsi(const std::wstring& wide)
+{
+    char ansi[MAX_PATH] = "";
+    BOOL replaced = FALSE;
+    WideCharToMultiByte(CP_ACP, 0, wide.c_str(), -1, ansi, sizeof(ansi), nullptr, &replaced);
+    return replaced ? "" : ansi;
+}
+
 void PageTest::SetUp()
 {
     const ComPtr<IUnknown> object = module.create(CLSID_ZarnowTSProperties);

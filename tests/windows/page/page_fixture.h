@@ -47,6 +47,9 @@ private:
     HWND window_;
 };
 
+/// Empty where the code page does not have the characters.
+std::string inAnsi(const std::wstring& wide);
+
 /// Every test ends with nothing of the module left.
 class PageTest : public ::testing::Test
 {

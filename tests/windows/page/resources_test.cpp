@@ -1,7 +1,6 @@
 // The module's resources as other programs see them: the dialog template, the title, the version.
 
 #include <cstring>
-#include <string_view>
 #include <tuple>
 
 #include "tests/windows/page/page_fixture.h"
