@@ -11,9 +11,8 @@ namespace zarnow {
 
 namespace {
 
-// The control has room for two lines of about 45 characters.
 constexpr const char* kVersionLine =
-    "Zarnow TS Source - Version: " ZARNOW_VERSION_TEXT "\n64-bit MPEG transport stream source filter";
+    "Zarnow TS Source - Version: " ZARNOW_VERSION_TEXT "\n64-bit DirectShow source filter for MPEG transport streams";
 
 constexpr int kStreamLines = IDC_STREAM_4 - IDC_STREAM_1 + 1;
 
