@@ -83,10 +83,29 @@ struct AvcStreamInfo
 };
 
 static_assert(sizeof(AvcStreamInfo) == 52);
+static_assert(offsetof(AvcStreamInfo, profile_idc) == 0);
+static_assert(offsetof(AvcStreamInfo, level_idc) == 4);
 static_assert(offsetof(AvcStreamInfo, aspect_ratio_idc) == 8);
+static_assert(offsetof(AvcStreamInfo, sarWidthLow) == 9);
+static_assert(offsetof(AvcStreamInfo, sarHeightLow) == 10);
+static_assert(offsetof(AvcStreamInfo, num_ref_frames) == 11);
 static_assert(offsetof(AvcStreamInfo, slicesPerPicture) == 12);
+static_assert(offsetof(AvcStreamInfo, bFrameRun) == 13);
+static_assert(offsetof(AvcStreamInfo, gopPictureCount) == 14);
+static_assert(offsetof(AvcStreamInfo, frame_mbs_only_flag) == 15);
+static_assert(offsetof(AvcStreamInfo, mb_adaptive_frame_field_flag) == 16);
+static_assert(offsetof(AvcStreamInfo, entropy_coding_mode_flag) == 17);
+static_assert(offsetof(AvcStreamInfo, nal_hrd_parameters_present_flag) == 18);
+static_assert(offsetof(AvcStreamInfo, vcl_hrd_parameters_present_flag) == 19);
+static_assert(offsetof(AvcStreamInfo, fixed_frame_rate_flag) == 20);
 static_assert(offsetof(AvcStreamInfo, timing_info_present_flag) == 21);
+static_assert(offsetof(AvcStreamInfo, reserved) == 22);
 static_assert(offsetof(AvcStreamInfo, frameRateTimes100) == 24);
+static_assert(offsetof(AvcStreamInfo, estimatedAverageBitRate) == 28);
+static_assert(offsetof(AvcStreamInfo, hrdBitRate) == 32);
+static_assert(offsetof(AvcStreamInfo, hrdCpbSize) == 36);
+static_assert(offsetof(AvcStreamInfo, initialCpbRemovalDelayLength) == 40);
+static_assert(offsetof(AvcStreamInfo, timeOffsetLength) == 44);
 static_assert(offsetof(AvcStreamInfo, initialCpbRemovalDelay) == 48);
 
 }  // namespace zarnow

@@ -201,6 +201,16 @@ TEST_F(FilterTest, VideoInfoOnlyOfAvc)
     EXPECT_EQ(2500U, info.frameRateTimes100);
     EXPECT_EQ(499'968U, info.hrdBitRate);  // 500 kbit/s in the stream's steps of 64 bits
     EXPECT_EQ(399'974U, info.estimatedAverageBitRate);
+    // The same as bytes, by the offsets that applications of any language use.
+    BYTE bytes[52] = {};
+    memcpy(bytes, &info, sizeof(bytes));
+    EXPECT_EQ(100, bytes[0]);
+    EXPECT_EQ(30, bytes[4]);   // level 3.0
+    EXPECT_EQ(4, bytes[11]);   // reference frames
+    EXPECT_EQ(25, bytes[14]);  // pictures before the second parameter set
+    EXPECT_EQ(1, bytes[17]);   // CABAC
+    EXPECT_EQ(0x09C4, bytes[24] | bytes[25] << 8);
+    EXPECT_EQ(499'968, bytes[32] | bytes[33] << 8 | bytes[34] << 16);
     EXPECT_HRESULT(E_POINTER, tarnwell->GetVideoInfo(nullptr));
     ASSERT_HRESULT(S_OK, tarnwell->SelectProgram(1));
     EXPECT_HRESULT(E_FAIL, tarnwell->GetVideoInfo(&info));
