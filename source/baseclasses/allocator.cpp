@@ -128,8 +128,9 @@ STDMETHODIMP CBaseAllocator::GetBuffer(IMediaSample** ppBuffer, REFERENCE_TIME*,
     }
     if (FAILED(hr))
         return hr;
-    // Given back with the sample: the allocator outlives every sample that is out.
-    AddRef();
+    // Given back with the sample: the allocator outlives every sample that is out. Its own count serves, without the
+    // way round by an outer object: this is done for every sample.
+    CUnknown::NonDelegatingAddRef();
     sample->m_cRef = 1;
     *ppBuffer = sample;
     return S_OK;
@@ -158,7 +159,7 @@ STDMETHODIMP CBaseAllocator::ReleaseBuffer(IMediaSample* pBuffer)
     takeBack(static_cast<CMediaSample*>(pBuffer));
     if (m_fEnableReleaseCallback)
         notifyRelease();
-    Release();
+    CUnknown::NonDelegatingRelease();
     return S_OK;
 }
 
