@@ -35,8 +35,8 @@ ComPtr<IUnknown> Module::create(REFCLSID clsid) const
     ComPtr<IUnknown> object;
     EXPECT_HRESULT(S_OK, classObject(clsid, IID_IClassFactory, reinterpret_cast<void**>(factory.GetAddressOf())));
     if (factory) {
-        EXPECT_HRESULT(S_OK, factory->CreateInstance(nullptr, IID_IUnknown,
-                                                     reinterpret_cast<void**>(object.GetAddressOf())));
+        EXPECT_HRESULT(S_OK,
+                       factory->CreateInstance(nullptr, IID_IUnknown, reinterpret_cast<void**>(object.GetAddressOf())));
     }
     return object;
 }
