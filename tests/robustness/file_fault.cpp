@@ -1,0 +1,92 @@
+#include "tests/robustness/file_fault.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <optional>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace zarnow::test {
+
+namespace {
+
+struct Armed
+{
+    FileFault::Kind kind;
+    std::size_t left;
+    bool forGood;
+    bool struck = false;
+};
+
+std::optional<Armed> armed;
+
+bool strikes(FileFault::Kind kind) noexcept
+{
+    if (!armed || armed->kind != kind)
+        return false;
+    if (armed->left != 0) {
+        --armed->left;
+        return false;
+    }
+    const bool due = armed->forGood || !armed->struck;
+    armed->struck = armed->struck || due;
+    return due;
+}
+
+int failWith(int error) noexcept
+{
+    errno = error;
+    return -1;
+}
+
+}  // namespace
+
+FileFault::FileFault(Kind kind, std::size_t after, Lasting lasting) noexcept
+{
+    armed = Armed{.kind = kind, .left = after, .forGood = lasting == Lasting::forGood};
+}
+
+FileFault::~FileFault()
+{
+    armed.reset();
+}
+
+bool FileFault::struck() const noexcept
+{
+    return armed->struck;
+}
+
+// The linker sends every call of read here, and __real_read is the system's; so with the others.
+extern "C" {
+
+ssize_t __real_read(int descriptor, void* buffer, std::size_t size);
+ssize_t __wrap_read(int descriptor, void* buffer, std::size_t size);
+off_t __real_lseek(int descriptor, off_t offset, int origin);
+off_t __wrap_lseek(int descriptor, off_t offset, int origin);
+int __real_fstat(int descriptor, struct stat* status);
+int __wrap_fstat(int descriptor, struct stat* status);
+
+ssize_t __wrap_read(int descriptor, void* buffer, std::size_t size)
+{
+    if (strikes(FileFault::Kind::failedRead))
+        return failWith(EIO);
+    if (strikes(FileFault::Kind::interruptedRead))
+        return failWith(EINTR);
+    if (strikes(FileFault::Kind::shortRead))
+        size = std::max(size / 3, std::min(size, std::size_t{1}));
+    return __real_read(descriptor, buffer, size);
+}
+
+off_t __wrap_lseek(int descriptor, off_t offset, int origin)
+{
+    return strikes(FileFault::Kind::failedMove) ? failWith(EIO) : __real_lseek(descriptor, offset, origin);
+}
+
+int __wrap_fstat(int descriptor, struct stat* status)
+{
+    return strikes(FileFault::Kind::failedSize) ? failWith(EIO) : __real_fstat(descriptor, status);
+}
+
+}  // extern "C"
+
+}  // namespace zarnow::test

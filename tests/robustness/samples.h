@@ -1,0 +1,24 @@
+/// @file
+/// The streams that the robustness tests are made with: real ones from tests/data, and made-up ones that hold what an
+/// encoder would not write.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "tests/support/data.h"
+
+namespace zarnow::test {
+
+struct Sample
+{
+    std::string name;
+    Data packets;  ///< of 188 bytes, from a sync byte on
+};
+
+/// All of them; made once.
+const std::vector<Sample>& samples();
+
+const Sample& sample(const std::string& name);
+
+}  // namespace zarnow::test
