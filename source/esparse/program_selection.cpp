@@ -100,7 +100,8 @@ void CProgramSelection::pruneUnplayablePrograms()
         return;
     for (std::uint32_t i = 0; i < programList.size();) {
         const PsiEntry program = programList[i];
-        selectProgramByNumber(program.pmtPid, program.programNumber);
+        probeProgram(program);
+        finishSelection();
         if (abortScan)
             return;
         const bool removed = !isPlayable(program) && removeProgram(i, program.pmtPid, program.programNumber);
@@ -122,6 +123,7 @@ bool CProgramSelection::selectProgram(std::uint32_t index)
 {
     if (index >= programList.size())
         return false;
+    forgetFailedSearches();
     probeProgram(programList[index]);
     if (videoStreams[0].pid != 0)
         firstVideoDuration(videoStreams[0].pid, durationSeconds);
@@ -135,6 +137,7 @@ bool CProgramSelection::selectProgramByNumber(std::uint16_t pmtPid, std::uint16_
                                       [=](const PsiEntry& entry) { return entry.belongsTo(pmtPid, programNumber); });
     if (program == programList.end())
         return false;
+    forgetFailedSearches();
     probeProgram(*program);
     finishSelection();
     return true;

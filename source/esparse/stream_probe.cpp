@@ -15,6 +15,13 @@ void CStreamProbe::forgetSearches() noexcept
     blockIndex.clear();
     videoSearches.clear();
     audioSearches.clear();
+    readFailed = false;
+}
+
+void CStreamProbe::forgetFailedSearches() noexcept
+{
+    if (readFailed)
+        forgetSearches();
 }
 
 bool CStreamProbe::seekToFirstPacket()
@@ -47,7 +54,7 @@ bool CStreamProbe::readBlockWith(std::uint16_t headerKey, std::uint32_t& number,
     while (!abortScan && number < limit) {
         if (const auto known = blockIndex.find(headerKey, number)) {
             number = *known;
-            return number < limit && resumeAtBlock(number) && readBlock(probeBlockSize(), block);
+            return number < limit && readKnownBlock(number, block);
         }
         number = std::max(number, blockIndex.blockCount());
         if (number >= limit || blockIndex.complete() || !readNewBlock(block))
@@ -58,6 +65,13 @@ bool CStreamProbe::readBlockWith(std::uint16_t headerKey, std::uint32_t& number,
     return false;
 }
 
+bool CStreamProbe::readKnownBlock(std::uint32_t number, Block& block) noexcept
+{
+    const bool done = resumeAtBlock(number) && readBlock(probeBlockSize(), block);
+    readFailed = readFailed || !done;
+    return done;
+}
+
 /// Reads the first block that the index does not know, and takes note of it.
 bool CStreamProbe::readNewBlock(Block& block)
 {
@@ -65,9 +79,11 @@ bool CStreamProbe::readNewBlock(Block& block)
         seekToFirstPacket();
         firstBlockOffset = file.position();
     } else if (!resumeAtBlock(blockIndex.blockCount())) {
+        readFailed = true;
         return false;
     }
     if (!readBlock(probeBlockSize(), block)) {
+        readFailed = true;
         blockIndex.end();
         return false;
     }

@@ -51,6 +51,9 @@ protected:
     /// Forgets what earlier searches read: the file or the blocks are others now.
     void forgetSearches() noexcept;
 
+    /// The same after a read or a move that failed: what was not found then may be there now.
+    void forgetFailedSearches() noexcept;
+
 private:
     enum class AudioResult { found, notInBlock, givenUp };
 
@@ -65,6 +68,7 @@ private:
     AudioResult findAudioHeader(const Block& block, std::uint16_t& headerKey, bool lpcmMode, std::uint8_t streamType,
                                 AudioSearch& search);
     bool readBlockWith(std::uint16_t headerKey, std::uint32_t& number, std::uint32_t limit, Block& block);
+    bool readKnownBlock(std::uint32_t number, Block& block) noexcept;
     bool readNewBlock(Block& block);
     bool resumeAtBlock(std::uint32_t number) noexcept;
     std::int64_t lastPtsInBlock(const Block& block, std::uint16_t headerKey) const noexcept;
@@ -72,6 +76,7 @@ private:
 
     CBlockIndex blockIndex;
     std::int64_t firstBlockOffset = 0;  // of the blocks in the index
+    bool readFailed = false;            // since the searches were forgotten
     ProbeCache<VideoSearch> videoSearches;
     ProbeCache<AudioSearch> audioSearches;
 };

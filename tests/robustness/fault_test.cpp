@@ -75,6 +75,32 @@ TEST(ReadFaults, ReadsInPiecesMakeNoDifference)
     }
 }
 
+TEST(ReadFaults, NoFailedReadOutlivesItsLoad)
+{
+    for (const char* name : kSamples) {
+        const GoodFile good(name);
+        for (const Lasting lasting : {Lasting::once, Lasting::forGood}) {
+            bool struck = true;
+            for (std::size_t n = 0; struck && !HasFailure(); ++n) {
+                SCOPED_TRACE(testing::Message() << name << ", read " << n);
+                CProgramSelection selection;
+                {
+                    const FileFault fault(Kind::failedRead, n, lasting);
+                    EXPECT_EQ(good.load(selection), LoadResult::Status::loaded);
+                    struck = fault.struck();
+                }
+                expectConsistent(selection);
+                EXPECT_EQ(selection.file.position(), selection.startOffset);
+                allFacts(selection);  // its records' leftovers are in both of the next two
+                const std::string again = allFacts(selection);
+                selection.setReadBufferSize(selection.readBufferSize);
+                EXPECT_EQ(again, allFacts(selection)) << "a search remembers what could not be read";
+                expectGoodLoad(selection, good);
+            }
+        }
+    }
+}
+
 TEST(ReadFaults, FailedMovesAndSizes)
 {
     for (const char* name : kSamples) {
