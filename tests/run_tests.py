@@ -31,6 +31,14 @@ def suites():
     yield Suite("end to end", [sys.executable, ROOT / "tests" / "endtoend" / "run.py"])
 
 
+def make_samples():
+    """The files that the robustness tests and the end-to-end tests share."""
+    sys.path.insert(0, str(ROOT / "tests" / "endtoend"))
+    import samples
+    for name in samples.MAKERS:
+        samples.make(name)
+
+
 def report_path(suite):
     return RESULTS / (suite.name.replace(" ", "_") + ".xml")
 
@@ -82,6 +90,7 @@ def show(suite, output, status):
 
 def main():
     RESULTS.mkdir(parents=True, exist_ok=True)
+    make_samples()
     total_passed = total_failed = 0
     for suite in suites():
         start = time.monotonic()

@@ -1,14 +1,26 @@
-// Every sample in every environment.
+// Every sample in every environment: with buffers of any size, as packets of 188 and of 192 bytes, behind garbage, and
+// with the file ending anywhere. What is found must not depend on these, but for what is derived here from the layout
+// of the blocks that the searches read.
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstdlib>
 #include <fstream>
+#include <map>
+#include <optional>
 #include <sstream>
+#include <unistd.h>
 
+#include "analysis/media_clock.h"
+#include "analysis/stream_type.h"
+#include "esparse/audio_header.h"
+#include "esparse/avc_sequence_header.h"
+#include "esparse/mpeg_video_header.h"
 #include "tests/robustness/facts.h"
 #include "tests/robustness/samples.h"
 #include "tests/support/temporary_file.h"
+#include "tests/support/transport_stream.h"
 
 namespace zarnow::test {
 namespace {
@@ -28,6 +40,474 @@ TEST(Golden, FactsOfEverySample)
         std::ostringstream golden;
         golden << std::ifstream(path, std::ios::binary).rdbuf();
         EXPECT_EQ(facts, golden.str());
+    }
+}
+
+struct Environment
+{
+    std::uint32_t bufferSize = kDefaultReadBufferSize;
+    bool timed = false;
+    std::size_t garbage = 0;
+
+    std::uint32_t step() const { return timed ? kTimedPacketSize : kPacketSize; }
+    std::size_t start() const { return garbage + (timed ? 4 : 0); }
+
+    Data content(const Sample& sample) const
+    {
+        return join({filled(garbage, 0x11), timed ? test::timed(sample.packets) : sample.packets});
+    }
+
+    std::string text() const
+    {
+        return "buffers of " + std::to_string(bufferSize) + ", packets of " + std::to_string(step()) + " behind " +
+               std::to_string(garbage);
+    }
+};
+
+/// The file as the probes read it: blocks of whole packets, two fewer than the buffer holds. The walk over a block does
+/// not come to a packet that ends where the block ends.
+class Blocks
+{
+public:
+    static constexpr std::size_t kNone = SIZE_MAX;
+
+    Blocks(const Data& file, const Environment& environment)
+        : file_(file),
+          start_(environment.start()),
+          step_(environment.step()),
+          size_((environment.bufferSize / step_ - 2) * step_)
+    {
+    }
+
+    std::size_t count() const { return file_.size() > start_ ? (file_.size() - start_ - 1) / size_ + 1 : 0; }
+    std::size_t begin(std::size_t block) const { return start_ + block * size_; }
+    std::size_t end(std::size_t block) const { return std::min(begin(block) + size_, file_.size()); }
+
+    /// The block that ends at or holds a position, which is not its first byte.
+    std::size_t of(std::size_t position) const { return (position - start_ - 1) / size_; }
+
+    /// The packet of a PID that a search comes to first.
+    std::size_t first(std::size_t block, std::uint16_t pid, bool unitStart) const
+    {
+        for (std::size_t at = begin(block); at + step_ < end(block); at += step_) {
+            if (isOf(at, pid, unitStart))
+                return at;
+        }
+        return kNone;
+    }
+
+    bool isOf(std::size_t at, std::uint16_t pid, bool unitStart) const
+    {
+        return at + kPacketHeaderSize <= file_.size() && file_[at] == kSyncByte &&
+               ((file_[at + 1] & 0x1F) << 8 | file_[at + 2]) == pid && (!unitStart || (file_[at + 1] & 0x40) != 0);
+    }
+
+    Bytes payload(std::size_t at) const
+    {
+        return hasPayload(&file_[at]) ? payloadOf(&file_[at], static_cast<std::uint32_t>(step_)) : Bytes();
+    }
+
+    const Data& file() const { return file_; }
+    std::size_t step() const { return step_; }
+
+private:
+    const Data& file_;
+    std::size_t start_;
+    std::size_t step_;
+    std::size_t size_;
+};
+
+/// What the header in a packet says; empty when there is none that is accepted.
+std::string videoHeader(const Blocks& blocks, std::size_t at, std::uint8_t type)
+{
+    const Bytes payload = blocks.payload(at);
+    const auto length = static_cast<std::int32_t>(payload.size());
+    VideoProbeRecord record;
+    AvcStreamInfo info;
+    if (type == stream_type::kAvc ? !parseAvcSequenceHeader(info, payload.data(), length, record)
+                                  : !findSequenceHeader(payload.data(), length, record))
+        return "";
+    record.pid = pidOfHeaderKey(static_cast<std::uint16_t>(blocks.file()[at + 1] | blocks.file()[at + 2] << 8));
+    record.streamId = payload[3];
+    record.streamType = type;
+    return mediaText(record);
+}
+
+std::string audioHeader(const Blocks& blocks, std::size_t at, std::uint8_t type)
+{
+    const Bytes payload = blocks.payload(at);
+    for (const bool lpcm : {false, true}) {
+        AudioProbeRecord record;
+        if (!parseAudioHeader(payload.data(), static_cast<std::int32_t>(payload.size()), type, record, lpcm))
+            continue;
+        record.pid = pidOfHeaderKey(static_cast<std::uint16_t>(blocks.file()[at + 1] | blocks.file()[at + 2] << 8));
+        record.streamId = payload[3];
+        return mediaText(record);
+    }
+    return "";
+}
+
+constexpr std::size_t kMaxAudioBlocks = 24;
+
+/// The first block in which the search for a header cannot but find one, since the first packet that it looks at has
+/// it. Which further packets of a block it looks at depends on what is in them.
+std::size_t certainBlock(const Blocks& blocks, const PsiEntry& stream)
+{
+    const bool video = stream_type::isVideo(stream.streamType);
+    bool unitStart = true;
+    const std::size_t count = video ? blocks.count() : std::min(blocks.count(), kMaxAudioBlocks);
+    for (std::size_t block = 0; block < count; ++block) {
+        const std::size_t at = blocks.first(block, stream.pid, unitStart);
+        if (at == Blocks::kNone)
+            continue;
+        if (!(video ? videoHeader(blocks, at, stream.streamType) : audioHeader(blocks, at, stream.streamType)).empty())
+            return block;
+        unitStart = video;
+    }
+    return Blocks::kNone;
+}
+
+using MediaTexts = std::map<std::uint16_t, std::string>;
+
+template <class Records>
+void addTexts(const Records& records, MediaTexts& texts)
+{
+    for (const auto& record : records) {
+        if (record.pid != 0)
+            texts[record.pid] = mediaText(record);
+    }
+}
+
+/// What the sample holds, as found in the environment that its golden text is about.
+struct Reference
+{
+    explicit Reference(const Sample& sample, bool timed = false)
+    {
+        const Environment usual{.timed = timed};
+        const TemporaryFile file(usual.content(sample));
+        CProgramSelection selection;
+        selection.loadFile(file.path().c_str());
+        programs = selection.programList;
+        streams = selection.streamList;
+        for (std::uint32_t i = 0; selection.selectProgram(i); ++i) {
+            addTexts(selection.videoStreams, media);
+            addTexts(selection.audioStreams, media);
+            AvcStreamInfo info;
+            if (selection.readVideoInfo(info))
+                structure[selection.currentProgramNumber] = structureText(info);
+        }
+    }
+
+    std::vector<PsiEntry> programs;
+    std::vector<PsiEntry> streams;
+    MediaTexts media;
+    std::map<std::uint16_t, std::string> structure;
+};
+
+bool sameEntry(const PsiEntry& a, const PsiEntry& b)
+{
+    return a.pid == b.pid && a.streamType == b.streamType && a.belongsTo(b.pmtPid, b.programNumber);
+}
+
+/// Whether `part` is `whole` with entries left out.
+bool isSubsequence(const std::vector<PsiEntry>& part, const std::vector<PsiEntry>& whole)
+{
+    auto at = whole.begin();
+    for (const PsiEntry& entry : part) {
+        at = std::find_if(at, whole.end(), [&](const PsiEntry& one) { return sameEntry(one, entry); });
+        if (at == whole.end())
+            return false;
+        ++at;
+    }
+    return true;
+}
+
+/// A video record's position is that of its header's packet, mirrored in the block.
+void expectPlace(const Blocks& blocks, const VideoProbeRecord& record)
+{
+    const std::size_t block = blocks.of(record.filePosition);
+    ASSERT_LT(block, blocks.count());
+    const std::size_t at = blocks.begin(block) + (blocks.end(block) - record.filePosition);
+    ASSERT_TRUE(blocks.isOf(at, record.pid, true));
+    EXPECT_EQ(videoHeader(blocks, at, record.streamType), mediaText(record));
+    if (record.streamType != stream_type::kAvc) {
+        const Bytes payload = blocks.payload(at);
+        EXPECT_EQ(static_cast<std::int64_t>(record.firstPts),
+                  CPSIParser::readPesPts(payload.data(), static_cast<std::int32_t>(payload.size())));
+    }
+    EXPECT_LE(block, certainBlock(blocks, {.pid = record.pid, .streamType = record.streamType}));
+}
+
+/// An audio record's position is the end of what was read, less one.
+void expectPlace(const Blocks& blocks, const AudioProbeRecord& record)
+{
+    const std::size_t block = blocks.of(record.filePosition + std::size_t{1});
+    ASSERT_LT(block, std::min(blocks.count(), kMaxAudioBlocks));
+    EXPECT_EQ(record.filePosition + std::size_t{1}, blocks.end(block));
+    std::size_t headers = 0;
+    for (std::size_t at = blocks.begin(block); at + blocks.step() < blocks.end(block); at += blocks.step())
+        headers +=
+            blocks.isOf(at, record.pid, false) && audioHeader(blocks, at, record.streamType) == mediaText(record);
+    EXPECT_NE(headers, 0U);
+    EXPECT_LE(block, certainBlock(blocks, {.pid = record.pid, .streamType = record.streamType}));
+}
+
+/// The duration is measured to a stamp of the first block, counted from the file's end, that has one. What
+/// lies between those blocks is not read, and the last kilobyte of one, where the walk back finds its footing or gives
+/// the block up, may not be looked at.
+void expectDuration(const Blocks& blocks, const CProgramSelection& selection)
+{
+    constexpr std::size_t kTail = 4;
+    constexpr std::size_t kUncertain = 1000;
+    const VideoProbeRecord& video = selection.videoStreams[0];
+    const std::size_t size = (selection.readBufferSize / blocks.step() - 2) * blocks.step();
+    std::size_t end = blocks.file().size() - kTail;
+    std::size_t step = selection.readBufferSize;
+    std::vector<std::int64_t> possible;
+    bool certain = false;
+    while (!certain && end >= step) {
+        const std::size_t begin = end - step;
+        end = begin + size;
+        step = std::size_t{selection.readBufferSize} * 2;
+        const std::size_t grid = selection.startOffset;
+        const std::size_t earlier = possible.size();
+        std::uint32_t ignored = 0;
+        const bool footing = selection.findSync(&blocks.file()[end - kUncertain], kUncertain, ignored);
+        for (std::size_t at =
+                 grid + (begin - std::min(begin, grid) + blocks.step() - 1) / blocks.step() * blocks.step();
+             at < end; at += blocks.step()) {
+            if (at <= begin || !blocks.isOf(at, video.pid, true))
+                continue;
+            const Bytes payload = blocks.payload(at);
+            const std::int64_t stamp =
+                CPSIParser::readPesPts(payload.data(), static_cast<std::int32_t>(payload.size()));
+            if (at + kUncertain <= end && stamp != 0 && footing) {
+                certain = true;  // at least this one is found
+                possible.resize(earlier);
+            }
+            possible.push_back(stamp);
+        }
+    }
+    const auto secondsTo = [&](std::int64_t stamp) {
+        return secondsOfTicks(static_cast<std::int64_t>(static_cast<std::uint64_t>(stamp) - video.firstPts));
+    };
+    const bool fits = std::any_of(possible.begin(), possible.end(),
+                                  [&](std::int64_t stamp) { return selection.durationSeconds == secondsTo(stamp); });
+    EXPECT_TRUE(fits || (!certain && selection.durationSeconds == 0.0)) << selection.durationSeconds;
+}
+
+void expectStreams(const CProgramSelection& selection, const Reference& reference, const Blocks& blocks)
+{
+    MediaTexts found;
+    addTexts(selection.videoStreams, found);
+    addTexts(selection.audioStreams, found);
+    for (const VideoProbeRecord& record : selection.videoStreams) {
+        if (record.pid != 0)
+            expectPlace(blocks, record);
+    }
+    for (const AudioProbeRecord& record : selection.audioStreams) {
+        if (record.pid != 0)
+            expectPlace(blocks, record);
+    }
+    for (const PsiEntry& stream : selection.streamList) {
+        if (!stream.belongsTo(selection.currentPmtPid, selection.currentProgramNumber))
+            continue;
+        SCOPED_TRACE(testing::Message() << "stream " << stream.pid);
+        const auto known = reference.media.find(stream.pid);
+        const auto here = found.find(stream.pid);
+        if (here != found.end()) {
+            EXPECT_EQ(here->second, known != reference.media.end() ? known->second : "no such stream");
+        } else if (known != reference.media.end()) {
+            EXPECT_EQ(certainBlock(blocks, stream), Blocks::kNone) << "a header is overlooked";
+        }
+    }
+}
+
+/// A program is missing only where none of its streams has a header that is certainly found.
+void expectPrograms(const CProgramSelection& selection, const Reference& reference, const Blocks& blocks)
+{
+    EXPECT_TRUE(isSubsequence(selection.programList, reference.programs));
+    for (const PsiEntry& program : reference.programs) {
+        const auto listed = [&](const PsiEntry& one) { return sameEntry(one, program); };
+        if (std::any_of(selection.programList.begin(), selection.programList.end(), listed))
+            continue;
+        for (const PsiEntry& stream : selection.streamList) {
+            if (stream.belongsTo(program.pmtPid, program.programNumber) && reference.media.contains(stream.pid)) {
+                EXPECT_EQ(certainBlock(blocks, stream), Blocks::kNone) << program.programNumber;
+            }
+        }
+    }
+}
+
+/// Everything that is found in an analysed file, against the reference. @param whole  nothing is cut off the file
+void expectFacts(CProgramSelection& selection, const Reference& reference, const Environment& environment,
+                 const Data& content, bool whole)
+{
+    const Blocks blocks(content, environment);
+    EXPECT_EQ(selection.packetSize, environment.step());
+    EXPECT_EQ(selection.startOffset, environment.start());
+    EXPECT_EQ(selection.file.position(), static_cast<std::int64_t>(environment.start()));
+    EXPECT_TRUE(isSubsequence(selection.streamList, reference.streams));
+    EXPECT_TRUE(!whole || selection.streamList.size() == reference.streams.size());
+    expectPrograms(selection, reference, blocks);
+    for (std::uint32_t i = 0; selection.selectProgram(i); ++i) {
+        SCOPED_TRACE(programName(selection.currentProgramNumber));
+        expectStreams(selection, reference, blocks);
+        if (selection.videoStreams[0].pid != 0)
+            expectDuration(blocks, selection);
+        AvcStreamInfo info;
+        if (selection.readVideoInfo(info))
+            EXPECT_EQ(structureText(info), reference.structure.at(selection.currentProgramNumber));
+        else
+            EXPECT_FALSE(whole && reference.structure.contains(selection.currentProgramNumber));
+    }
+}
+
+constexpr std::size_t kAhead = 1000;  // bytes of packets that the search for the first one needs, and a few more
+
+/// Loads one file and holds everything found in it against the reference. @return whether it was analysed
+bool expectSame(const Reference& reference, const Environment& environment, const Data& content, bool whole)
+{
+    const TemporaryFile file(content);
+    CProgramSelection selection;
+    selection.setReadBufferSize(environment.bufferSize);
+    EXPECT_EQ(selection.loadFile(file.path().c_str()).status, LoadResult::Status::loaded);
+    if (selection.analysed)
+        expectFacts(selection, reference, environment, content, whole);
+    return selection.analysed;
+}
+
+void expectSameEverywhere(const Sample& sample)
+{
+    for (const bool timed : {false, true}) {
+        const Reference reference(sample, timed);
+        for (const std::uint32_t bufferSize : {2001U, 3000U, 7777U, 32768U, 33000U, 65536U, 1U << 20}) {
+            for (const std::size_t garbage : {0U, 77U, 5000U, 120000U}) {
+                const Environment environment{bufferSize, timed, garbage};
+                SCOPED_TRACE(sample.name + ": " + environment.text());
+                EXPECT_EQ(expectSame(reference, environment, environment.content(sample), true),
+                          garbage + kAhead < bufferSize * 3)
+                    << "three buffers are looked into";
+                if (testing::Test::HasFailure())
+                    return;
+            }
+        }
+    }
+}
+
+TEST(Environments, EverySample)
+{
+    for (const Sample& one : samples())
+        expectSameEverywhere(one);
+}
+
+TEST(Environments, FilesMadeByFfmpeg)
+{
+    const std::vector<Sample> made = madeSamples();
+    if (made.empty())
+        GTEST_SKIP() << "tests/run_tests.py makes them in " << ZARNOW_MADE_SAMPLES;
+    for (const Sample& one : made)
+        expectSameEverywhere(one);
+}
+
+TEST(Environments, FilesThatEndAnywhere)
+{
+    constexpr std::size_t kCuts = 60;
+    for (const Sample& one : samples()) {
+        for (const bool timed : {false, true}) {
+            const Reference reference(one, timed);
+            for (const std::uint32_t bufferSize : {2001U, 33000U}) {
+                const Environment environment{bufferSize, timed};
+                const Data content = environment.content(one);
+                bool before = false;  // whether a shorter file was analysed
+                for (std::size_t cut = 0; cut < kCuts && !HasFailure(); ++cut) {
+                    // The first ones lie close together, around the tables; the others anywhere in their packets.
+                    const std::size_t size = cut < kCuts / 2
+                                                 ? 2000 + cut * cut
+                                                 : content.size() * (cut * 2 - kCuts) / kCuts + cut * 37 % 190;
+                    SCOPED_TRACE(testing::Message() << one.name << ": " << environment.text() << ", cut at " << size);
+                    const bool analysed = expectSame(reference, environment, firstBytes(content, size), false);
+                    EXPECT_TRUE(size > 2000 || !analysed);
+                    EXPECT_TRUE(size < 2000 + kCuts || analysed || !before) << "a shorter file was analysed";
+                    before = analysed;
+                }
+                EXPECT_TRUE(before) << one.name;
+            }
+        }
+    }
+}
+
+/// The tables, once in the file, with the block that the table scans read ending before, in and behind them. A packet
+/// that a block's end cuts, or that ends there, is not looked at, and behind another packet of the PID one is found
+/// only with more than five packets of the block to go. Where programs share the PID of their maps the blocks overlap,
+/// and what is lost in one may be found in the next. Otherwise a map whose second packet is lost ends with its first.
+TEST(Environments, MapsCutByABlocksEnd)
+{
+    constexpr std::uint32_t kMargin = 100;
+    constexpr std::size_t kOverlap = 186;
+    constexpr std::size_t kBehind = 5 * kPacket;
+    constexpr std::size_t kMapsAt = 12 * kPacket;
+    const Data shared = join({patPacket({{1, 0x100}, {2, 0x100}}), nullPackets(11),
+                              pmtPacket(0x100, 1, {{0x0F, 0x110}}), pmtPacket(0x100, 2, {{0x0F, 0x120}})});
+    std::vector<Stream> many(50, {0x05, 0x200});
+    for (std::size_t i = 0; i < many.size(); ++i)
+        many[i].pid = static_cast<std::uint16_t>(many[i].pid + i);
+    const Data section = pointed(pmtSection(1, many));
+    const auto cut = section.begin() + kPacket - 4;
+    const Data single = join({patPacket({{1, 0x100}}), nullPackets(11), packet({.pid = 0x100}, {section.begin(), cut}),
+                              packet({.pid = 0x100}, {cut, section.end()})});
+    constexpr std::size_t kInFirst = (kPacket - 4 - 1 - 12) / 5;
+    for (std::uint32_t bufferSize = 2001; bufferSize < 3400; ++bufferSize) {
+        SCOPED_TRACE(testing::Message() << "buffers of " << bufferSize);
+        const std::size_t blockSize = bufferSize - kMargin;
+        CProgramSelection selection;
+        selection.setReadBufferSize(bufferSize);
+        const auto streamsIn = [&](const Data& tables) {
+            const TemporaryFile file(join({tables, nullPackets(40)}));
+            selection.loadFile(file.path().c_str());
+            return selection.analysed ? selection.streamList.size() - 2 : 0;  // without the two that a PAT leads with
+        };
+        const bool firstSeen = kMapsAt + kPacket < blockSize;
+        const bool secondSeen = kMapsAt + 1 + kBehind < blockSize;
+        const auto inNext = [&](std::size_t map) { return map + kOverlap >= blockSize; };
+        EXPECT_EQ(streamsIn(shared),
+                  std::size_t{firstSeen || inNext(kMapsAt)} + std::size_t{secondSeen || inNext(kMapsAt + kPacket)});
+        const bool wholeInNext = kMapsAt >= blockSize;
+        EXPECT_EQ(streamsIn(single), secondSeen || wholeInNext ? many.size() : firstSeen ? kInFirst : 0);
+        if (HasFailure())
+            return;
+    }
+}
+
+std::size_t residentBytes()
+{
+    std::size_t pages = 0;
+    std::ifstream("/proc/self/statm") >> pages >> pages;
+    return pages * static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+}
+
+TEST(BufferSizes, OfAnyValue)
+{
+    const Sample& one = sample("two-programs");
+    const TemporaryFile file(one.packets);
+    const Reference reference(one);
+    CProgramSelection selection;
+    for (const std::uint32_t size : {0U, 1U, 187U, 188U, 375U, 376U, 2000U, 2001U, 0x7FFFFFFFU, 0xFFFFFFFFU}) {
+        SCOPED_TRACE(size);
+        selection.setReadBufferSize(kDefaultReadBufferSize);
+        ASSERT_EQ(selection.loadFile(file.path().c_str()).status, LoadResult::Status::loaded);
+        const std::size_t before = residentBytes();
+        selection.setReadBufferSize(size);
+        if (selection.readBuffer == nullptr)
+            GTEST_SKIP() << "no " << size << " bytes of address space here";
+        EXPECT_TRUE(selection.selectProgram(0)) << "of the file that is loaded";
+        EXPECT_EQ(selection.loadFile(nullptr).status, LoadResult::Status::loaded);
+        EXPECT_EQ(selection.analysed, size > 2000) << "fewer bytes do not tell the packet size";
+        if (selection.analysed) {
+            EXPECT_EQ(selection.durationSeconds == 0.0, size > 0x3FFFFFFF) << "two buffers back are no 32-bit distance";
+            expectPrograms(selection, reference, Blocks(one.packets, {.bufferSize = size}));
+        }
+        EXPECT_LT(residentBytes(), before + (64U << 20)) << "a buffer is written to no further than the file goes";
     }
 }
 

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "analysis/stream_type.h"
+
 namespace zarnow::test {
 
 namespace {
@@ -23,29 +25,12 @@ std::string hexText(const std::uint8_t* bytes, std::size_t count)
     return text;
 }
 
-std::string videoInfoText(const AvcStreamInfo& info)
-{
-    std::string text =
-        formatted("  avc: profile %u level %u aspect %u sar %u:%u refs %u slices %u run %u gop %u", info.profile_idc,
-                  info.level_idc, info.aspect_ratio_idc, info.sarWidthLow, info.sarHeightLow, info.num_ref_frames,
-                  info.slicesPerPicture, info.bFrameRun, info.gopPictureCount);
-    text += formatted(" frames only %u mbaff %u cabac %u hrd %u %u fixed %u timing %u", info.frame_mbs_only_flag,
-                      info.mb_adaptive_frame_field_flag, info.entropy_coding_mode_flag,
-                      info.nal_hrd_parameters_present_flag, info.vcl_hrd_parameters_present_flag,
-                      info.fixed_frame_rate_flag, info.timing_info_present_flag);
-    return text + formatted(" rate %u average %u bit rate %u cpb %u delay %u of %u, offset %u\n",
-                            info.frameRateTimes100, info.estimatedAverageBitRate, info.hrdBitRate, info.hrdCpbSize,
-                            info.initialCpbRemovalDelay, info.initialCpbRemovalDelayLength, info.timeOffsetLength);
-}
-
 std::string selectionText(CProgramSelection& selection)
 {
     std::string text = programName(selection.currentProgramNumber) + "\n";
     for (const VideoProbeRecord& record : selection.videoStreams) {
         if (record.pid != 0)
-            text +=
-                "  " + mediaText(record) +
-                formatted(" at %u, first stamp %lld\n", record.filePosition, static_cast<long long>(record.firstPts));
+            text += "  " + mediaText(record) + formatted(" at %u\n", record.filePosition);
     }
     for (const AudioProbeRecord& record : selection.audioStreams) {
         if (record.pid != 0)
@@ -64,7 +49,7 @@ std::string selectionText(CProgramSelection& selection)
 
 std::string tablesText(const CProgramSelection& selection)
 {
-    std::string text = formatted("packets of %u bytes\n", selection.packetSize);
+    std::string text;
     for (const PsiEntry& program : selection.programList)
         text += formatted("program %u: map 0x%04X\n", program.programNumber, program.pmtPid);
     for (const PsiEntry& stream : selection.streamList)
@@ -75,13 +60,17 @@ std::string tablesText(const CProgramSelection& selection)
 
 std::string mediaText(const VideoProbeRecord& record)
 {
+    if (record.streamType == stream_type::kAvc)
+        return formatted("video 0x%04X: id 0x%02X type 0x%02X %ux%u frame %lld aspect %u:%u progressive %u format %u",
+                         record.pid, record.streamId, record.streamType, record.codedWidth, record.codedHeight,
+                         static_cast<long long>(record.avgTimePerFrame), record.aspectX, record.aspectY,
+                         record.progressive, record.videoFormat);
     std::string text = formatted("video 0x%04X: id 0x%02X type 0x%02X profile %u level %u %ux%u vbv %u", record.pid,
                                  record.streamId, record.streamType, record.profile, record.level, record.codedWidth,
                                  record.codedHeight, record.vbvBufferBytes);
-    text += formatted(" frame %u %lld rate %.6f bits %u pels %u %u aspect %u:%u progressive %u format %u",
-                      record.frameTicks90k, static_cast<long long>(record.avgTimePerFrame), record.frameRate,
-                      record.bitRate, record.pelsPerMeterX, record.pelsPerMeterY, record.aspectX, record.aspectY,
-                      record.progressive, record.videoFormat);
+    text += formatted(" frame %u %lld rate %.6f bits %u pels %u %u aspect %u:%u progressive %u", record.frameTicks90k,
+                      static_cast<long long>(record.avgTimePerFrame), record.frameRate, record.bitRate,
+                      record.pelsPerMeterX, record.pelsPerMeterY, record.aspectX, record.aspectY, record.progressive);
     const std::size_t size = std::min<std::size_t>(record.sequenceHeaderLength, record.sequenceHeader.size());
     return text + " header " + hexText(record.sequenceHeader.data(), size);
 }
@@ -93,16 +82,31 @@ std::string mediaText(const AudioProbeRecord& record)
                      record.avgBytesPerSec, record.isLpcm, record.channels, record.bitsPerSample);
 }
 
+std::string structureText(const AvcStreamInfo& info)
+{
+    std::string text =
+        formatted("avc: profile %u level %u aspect %u sar %u:%u refs %u slices %u run %u gop %u", info.profile_idc,
+                  info.level_idc, info.aspect_ratio_idc, info.sarWidthLow, info.sarHeightLow, info.num_ref_frames,
+                  info.slicesPerPicture, info.bFrameRun, info.gopPictureCount);
+    text += formatted(" frames only %u mbaff %u cabac %u hrd %u %u fixed %u timing %u rate %u",
+                      info.frame_mbs_only_flag, info.mb_adaptive_frame_field_flag, info.entropy_coding_mode_flag,
+                      info.nal_hrd_parameters_present_flag, info.vcl_hrd_parameters_present_flag,
+                      info.fixed_frame_rate_flag, info.timing_info_present_flag, info.frameRateTimes100);
+    return text + formatted(" cpb %u delay %u of %u, offset %u", info.hrdCpbSize, info.initialCpbRemovalDelay,
+                            info.initialCpbRemovalDelayLength, info.timeOffsetLength);
+}
+
 std::string allFacts(CProgramSelection& selection)
 {
     if (!selection.analysed)
         return "not analysed\n";
-    std::string text = tablesText(selection);
+    std::string text = formatted("packets of %u bytes\n", selection.packetSize) + tablesText(selection);
     for (std::uint32_t i = 0; selection.selectProgram(i); ++i) {
         text += selectionText(selection);
         AvcStreamInfo info;
         if (selection.readVideoInfo(info))
-            text += videoInfoText(info);
+            text += "  " + structureText(info) +
+                    formatted("\n  %u bit/s, on average %u\n", info.hrdBitRate, info.estimatedAverageBitRate);
     }
     selection.selectProgram(0);
     return text;

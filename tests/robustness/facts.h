@@ -11,9 +11,13 @@ namespace zarnow::test {
 /// Programs and streams in table order.
 std::string tablesText(const CProgramSelection& selection);
 
-/// What the stream itself says; equal wherever in the file a repetition of the same header was found.
+/// What the stream's header says, equal for every repetition of it. Of an AVC stream without the fields that are left
+/// over from another stream.
 std::string mediaText(const VideoProbeRecord& record);
 std::string mediaText(const AudioProbeRecord& record);
+
+/// The AVC facts without the bit rates, which a stream that does not tell them gets from the file's size and duration.
+std::string structureText(const AvcStreamInfo& info);
 
 /// Selects every program in turn, reads the video facts and has the streams described.
 std::string allFacts(CProgramSelection& selection);

@@ -4,6 +4,7 @@
 
 #include <functional>
 #include <new>
+#include <string_view>
 
 #include "tests/robustness/allocation_fault.h"
 #include "tests/robustness/facts.h"
@@ -124,25 +125,152 @@ TEST(ReadFaults, FailedMovesAndSizes)
     }
 }
 
-TEST(AllocationFaults, EndTheCallAndNothingElse)
+/// A file that loses its end, or all of it, or its name while it is read.
+TEST(ReadFaults, FilesThatShrink)
 {
     for (const char* name : kSamples) {
         const GoodFile good(name);
-        bool struck = true;
-        for (std::size_t n = 0; struck && !HasFailure(); ++n) {
-            SCOPED_TRACE(testing::Message() << name << ", allocation " << n);
-            CProgramSelection selection;
-            {
-                const AllocationFault fault(n);
-                EXPECT_EQ(good.load(selection), LoadResult::Status::loaded);
+        const Data& packets = sample(name).packets;
+        for (const std::size_t size : {packets.size() / 2 + 77, std::size_t{2001}, std::size_t{0}}) {
+            bool struck = true;
+            for (std::size_t n = 0; struck && !HasFailure(); ++n) {
+                SCOPED_TRACE(testing::Message() << name << " to " << size << ", read " << n);
+                const TemporaryFile file(packets);
+                CProgramSelection selection;
+                const FileFault fault(n, [&] {
+                    std::filesystem::resize_file(file.path(), size);
+                    std::filesystem::remove(file.path());
+                });
+                EXPECT_EQ(selection.loadFile(file.path().c_str()).status, LoadResult::Status::loaded);
+                expectConsistent(selection);
+                allFacts(selection);
                 struck = fault.struck();
+                EXPECT_EQ(selection.loadFile(file.path().c_str()).status,
+                          struck ? LoadResult::Status::cannotOpen : LoadResult::Status::loaded);
+                expectGoodLoad(selection, good);
             }
-            EXPECT_NE(selection.analysed, struck);
-            expectConsistent(selection);
-            EXPECT_EQ(selection.file.position(), selection.startOffset);
-            expectGoodLoad(selection, good);
         }
     }
+}
+
+/// The stop flag, raised at any read: what reads on is at most the way back to the first packet, three buffers, and a
+/// block of what comes after it in the same call.
+TEST(StopFlag, EndsEveryScanAtItsNextBlock)
+{
+    constexpr std::size_t kReadsOn = 4;
+    for (const char* name : kSamples) {
+        const GoodFile good(name);
+        for (const std::uint32_t bufferSize : {2001U, kDefaultReadBufferSize}) {
+            bool struck = true;
+            for (std::size_t n = 0; struck && !HasFailure(); ++n) {
+                SCOPED_TRACE(testing::Message() << name << " by " << bufferSize << ", read " << n);
+                CProgramSelection selection;
+                selection.setReadBufferSize(bufferSize);
+                {
+                    const FileFault fault(n, [&] { selection.abortScan = true; });
+                    good.load(selection);
+                    struck = fault.struck();
+                    EXPECT_LE(fault.readsSince(), kReadsOn);
+                }
+                EXPECT_NE(selection.analysed, struck);
+                EXPECT_EQ(selection.file.position(), selection.startOffset);
+                selection.abortScan = false;
+                selection.setReadBufferSize(kDefaultReadBufferSize);
+                expectGoodLoad(selection, good);
+            }
+            CProgramSelection selection;
+            good.load(selection);
+            struck = true;
+            for (std::size_t n = 0; struck && !HasFailure(); ++n) {
+                SCOPED_TRACE(testing::Message() << name << ", selection's read " << n);
+                AvcStreamInfo info;
+                selection.abortScan = false;
+                const FileFault fault(n, [&] { selection.abortScan = true; });
+                selection.selectProgram(0);
+                if (!fault.struck())
+                    selection.readVideoInfo(info);
+                struck = fault.struck();
+                EXPECT_LE(fault.readsSince(), kReadsOn);
+            }
+        }
+    }
+}
+
+/// Every call that may allocate, with the n-th allocation failing.
+struct AllocatingCall
+{
+    const char* name;
+    std::function<void(CProgramSelection&, const GoodFile&)> run;
+};
+
+const AllocatingCall kAllocatingCalls[] = {
+    {"load", [](CProgramSelection& selection, const GoodFile& good) { good.load(selection); }},
+    {"load by default PIDs",
+     [](CProgramSelection& selection, const GoodFile& good) {
+         selection.setDefaultStreams(0, 0x102, 2, 0x103, 0x81);
+         good.load(selection);
+     }},
+    {"selection",
+     [](CProgramSelection& selection, const GoodFile&) {
+         selection.setReadBufferSize(3000);  // or a selection would allocate nothing
+         selection.selectProgram(static_cast<std::uint32_t>(selection.programList.size()) - 1);
+     }},
+    {"video facts",
+     [](CProgramSelection& selection, const GoodFile&) {
+         AvcStreamInfo info;
+         selection.readVideoInfo(info);
+     }},
+    {"description",
+     [](CProgramSelection& selection, const GoodFile&) {
+         for (const PsiEntry& stream : selection.streamList) {
+             std::string text;
+             selection.describeStream(stream.streamType, stream.pid, text);
+         }
+     }},
+    {"buffer", [](CProgramSelection& selection, const GoodFile&) { selection.setReadBufferSize(70000); }},
+};
+
+/// @return whether an allocation was asked for in vain
+bool failAllocation(const AllocatingCall& call, std::size_t n, CProgramSelection& selection, const GoodFile& good)
+{
+    const AllocationFault fault(n);
+    try {
+        call.run(selection, good);
+    } catch (const std::bad_alloc&) {
+        EXPECT_TRUE(fault.struck());
+        EXPECT_EQ(std::string_view(call.name).find("load"), std::string_view::npos) << "a load throws";
+    }
+    return fault.struck();
+}
+
+TEST(AllocationFaults, EndTheCallAndNothingElse)
+{
+    std::size_t failures = 0;
+    for (const char* name : kSamples) {
+        const GoodFile good(name);
+        for (const AllocatingCall& call : kAllocatingCalls) {
+            bool struck = true;
+            for (std::size_t n = 0; struck && !HasFailure(); ++n) {
+                SCOPED_TRACE(testing::Message() << name << ", " << call.name << ", allocation " << n);
+                CProgramSelection selection;
+                good.load(selection);
+                struck = failAllocation(call, n, selection, good);
+                failures += struck ? 1 : 0;
+                if (std::string_view(call.name) == "load") {
+                    EXPECT_NE(selection.analysed, struck);
+                    EXPECT_EQ(selection.file.position(), selection.startOffset);
+                }
+                EXPECT_TRUE(selection.readBuffer != nullptr || !selection.selectProgram(0) ||
+                            selection.videoStreamCount + selection.audioStreamCount == 0)
+                    << "headers are read without a buffer";
+                expectConsistent(selection);
+                selection.setDefaultStreams(0, 0, 0, 0, 0);
+                selection.setReadBufferSize(kDefaultReadBufferSize);
+                expectGoodLoad(selection, good);
+            }
+        }
+    }
+    EXPECT_GT(failures, 100U) << "nothing was made to fail";
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <optional>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
 
 namespace zarnow::test {
 
@@ -15,7 +16,9 @@ struct Armed
     FileFault::Kind kind;
     std::size_t left;
     bool forGood;
+    std::function<void()> meanwhile{};
     bool struck = false;
+    std::size_t readsSince = 0;
 };
 
 std::optional<Armed> armed;
@@ -41,9 +44,14 @@ int failWith(int error) noexcept
 
 }  // namespace
 
-FileFault::FileFault(Kind kind, std::size_t after, Lasting lasting) noexcept
+FileFault::FileFault(Kind kind, std::size_t after, Lasting lasting)
 {
     armed = Armed{.kind = kind, .left = after, .forGood = lasting == Lasting::forGood};
+}
+
+FileFault::FileFault(std::size_t after, std::function<void()> meanwhile)
+{
+    armed = Armed{.kind = Kind::meanwhile, .left = after, .forGood = false, .meanwhile = std::move(meanwhile)};
 }
 
 FileFault::~FileFault()
@@ -54,6 +62,11 @@ FileFault::~FileFault()
 bool FileFault::struck() const noexcept
 {
     return armed->struck;
+}
+
+std::size_t FileFault::readsSince() const noexcept
+{
+    return armed->readsSince;
 }
 
 // The linker sends every call of read here, and __real_read is the system's; so with the others.
@@ -68,6 +81,10 @@ int __wrap_fstat(int descriptor, struct stat* status);
 
 ssize_t __wrap_read(int descriptor, void* buffer, std::size_t size)
 {
+    if (armed && armed->struck)
+        ++armed->readsSince;
+    if (strikes(FileFault::Kind::meanwhile))
+        armed->meanwhile();
     if (strikes(FileFault::Kind::failedRead))
         return failWith(EIO);
     if (strikes(FileFault::Kind::interruptedRead))

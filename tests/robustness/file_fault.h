@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 
 namespace zarnow::test {
 
@@ -15,18 +16,25 @@ public:
         interruptedRead,  ///< by a signal
         failedMove,
         failedSize,
+        meanwhile,  ///< the read succeeds, but something else happens before
     };
 
     enum class Lasting { once, forGood };
 
     /// The call that comes after `after` others of its kind fails, and with `forGood` all that follow.
-    FileFault(Kind kind, std::size_t after, Lasting lasting = Lasting::once) noexcept;
+    FileFault(Kind kind, std::size_t after, Lasting lasting = Lasting::once);
+
+    /// Calls a function before the read that comes after `after` others.
+    FileFault(std::size_t after, std::function<void()> meanwhile);
     FileFault(const FileFault&) = delete;
     FileFault& operator=(const FileFault&) = delete;
     ~FileFault();
 
     /// Whether a call has failed.
     bool struck() const noexcept;
+
+    /// Reads, whatever became of them, since the fault struck.
+    std::size_t readsSince() const noexcept;
 };
 
 }  // namespace zarnow::test

@@ -1,9 +1,11 @@
 #include "tests/robustness/samples.h"
 
+#include <filesystem>
 #include <fstream>
 #include <functional>
 #include <iterator>
 #include <stdexcept>
+#include <system_error>
 
 #include "tests/support/transport_stream.h"
 #include "tests/support/video_headers.h"
@@ -12,11 +14,16 @@ namespace zarnow::test {
 
 namespace {
 
-Data readData(const std::string& name)
+Data readFile(const std::filesystem::path& path)
 {
-    std::ifstream file(ZARNOW_TEST_DATA + name, std::ios::binary);
+    std::ifstream file(path, std::ios::binary);
     file.exceptions(std::ios::badbit | std::ios::failbit);
     return Data(std::istreambuf_iterator<char>(file), {});
+}
+
+Data readData(const char* name)
+{
+    return readFile(std::filesystem::path(ZARNOW_TEST_DATA) / name);
 }
 
 /// Coded data: sync bytes of packets are in it, but neither start codes nor the sync words of any audio.
@@ -24,7 +31,7 @@ Data coded(std::size_t size, std::uint32_t seed)
 {
     Data bytes(size);
     for (std::uint8_t& byte : bytes)
-        byte = static_cast<std::uint8_t>(0x20 + ((seed = seed * 1664525 + 1013904223) >> 24) % 0x50);
+        byte = static_cast<std::uint8_t>(0x0C + ((seed = seed * 1664525 + 1013904223) >> 24) % 0xF0);
     return bytes;
 }
 
@@ -151,6 +158,18 @@ const std::vector<Sample>& samples()
         {"shared-maps", sharedMaps()},   {"map-over-border", mapOverBorder()},
     };
     return all;
+}
+
+std::vector<Sample> madeSamples()
+{
+    std::vector<Sample> made;
+    std::error_code none;
+    for (const auto& entry : std::filesystem::directory_iterator(ZARNOW_MADE_SAMPLES, none)) {
+        const Data content = readFile(entry.path());
+        if (content.size() % kPacket == 0 && content.size() > kPacket && content[0] == 0x47 && content[kPacket] == 0x47)
+            made.push_back({entry.path().filename(), content});
+    }
+    return made;
 }
 
 const Sample& sample(const std::string& name)

@@ -19,6 +19,10 @@ struct Sample
 /// All of them; made once.
 const std::vector<Sample>& samples();
 
+/// Those that the end-to-end tests have ffmpeg make, if they are there; not the ones that begin with anything but a
+/// packet.
+std::vector<Sample> madeSamples();
+
 const Sample& sample(const std::string& name);
 
 }  // namespace zarnow::test
