@@ -9,17 +9,17 @@ namespace zarnow::test {
 
 namespace {
 
-std::filesystem::path newPath(const char* suffix)
+std::string newName(const char* suffix)
 {
     static int count = 0;
     const auto now = std::chrono::steady_clock::now().time_since_epoch().count();
-    return std::filesystem::temp_directory_path() /
-           ("zarnow-" + std::to_string(now) + "-" + std::to_string(++count) + suffix);
+    return "zarnow-" + std::to_string(now) + "-" + std::to_string(++count) + suffix;
 }
 
 }  // namespace
 
-TemporaryFile::TemporaryFile(const Data& content, const char* suffix) : path_(newPath(suffix))
+TemporaryFile::TemporaryFile(const Data& content, const char* suffix, const std::filesystem::path& directory)
+    : path_(directory / newName(suffix))
 {
     std::ofstream file(path_, std::ios::binary);
     file.exceptions(std::ios::failbit | std::ios::badbit);

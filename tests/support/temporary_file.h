@@ -12,7 +12,8 @@ class TemporaryFile
 {
 public:
     /// @param suffix  end of its name
-    explicit TemporaryFile(const Data& content = {}, const char* suffix = ".ts");
+    explicit TemporaryFile(const Data& content = {}, const char* suffix = ".ts",
+                           const std::filesystem::path& directory = std::filesystem::temp_directory_path());
     TemporaryFile(const TemporaryFile&) = delete;
     TemporaryFile& operator=(const TemporaryFile&) = delete;
     ~TemporaryFile();

@@ -1,0 +1,148 @@
+// Files whose positions no 32-bit distance reaches: a real stream at the start and at the end, zeros between.
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+
+#include "tests/robustness/facts.h"
+#include "tests/robustness/samples.h"
+#include "tests/robustness/sparse_file.h"
+#include "tests/support/transport_stream.h"
+#include "tests/support/video_headers.h"
+
+namespace zarnow::test {
+namespace {
+
+constexpr std::uintmax_t k4GiB = std::uintmax_t{1} << 32;
+constexpr double kLoadSeconds = 2.0;
+
+/// The first half, which has all headers, and the second one, which has the last time stamps.
+struct Halves
+{
+    explicit Halves(const Data& packets)
+    {
+        const auto middle = packets.begin() + static_cast<std::ptrdiff_t>(packets.size() / kPacket / 2 * kPacket);
+        head.assign(packets.begin(), middle);
+        tail.assign(middle, packets.end());
+    }
+
+    Data head;
+    Data tail;
+};
+
+/// The facts without the durations, and these alone.
+struct Facts
+{
+    explicit Facts(CProgramSelection& selection)
+    {
+        for (std::uint32_t i = 0; selection.selectProgram(i); ++i) {
+            durations.push_back(selection.durationSeconds);
+            selection.durationSeconds = 1.0;
+            for (const VideoProbeRecord& record : selection.videoStreams)
+                text += mediaText(record) + " at " + std::to_string(record.filePosition) + "\n";
+            for (const AudioProbeRecord& record : selection.audioStreams)
+                text += mediaText(record) + " at " + std::to_string(record.filePosition) + "\n";
+            AvcStreamInfo info;
+            if (selection.readVideoInfo(info))
+                text += structureText(info);
+            EXPECT_EQ(selection.file.position(), selection.startOffset);
+        }
+        text += tablesText(selection);
+    }
+
+    std::string text;
+    std::vector<double> durations;
+};
+
+double secondsToLoad(CProgramSelection& selection, const SparseFile& file)
+{
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_EQ(selection.loadFile(file.path()).status, LoadResult::Status::loaded);
+    const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - begin;
+    testing::Test::RecordProperty("seconds", std::to_string(seconds.count()));
+    return seconds.count();
+}
+
+TEST(LargeFiles, AllButTheDurationIsReadFromTheStart)
+{
+    for (const char* name : {"mpeg2", "two-programs"}) {
+        const Halves halves(sample(name).packets);
+        const TemporaryFile small(sample(name).packets);
+        CProgramSelection selection;
+        selection.loadFile(small.path().c_str());
+        const Facts expected(selection);
+        for (const std::uintmax_t size : {std::uintmax_t{2'100'000'000}, std::uintmax_t{4'200'000'000}, k4GiB + 3,
+                                          k4GiB + 4, std::uintmax_t{20'000'000'000}}) {
+            SCOPED_TRACE(testing::Message() << name << ", " << size << " bytes");
+            const SparseFile large(halves.head, size, halves.tail);
+            if (!large.valid())
+                GTEST_SKIP() << "no sparse files in " << large.path();
+            CProgramSelection again;
+            EXPECT_LT(secondsToLoad(again, large), kLoadSeconds);
+            const Facts found(again);
+            EXPECT_TRUE(again.analysed);
+            EXPECT_EQ(again.fileSize, static_cast<std::int64_t>(size));
+            EXPECT_EQ(found.text, expected.text);
+            // The way back from the end begins 4 bytes before it, which has to be less than 4 GiB.
+            EXPECT_EQ(found.durations,
+                      size < k4GiB + 4 ? expected.durations : std::vector<double>(expected.durations.size(), 0.0));
+        }
+    }
+}
+
+TEST(LargeFiles, AStampIsLookedForThroughTheZeros)
+{
+    // Without a stream at the end the way back goes on to the one at the start.
+    const Halves halves(sample("mpeg2").packets);
+    const SparseFile large(halves.head, 300'000'000);
+    if (!large.valid())
+        GTEST_SKIP() << "no sparse files in " << large.path();
+    CProgramSelection selection;
+    EXPECT_LT(secondsToLoad(selection, large), kLoadSeconds);
+    EXPECT_NEAR(selection.durationSeconds, 1.3, 0.3) << "half of three seconds; not every block is read";
+}
+
+Data mpegVideo(std::uint16_t pid)
+{
+    return packet({.pid = pid}, pes(0xE0, join({sequenceHeader(), sequenceExtension()}), 90000));
+}
+
+TEST(LargeFiles, WhatLiesBeyond4GiBIsReadOnTo)
+{
+    constexpr std::uintmax_t kSize = k4GiB + 10'000'000;
+    const Data programs = patPacket({{1, 0x100}, {2, 0x100}});
+    const Data maps = join({pmtPacket(0x100, 1, {{0x02, 0x200}}), pmtPacket(0x100, 2, {{0x02, 0x300}, {0x81, 0x301}})});
+    const Data audio = packet({.pid = 0x301}, pes(0xBD, {0x0B, 0x77, 0, 0, 0x1C, 0, 0x40}));
+    const Data tail =
+        join({repeat(join({maps, nullPackets(20)}), 4), mpegVideo(0x200), mpegVideo(0x300), audio, nullPackets(20)});
+    const SparseFile large(join({programs, nullPackets(40)}), kSize, tail);
+    if (!large.valid())
+        GTEST_SKIP() << "no sparse files in " << large.path();
+    CProgramSelection selection;
+    EXPECT_LT(secondsToLoad(selection, large), 15.0) << "for a file that is read four times";
+    ASSERT_TRUE(selection.analysed);
+    EXPECT_EQ(selection.programList.size(), 2U);
+    EXPECT_EQ(selection.countStreams(0x100, 2), 2U);
+    EXPECT_EQ(selection.videoStreams[0].pid, 0x200);
+    EXPECT_EQ(selection.videoStreams[0].filePosition, kSize - k4GiB)
+        << "the move back from the block's end fails; that end's low half is kept";
+    EXPECT_EQ(selection.durationSeconds, 0.0);
+    ASSERT_TRUE(selection.selectProgram(1));
+    EXPECT_EQ(selection.videoStreams[0].pid, 0x300);
+    EXPECT_EQ(selection.audioStreamCount, 0U) << "audio is looked for in the first 24 blocks";
+    EXPECT_EQ(selection.file.position(), selection.startOffset);
+}
+
+TEST(LargeFiles, NothingInThemIsFoundOnce)
+{
+    const SparseFile large(nullPackets(40), 20'000'000'000);
+    if (!large.valid())
+        GTEST_SKIP() << "no sparse files in " << large.path();
+    CProgramSelection selection;
+    EXPECT_LT(secondsToLoad(selection, large), 15.0);
+    EXPECT_FALSE(selection.analysed);
+    EXPECT_EQ(selection.file.position(), 0);
+}
+
+}  // namespace
+}  // namespace zarnow::test
