@@ -26,6 +26,8 @@ def suites():
     yield Suite("unit tests with sanitizers", [build / "host-asan" / "unit_tests"])
     yield Suite("robustness tests", [build / "host" / "robustness_tests"])
     yield Suite("robustness tests with sanitizers", [build / "host-asan" / "robustness_tests"])
+    yield Suite("stop flag tests", [build / "host" / "abort_tests"])
+    yield Suite("stop flag tests with ThreadSanitizer", [build / "host-tsan" / "abort_tests"])
     for program in sorted((build / "windows").glob("*_tests.exe")):
         yield Suite(f"{program.stem} under Wine", ["wine", program])
     yield Suite("end to end", [sys.executable, ROOT / "tests" / "endtoend" / "run.py"])

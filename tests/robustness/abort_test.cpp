@@ -18,18 +18,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
-#if defined(__SANITIZE_THREAD__)
-constexpr milliseconds kLongestWait{1000};
-#elif defined(__has_feature)
-#if __has_feature(thread_sanitizer)
-constexpr milliseconds kLongestWait{1000};
-#else
 constexpr milliseconds kLongestWait{100};
-#endif
-#else
-constexpr milliseconds kLongestWait{100};
-#endif
-
 constexpr std::uintmax_t kHuge = std::uintmax_t{200} << 30;  // a minute at any speed
 
 /// Programs whose maps are there, on PIDs of their own; their streams are not.
