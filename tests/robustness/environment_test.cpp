@@ -4,23 +4,16 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <cstdlib>
 #include <fstream>
 #include <map>
-#include <optional>
 #include <sstream>
-#include <unistd.h>
 
 #include "analysis/media_clock.h"
 #include "analysis/stream_type.h"
-#include "esparse/audio_header.h"
-#include "esparse/avc_sequence_header.h"
-#include "esparse/mpeg_video_header.h"
+#include "tests/robustness/block_layout.h"
 #include "tests/robustness/facts.h"
-#include "tests/robustness/samples.h"
 #include "tests/support/temporary_file.h"
-#include "tests/support/transport_stream.h"
 
 namespace zarnow::test {
 namespace {
@@ -41,130 +34,6 @@ TEST(Golden, FactsOfEverySample)
         golden << std::ifstream(path, std::ios::binary).rdbuf();
         EXPECT_EQ(facts, golden.str());
     }
-}
-
-struct Environment
-{
-    std::uint32_t bufferSize = kDefaultReadBufferSize;
-    bool timed = false;
-    std::size_t garbage = 0;
-
-    std::uint32_t step() const { return timed ? kTimedPacketSize : kPacketSize; }
-    std::size_t start() const { return garbage + (timed ? 4 : 0); }
-
-    Data content(const Sample& sample) const
-    {
-        return join({filled(garbage, 0x11), timed ? test::timed(sample.packets) : sample.packets});
-    }
-
-    std::string text() const
-    {
-        return "buffers of " + std::to_string(bufferSize) + ", packets of " + std::to_string(step()) + " behind " +
-               std::to_string(garbage);
-    }
-};
-
-/// The file as the probes read it: blocks of whole packets, two fewer than the buffer holds. The walk over a block does
-/// not come to a packet that ends where the block ends.
-class Blocks
-{
-public:
-    static constexpr std::size_t kNone = SIZE_MAX;
-
-    Blocks(const Data& file, const Environment& environment)
-        : file_(file),
-          start_(environment.start()),
-          step_(environment.step()),
-          size_((environment.bufferSize / step_ - 2) * step_)
-    {
-    }
-
-    std::size_t count() const { return file_.size() > start_ ? (file_.size() - start_ - 1) / size_ + 1 : 0; }
-    std::size_t begin(std::size_t block) const { return start_ + block * size_; }
-    std::size_t end(std::size_t block) const { return std::min(begin(block) + size_, file_.size()); }
-
-    /// The block that ends at or holds a position, which is not its first byte.
-    std::size_t of(std::size_t position) const { return (position - start_ - 1) / size_; }
-
-    /// The packet of a PID that a search comes to first.
-    std::size_t first(std::size_t block, std::uint16_t pid, bool unitStart) const
-    {
-        for (std::size_t at = begin(block); at + step_ < end(block); at += step_) {
-            if (isOf(at, pid, unitStart))
-                return at;
-        }
-        return kNone;
-    }
-
-    bool isOf(std::size_t at, std::uint16_t pid, bool unitStart) const
-    {
-        return at + kPacketHeaderSize <= file_.size() && file_[at] == kSyncByte &&
-               ((file_[at + 1] & 0x1F) << 8 | file_[at + 2]) == pid && (!unitStart || (file_[at + 1] & 0x40) != 0);
-    }
-
-    Bytes payload(std::size_t at) const
-    {
-        return hasPayload(&file_[at]) ? payloadOf(&file_[at], static_cast<std::uint32_t>(step_)) : Bytes();
-    }
-
-    const Data& file() const { return file_; }
-    std::size_t step() const { return step_; }
-
-private:
-    const Data& file_;
-    std::size_t start_;
-    std::size_t step_;
-    std::size_t size_;
-};
-
-/// What the header in a packet says; empty when there is none that is accepted.
-std::string videoHeader(const Blocks& blocks, std::size_t at, std::uint8_t type)
-{
-    const Bytes payload = blocks.payload(at);
-    const auto length = static_cast<std::int32_t>(payload.size());
-    VideoProbeRecord record;
-    AvcStreamInfo info;
-    if (type == stream_type::kAvc ? !parseAvcSequenceHeader(info, payload.data(), length, record)
-                                  : !findSequenceHeader(payload.data(), length, record))
-        return "";
-    record.pid = pidOfHeaderKey(static_cast<std::uint16_t>(blocks.file()[at + 1] | blocks.file()[at + 2] << 8));
-    record.streamId = payload[3];
-    record.streamType = type;
-    return mediaText(record);
-}
-
-std::string audioHeader(const Blocks& blocks, std::size_t at, std::uint8_t type)
-{
-    const Bytes payload = blocks.payload(at);
-    for (const bool lpcm : {false, true}) {
-        AudioProbeRecord record;
-        if (!parseAudioHeader(payload.data(), static_cast<std::int32_t>(payload.size()), type, record, lpcm))
-            continue;
-        record.pid = pidOfHeaderKey(static_cast<std::uint16_t>(blocks.file()[at + 1] | blocks.file()[at + 2] << 8));
-        record.streamId = payload[3];
-        return mediaText(record);
-    }
-    return "";
-}
-
-constexpr std::size_t kMaxAudioBlocks = 24;
-
-/// The first block in which the search for a header cannot but find one, since the first packet that it looks at has
-/// it. Which further packets of a block it looks at depends on what is in them.
-std::size_t certainBlock(const Blocks& blocks, const PsiEntry& stream)
-{
-    const bool video = stream_type::isVideo(stream.streamType);
-    bool unitStart = true;
-    const std::size_t count = video ? blocks.count() : std::min(blocks.count(), kMaxAudioBlocks);
-    for (std::size_t block = 0; block < count; ++block) {
-        const std::size_t at = blocks.first(block, stream.pid, unitStart);
-        if (at == Blocks::kNone)
-            continue;
-        if (!(video ? videoHeader(blocks, at, stream.streamType) : audioHeader(blocks, at, stream.streamType)).empty())
-            return block;
-        unitStart = video;
-    }
-    return Blocks::kNone;
 }
 
 using MediaTexts = std::map<std::uint16_t, std::string>;
@@ -434,80 +303,6 @@ TEST(Environments, FilesThatEndAnywhere)
                 EXPECT_TRUE(before) << one.name;
             }
         }
-    }
-}
-
-/// The tables, once in the file, with the block that the table scans read ending before, in and behind them. A packet
-/// that a block's end cuts, or that ends there, is not looked at, and behind another packet of the PID one is found
-/// only with more than five packets of the block to go. Where programs share the PID of their maps the blocks overlap,
-/// and what is lost in one may be found in the next. Otherwise a map whose second packet is lost ends with its first.
-TEST(Environments, MapsCutByABlocksEnd)
-{
-    constexpr std::uint32_t kMargin = 100;
-    constexpr std::size_t kOverlap = 186;
-    constexpr std::size_t kBehind = 5 * kPacket;
-    constexpr std::size_t kMapsAt = 12 * kPacket;
-    const Data shared = join({patPacket({{1, 0x100}, {2, 0x100}}), nullPackets(11),
-                              pmtPacket(0x100, 1, {{0x0F, 0x110}}), pmtPacket(0x100, 2, {{0x0F, 0x120}})});
-    std::vector<Stream> many(50, {0x05, 0x200});
-    for (std::size_t i = 0; i < many.size(); ++i)
-        many[i].pid = static_cast<std::uint16_t>(many[i].pid + i);
-    const Data section = pointed(pmtSection(1, many));
-    const auto cut = section.begin() + kPacket - 4;
-    const Data single = join({patPacket({{1, 0x100}}), nullPackets(11), packet({.pid = 0x100}, {section.begin(), cut}),
-                              packet({.pid = 0x100}, {cut, section.end()})});
-    constexpr std::size_t kInFirst = (kPacket - 4 - 1 - 12) / 5;
-    for (std::uint32_t bufferSize = 2001; bufferSize < 3400; ++bufferSize) {
-        SCOPED_TRACE(testing::Message() << "buffers of " << bufferSize);
-        const std::size_t blockSize = bufferSize - kMargin;
-        CProgramSelection selection;
-        selection.setReadBufferSize(bufferSize);
-        const auto streamsIn = [&](const Data& tables) {
-            const TemporaryFile file(join({tables, nullPackets(40)}));
-            selection.loadFile(file.path().c_str());
-            return selection.analysed ? selection.streamList.size() - 2 : 0;  // without the two that a PAT leads with
-        };
-        const bool firstSeen = kMapsAt + kPacket < blockSize;
-        const bool secondSeen = kMapsAt + 1 + kBehind < blockSize;
-        const auto inNext = [&](std::size_t map) { return map + kOverlap >= blockSize; };
-        EXPECT_EQ(streamsIn(shared),
-                  std::size_t{firstSeen || inNext(kMapsAt)} + std::size_t{secondSeen || inNext(kMapsAt + kPacket)});
-        const bool wholeInNext = kMapsAt >= blockSize;
-        EXPECT_EQ(streamsIn(single), secondSeen || wholeInNext ? many.size() : firstSeen ? kInFirst : 0);
-        if (HasFailure())
-            return;
-    }
-}
-
-std::size_t residentBytes()
-{
-    std::size_t pages = 0;
-    std::ifstream("/proc/self/statm") >> pages >> pages;
-    return pages * static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
-}
-
-TEST(BufferSizes, OfAnyValue)
-{
-    const Sample& one = sample("two-programs");
-    const TemporaryFile file(one.packets);
-    const Reference reference(one);
-    CProgramSelection selection;
-    for (const std::uint32_t size : {0U, 1U, 187U, 188U, 375U, 376U, 2000U, 2001U, 0x7FFFFFFFU, 0xFFFFFFFFU}) {
-        SCOPED_TRACE(size);
-        selection.setReadBufferSize(kDefaultReadBufferSize);
-        ASSERT_EQ(selection.loadFile(file.path().c_str()).status, LoadResult::Status::loaded);
-        const std::size_t before = residentBytes();
-        selection.setReadBufferSize(size);
-        if (selection.readBuffer == nullptr)
-            GTEST_SKIP() << "no " << size << " bytes of address space here";
-        EXPECT_TRUE(selection.selectProgram(0)) << "of the file that is loaded";
-        EXPECT_EQ(selection.loadFile(nullptr).status, LoadResult::Status::loaded);
-        EXPECT_EQ(selection.analysed, size > 2000) << "fewer bytes do not tell the packet size";
-        if (selection.analysed) {
-            EXPECT_EQ(selection.durationSeconds == 0.0, size > 0x3FFFFFFF) << "two buffers back are no 32-bit distance";
-            expectPrograms(selection, reference, Blocks(one.packets, {.bufferSize = size}));
-        }
-        EXPECT_LT(residentBytes(), before + (64U << 20)) << "a buffer is written to no further than the file goes";
     }
 }
 
