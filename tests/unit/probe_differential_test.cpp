@@ -4,12 +4,12 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <random>
 
 #include "esparse/audio_header.h"
 #include "esparse/avc_sequence_header.h"
 #include "esparse/mpeg_video_header.h"
 #include "esparse/stream_probe.h"
+#include "tests/support/dice.h"
 #include "tests/support/temporary_file.h"
 #include "tests/support/transport_stream.h"
 #include "tests/support/video_headers.h"
@@ -101,15 +101,6 @@ struct PlainProbe : CStreamProbe
                 ++audios;
         }
     }
-};
-
-struct Dice
-{
-    explicit Dice(unsigned seed) : engine(seed) {}
-    unsigned below(unsigned count) { return static_cast<unsigned>(engine() % count); }
-    bool oneIn(unsigned count) { return below(count) == 0; }
-    std::uint8_t of(const Data& choices) { return choices[below(static_cast<unsigned>(choices.size()))]; }
-    std::mt19937 engine;
 };
 
 Data randomSps(Dice& dice)
