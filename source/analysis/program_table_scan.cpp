@@ -50,7 +50,10 @@ class CFileScan::ProgramMapWalk
 {
 public:
     ProgramMapWalk(CFileScan& scan, std::uint32_t blockSize)
-        : scan_(scan), blockSize_(blockSize), byNumber_(scan.programsShareFirstPid()), searches_(scan.programList.size())
+        : scan_(scan),
+          blockSize_(blockSize),
+          byNumber_(scan.programsShareFirstPid()),
+          searches_(scan.programList.size())
     {
     }
 

@@ -14,7 +14,7 @@ constexpr std::uint16_t kPmtPid = 0x147;
 constexpr std::uint8_t kAvc = 0x1B;
 constexpr std::uint8_t kMpeg2Video = 0x02;
 
-/// Packets of random bytes, as a scrambled stream has them.
+/// Packets of random bytes, as a scrambled stream has them, but none that any header begins with.
 class ScrambledPackets
 {
 public:
@@ -22,7 +22,7 @@ public:
     {
         Data payload(kPacket - 4);
         for (std::uint8_t& byte : payload)
-            byte = static_cast<std::uint8_t>(random_());
+            byte = static_cast<std::uint8_t>(0x10 + random_() % 0x60);
         Data scrambled = packet({.pid = pid, .unitStart = unitStart}, payload);
         scrambled[3] |= 0x80;  // transport_scrambling_control
         return scrambled;
