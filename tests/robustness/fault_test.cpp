@@ -143,17 +143,21 @@ TEST(ReadFaults, FilesThatShrink)
         atEveryPlace("cut to " + std::to_string(size), [=](const GoodFile& good, std::size_t place) {
             const TemporaryFile file(good.packets);
             CProgramSelection selection;
-            const FileFault fault(place, [&] {
-                std::filesystem::resize_file(file.path(), size);
-                std::filesystem::remove(file.path());
-            });
-            EXPECT_EQ(selection.loadFile(file.path().c_str()).status, LoadResult::Status::loaded);
+            bool struck = true;
+            {
+                const FileFault fault(place, [&] {
+                    std::filesystem::resize_file(file.path(), size);
+                    std::filesystem::remove(file.path());
+                });
+                EXPECT_EQ(selection.loadFile(file.path().c_str()).status, LoadResult::Status::loaded);
+                struck = fault.struck();
+            }
             expectConsistent(selection);
             allFacts(selection);
             EXPECT_EQ(selection.loadFile(file.path().c_str()).status,
-                      fault.struck() ? LoadResult::Status::cannotOpen : LoadResult::Status::loaded);
+                      struck ? LoadResult::Status::cannotOpen : LoadResult::Status::loaded);
             expectGoodLoad(selection, good);
-            return fault.struck();
+            return struck;
         });
     }
 }
