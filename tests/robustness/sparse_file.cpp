@@ -16,16 +16,15 @@ std::uintmax_t spaceTaken(const char* path)
     return stat(path, &status) == 0 ? static_cast<std::uintmax_t>(status.st_blocks) * 512 : UINTMAX_MAX;
 }
 
-/// In memory if that can be: a disk's file system reads even a hole page by page, a hundred times slower.
-std::filesystem::path sparseDirectory()
+}  // namespace
+
+std::filesystem::path SparseFile::directory()
 {
     const std::filesystem::path inMemory = "/dev/shm";
     return access(inMemory.c_str(), W_OK) == 0 ? inMemory : std::filesystem::temp_directory_path();
 }
 
-}  // namespace
-
-SparseFile::SparseFile(const Data& head, std::uintmax_t size, const Data& tail) : file_(head, ".ts", sparseDirectory())
+SparseFile::SparseFile(const Data& head, std::uintmax_t size, const Data& tail) : file_(head, ".ts", directory())
 {
     file_.growTo(head.size() + kProbeSize);
     valid_ = spaceTaken(path()) < kProbeSize;

@@ -13,6 +13,10 @@ public:
     /// @param tail  up to its end; zeros lie between
     SparseFile(const Data& head, std::uintmax_t size, const Data& tail = {});
 
+    /// Where large files are put: in memory if that can be. A disk's file system reads even a hole page by page, a
+    /// hundred times slower.
+    static std::filesystem::path directory();
+
     /// False where the file system fills holes with zeros; nothing was written then.
     bool valid() const noexcept { return valid_; }
 
