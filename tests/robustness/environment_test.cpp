@@ -232,6 +232,27 @@ void expectFacts(CProgramSelection& selection, const Reference& reference, const
     }
 }
 
+TEST(Environments, AfterAnyOtherFile)
+{
+    for (const Sample& later : samples()) {
+        for (const bool timed : {false, true}) {
+            const Reference reference(later, timed);
+            const Environment environment{.timed = timed};
+            const Data content = environment.content(later);
+            const TemporaryFile file(content);
+            for (const Sample& earlier : samples()) {
+                SCOPED_TRACE(later.name + " after " + earlier.name);
+                const TemporaryFile other(Environment{.timed = !timed}.content(earlier));
+                CProgramSelection selection;
+                selection.loadFile(other.path().c_str());
+                allFacts(selection);
+                EXPECT_EQ(selection.loadFile(file.path().c_str()).status, LoadResult::Status::loaded);
+                expectFacts(selection, reference, environment, content, true);
+            }
+        }
+    }
+}
+
 constexpr std::size_t kAhead = 1000;  // bytes of packets that the search for the first one needs, and a few more
 
 /// Loads one file and holds everything found in it against the reference. @return whether it was analysed

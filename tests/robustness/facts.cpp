@@ -30,7 +30,7 @@ std::string selectionText(CProgramSelection& selection)
     std::string text = programName(selection.currentProgramNumber) + "\n";
     for (const VideoProbeRecord& record : selection.videoStreams) {
         if (record.pid != 0)
-            text += "  " + mediaText(record) + formatted(" at %u\n", record.filePosition);
+            text += "  " + mediaText(record) + formatted(" format %u at %u\n", record.videoFormat, record.filePosition);
     }
     for (const AudioProbeRecord& record : selection.audioStreams) {
         if (record.pid != 0)
@@ -61,10 +61,10 @@ std::string tablesText(const CProgramSelection& selection)
 std::string mediaText(const VideoProbeRecord& record)
 {
     if (record.streamType == stream_type::kAvc)
-        return formatted("video 0x%04X: id 0x%02X type 0x%02X %ux%u frame %lld aspect %u:%u progressive %u format %u",
-                         record.pid, record.streamId, record.streamType, record.codedWidth, record.codedHeight,
+        return formatted("video 0x%04X: id 0x%02X type 0x%02X %ux%u frame %lld aspect %u:%u progressive %u", record.pid,
+                         record.streamId, record.streamType, record.codedWidth, record.codedHeight,
                          static_cast<long long>(record.avgTimePerFrame), record.aspectX, record.aspectY,
-                         record.progressive, record.videoFormat);
+                         record.progressive);
     std::string text = formatted("video 0x%04X: id 0x%02X type 0x%02X profile %u level %u %ux%u vbv %u", record.pid,
                                  record.streamId, record.streamType, record.profile, record.level, record.codedWidth,
                                  record.codedHeight, record.vbvBufferBytes);

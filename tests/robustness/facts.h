@@ -11,8 +11,8 @@ namespace zarnow::test {
 /// Programs and streams in table order.
 std::string tablesText(const CProgramSelection& selection);
 
-/// What the stream's header says, equal for every repetition of it. Of an AVC stream without the fields that are left
-/// over from another stream.
+/// What the stream's header says, equal for every repetition of it: without the fields that not every header has, in
+/// which another stream's may be left over.
 std::string mediaText(const VideoProbeRecord& record);
 std::string mediaText(const AudioProbeRecord& record);
 
