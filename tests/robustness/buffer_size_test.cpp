@@ -55,6 +55,34 @@ TEST(BufferSizes, MapsCutByABlocksEnd)
     }
 }
 
+/// A stream is listed if its header is among the first packets of a block that are looked at, and how many these are
+/// depends on the block: before each search the bytes that it may cover fall by its whole distance from the block's
+/// start, and it finds a packet only in more than five packets' length.
+TEST(BufferSizes, DecideHowLateAnAudioHeaderMayCome)
+{
+    constexpr std::uint16_t kPid = 0x21;
+    const auto listed = [&](std::uint32_t bufferSize, std::size_t headerAt) {
+        const TemporaryFile file(
+            join({packet({.pid = kPid}, pes(0xBD, filled(170))),
+                  repeat(packet({.pid = kPid, .unitStart = false}, filled(184)), headerAt - 1),
+                  packet({.pid = kPid, .unitStart = false}, {0x0B, 0x77, 0, 0, 0x1C, 0, 0x40}), nullPackets(6000)}));
+        CProgramSelection selection;
+        selection.setReadBufferSize(bufferSize);
+        EXPECT_EQ(selection.file.open(file.path().c_str()), 0U);
+        return selection.probeAudioStream(kPid, 0x81, 0, false);
+    };
+    for (const std::uint32_t bufferSize : {2001U, 3000U, 7777U, 33000U, 65536U, 1U << 20}) {
+        SCOPED_TRACE(bufferSize);
+        const std::size_t block = (bufferSize / kPacket - 2) * kPacket;
+        const auto reached = [=](std::size_t n) { return kPacket * n * (n - 1) / 2 + n + 5 * kPacket < block; };
+        std::size_t last = 1;
+        while (reached(last + 1))
+            ++last;
+        EXPECT_TRUE(listed(bufferSize, last)) << last;
+        EXPECT_FALSE(listed(bufferSize, last + 1)) << last;
+    }
+}
+
 std::size_t residentBytes()
 {
     std::size_t pages = 0;
