@@ -28,7 +28,7 @@ CSource::~CSource()
     std::for_each(m_paStreams, m_paStreams + m_iPins, [](CSourceStream* stream) { stream->endThread(); });
     // Each takes itself off the list.
     while (m_iPins != 0)
-        delete m_paStreams[m_iPins - 1];
+        delete m_paStreams[m_iPins - 1];  // NOLINT(clang-analyzer-cplusplus.NewDelete): another one each time
     delete[] m_paStreams;
 }
 
