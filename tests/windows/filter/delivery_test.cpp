@@ -1,6 +1,6 @@
 // What the worker thread delivers.
 
-#include "tests/windows/filter/filter_fixture.h"
+#include "tests/windows/support/filter_fixture.h"
 
 #include <thread>
 

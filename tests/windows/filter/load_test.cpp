@@ -1,6 +1,6 @@
 // Load, what the pin then offers, and how it connects.
 
-#include "tests/windows/filter/filter_fixture.h"
+#include "tests/windows/support/filter_fixture.h"
 
 namespace zarnow::test {
 
