@@ -15,7 +15,7 @@ constexpr long kBufferAlignment = 16;
 }  // namespace
 
 CMPEGTranspStream::CMPEGTranspStream(HRESULT* phr, CMPEGTSSource* source)
-    : CSourceStream(nullptr, phr, source, L"TS Out"), analysisMutex(std::make_shared<std::mutex>()), filter(*source)
+    : CSourceStream(nullptr, phr, source, L"TS Out"), analysisMutex(std::make_shared<CSlimMutex>()), filter(*source)
 {
 }
 
