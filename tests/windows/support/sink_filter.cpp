@@ -48,6 +48,7 @@ STDMETHODIMP SinkInputPin::Receive(IMediaSample* sample)
     REFERENCE_TIME stop = 0;
     sink_.timed = sink_.timed || sample->GetTime(&start, &stop) != VFW_E_SAMPLE_TIME_NOT_SET ||
                   sample->IsSyncPoint() == S_OK || sample->IsDiscontinuity() == S_OK;
+    ++sink_.count;
     return S_OK;
 }
 

@@ -61,6 +61,7 @@ public:
     // What came
     ALLOCATOR_PROPERTIES agreed = {};
     std::vector<std::vector<BYTE>> samples;
+    std::atomic<std::size_t> count = 0;  ///< of the samples, for other threads
     std::vector<Segment> segments;
     std::atomic<int> endsOfStream = 0;
     bool timed = false;  ///< a sample carried a time, a sync point or a discontinuity
