@@ -53,7 +53,10 @@ void printStacks()
 
 }  // namespace
 
-Watchdog::Watchdog() : thread_([this] { watch(); }) {}
+Watchdog::Watchdog() : thread_([this] { watch(); })
+{
+    instance_ = this;
+}
 
 Watchdog::~Watchdog()
 {
@@ -78,15 +81,26 @@ void Watchdog::OnTestEnd(const ::testing::TestInfo&)
     running_.clear();
 }
 
+void Watchdog::grantTime()
+{
+    const std::lock_guard lock(instance_->mutex_);
+    instance_->started_ = GetTickCount64();
+}
+
+void Watchdog::giveUp(const std::string& what)
+{
+    std::fprintf(stderr, "%s hangs; the threads:\n", what.c_str());
+    printStacks();
+    std::_Exit(3);
+}
+
 void Watchdog::watch()
 {
     std::unique_lock lock(mutex_);
     while (!changed_.wait_for(lock, std::chrono::seconds(1), [this] { return done_; })) {
         if (running_.empty() || GetTickCount64() - started_ < kLimitMilliseconds)
             continue;
-        std::fprintf(stderr, "%s hangs; the threads:\n", running_.c_str());
-        printStacks();
-        std::_Exit(3);
+        giveUp(running_);
     }
 }
 
