@@ -5,8 +5,10 @@
 
 #include "tests/windows/robustness/module_requests.h"
 #include "tests/windows/support/filter_fixture.h"
+#include "tests/windows/support/page_host.h"
 #include "tools/common/find_pin.h"
 #include "tools/demultiplexer/demultiplexer.h"
+#include "ui/resource_ids.h"
 
 namespace zarnow::test {
 
@@ -92,6 +94,72 @@ void withConnection(Parts& parts)
 {
     withFile(parts);
     ASSERT_HRESULT(S_OK, parts.connect());
+}
+
+/// Everything that is handed out as memory or as an object.
+HRESULT askForAll(Parts& parts)
+{
+    const auto filter = parts.of<IBaseFilter>(IID_IBaseFilter);
+    const auto tarnwell = parts.of<ITarnwell>(IID_ITarnwell);
+    const ComPtr<IPin> pin = parts.pin();
+    HRESULT first = S_OK;
+    const auto note = [&](HRESULT result) { first = first == S_OK ? result : first; };
+
+    LPOLESTR text = nullptr;
+    note(parts.of<IFileSourceFilter>(IID_IFileSourceFilter)->GetCurFile(&text, nullptr));
+    CoTaskMemFree(text);
+    note(pin->QueryId(&text));
+    CoTaskMemFree(text);
+    WORD pmtPid = 0;
+    WORD number = 0;
+    BSTR name = nullptr;
+    note(tarnwell->GetProgramInfo(0, &pmtPid, &number, &name));
+    SysFreeString(name);
+    note(tarnwell->GetStreamInfo(0, pmtPid, number, &pmtPid, &name));
+    SysFreeString(name);
+    TarnwellVideoInfo video = {};
+    note(tarnwell->GetVideoInfo(&video));
+    CAUUID pages = {};
+    note(parts.of<ISpecifyPropertyPages>(IID_ISpecifyPropertyPages)->GetPages(&pages));
+    CoTaskMemFree(pages.pElems);
+    ComPtr<IEnumPins> pins;
+    note(filter->EnumPins(&pins));
+    ComPtr<IEnumPins> morePins;
+    note(pins ? pins->Clone(&morePins) : E_OUTOFMEMORY);
+    ComPtr<IEnumMediaTypes> types;
+    note(pin->EnumMediaTypes(&types));
+    AM_MEDIA_TYPE* type = nullptr;
+    note(types ? types->Next(1, &type, nullptr) : E_OUTOFMEMORY);
+    if (type != nullptr)
+        DeleteMediaType(type);
+    note(filter->JoinFilterGraph(nullptr, L"a name"));
+    return first;
+}
+
+HRESULT showPage(Parts& parts)
+{
+    static const HostWindow host;
+    FakeSite site;
+    HRESULT result = parts.createPage();
+    if (FAILED(result))
+        return result;
+    const auto page = query<IPropertyPage>(parts.page.Get(), IID_IPropertyPage);
+    IUnknown* object = parts.filter.Get();
+    const RECT place = {0, 0, 450, 300};
+    page->SetPageSite(&site);
+    EXPECT_HRESULT(S_OK, page->SetObjects(1, &object));
+    PROPPAGEINFO information = {};
+    result = page->GetPageInfo(&information);
+    CoTaskMemFree(information.pszTitle);
+    const HRESULT shown = page->Activate(host.handle(), &place, FALSE);
+    if (SUCCEEDED(shown)) {
+        SendMessageA(GetWindow(host.handle(), GW_CHILD), WM_COMMAND, MAKEWPARAM(IDC_PROGRAMS, CBN_SELCHANGE), 0);
+        EXPECT_HRESULT(S_OK, page->Apply());
+        EXPECT_HRESULT(S_OK, page->Deactivate());
+    }
+    EXPECT_HRESULT(S_OK, page->SetObjects(0, nullptr));
+    EXPECT_HRESULT(S_OK, page->SetPageSite(nullptr));
+    return FAILED(result) ? result : shown;
 }
 
 struct Operation
@@ -184,6 +252,7 @@ const Operation kOperations[] = {
      [](Parts& parts) { return parts.createPage(); },
      [](Parts& parts) { EXPECT_EQ(0U, parts.page ? parts.page.Reset() : 0); },
      {}},
+    {"ShowPage", withFile, showPage, [](Parts& parts) { parts.page.Reset(); }, {S_OK}},  // which then shows less
     {"Load", withFilter, [](Parts& parts) { return parts.load(); }, nothing, {S_OK}},
     {"SetBufferSize",
      withFile,
@@ -199,6 +268,7 @@ const Operation kOperations[] = {
      [](Parts& parts) { return parts.connect(); },
      [](Parts& parts) { parts.disconnect(); },
      {VFW_E_NO_ACCEPTABLE_TYPES, E_FAIL, S_OK}},  // a demultiplexer's pin that cannot be described is left out
+    {"AskForAll", withFile, askForAll, nothing, {S_FALSE}},
     {"SelectProgramWhileConnected",
      withConnection,
      [](Parts& parts) { return parts.of<ITarnwell>(IID_ITarnwell)->SelectProgram(1); },
