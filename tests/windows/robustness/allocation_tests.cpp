@@ -211,7 +211,8 @@ protected:
 TEST_P(AllocationTest, EveryRequestMayFail)
 {
     ModuleRequests requests(module.handle());
-    // One; a second one for the report of the first; all from there on.
+    // One; the one behind it as well, which an exception asks for; all from there on. In this order: before the second
+    // step libstdc++ has not made the lock of its reserve for exceptions, and without that cannot throw in the third.
     for (const long count : {1L, 2L, LONG_MAX}) {
         SCOPED_TRACE(count);
         long number = 1;
