@@ -26,8 +26,13 @@ void printStack(HANDLE thread)
         PRUNTIME_FUNCTION function = RtlLookupFunctionEntry(context.Rip, &base, nullptr);
         std::fprintf(stderr, "    %016llx (module at %016llx)\n", static_cast<unsigned long long>(context.Rip),
                      static_cast<unsigned long long>(base));
-        if (function == nullptr)
+        if (function == nullptr && depth > 0)
             return;
+        if (function == nullptr) {  // a leaf, such as a system call: its return address is on top
+            context.Rip = *reinterpret_cast<DWORD64*>(context.Rsp);
+            context.Rsp += sizeof(DWORD64);
+            continue;
+        }
         void* data = nullptr;
         DWORD64 frame = 0;
         RtlVirtualUnwind(UNW_FLAG_NHANDLER, base, context.Rip, function, &context, &data, &frame, nullptr);
