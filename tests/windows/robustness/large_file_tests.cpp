@@ -101,6 +101,28 @@ TEST_F(LargeFileTest, AGapOfGigabytesHoldsUpNothing)
     }
 }
 
+TEST_F(LargeFileTest, TheFilterGoesWhileItsWorkerIsInTheGap)
+{
+    const Data stream = sampleStream();
+    const SparseFile file({{0, stream}, {2 * kGiB, stream}});
+    ASSERT_HRESULT(S_OK, load(file.path()));
+    SinkFilter sink;
+    ASSERT_HRESULT(S_OK, connect(sink));
+    run(sink);
+    ASSERT_TRUE(waitForSamples(sink, stream.size() / kPacket));
+    Sleep(50);
+    sink.Stop();
+    sink.input.Disconnect();  // so that nobody but the owner holds the filter
+    position.Reset();
+    tarnwell.Reset();
+    source.Reset();
+    pin.Reset();
+    const ULONGLONG begin = GetTickCount64();
+    EXPECT_EQ(0U, filter.Reset());
+    EXPECT_GT(kAtOnce, GetTickCount64() - begin);
+    EXPECT_EQ(1, sink.references());
+}
+
 TEST_F(LargeFileTest, ReadsOnAcross4GiB)
 {
     const ImportPatch noteHandle(module.handle(), "CreateFileW", reinterpret_cast<void*>(notedCreateFileW));
