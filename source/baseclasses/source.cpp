@@ -18,7 +18,10 @@ int numberOf(LPCWSTR id)
 
 }  // namespace
 
-CSource::CSource(CObjectName pName, LPUNKNOWN lpunk, CLSID clsid, HRESULT*) : CSource(pName, lpunk, clsid) {}
+CSource::CSource(CObjectName pName, LPUNKNOWN lpunk, CLSID clsid, HRESULT* phr)
+    : CBaseFilter(pName, lpunk, &m_cStateLock, clsid, phr)
+{
+}
 
 CSource::CSource(CObjectName pName, LPUNKNOWN lpunk, CLSID clsid) : CBaseFilter(pName, lpunk, &m_cStateLock, clsid) {}
 
