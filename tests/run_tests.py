@@ -24,6 +24,7 @@ def suites():
     build = ROOT / "build"
     yield Suite("unit tests", [build / "host" / "unit_tests"])
     yield Suite("unit tests with sanitizers", [build / "host-asan" / "unit_tests"])
+    yield Suite("fuzzing inputs with sanitizers", [build / "host-asan" / "fuzz_replay_tests"])
     for program in sorted((build / "windows").glob("*_tests.exe")):
         yield Suite(f"{program.stem} under Wine", ["wine", program])
     yield Suite("end to end", [sys.executable, ROOT / "tests" / "endtoend" / "run.py"])
