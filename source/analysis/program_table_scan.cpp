@@ -43,8 +43,9 @@ bool CFileScan::programsShareFirstPid() const noexcept
     return std::any_of(programList.begin() + 1, programList.end(), shares);
 }
 
-/// The walk over the programs: for each one the file is read from its beginning until a map section of its PID (or,
-/// where programs share the first one's PID, a section of its number) is found.
+/// The walk over the programs: for each one the file is searched from its beginning for a map section of its PID (or,
+/// where programs share the first one's PID, a section of its number). The searches are made side by side, in one pass
+/// over the file; the walk then goes by what they found.
 class CFileScan::ProgramMapWalk
 {
 public:
@@ -52,74 +53,90 @@ public:
         : scan_(scan),
           blockSize_(blockSize),
           byNumber_(scan.programsShareFirstPid()),
-          remaining_(static_cast<std::int64_t>(scan.programList.size()) - 1)
+          searches_(scan.programList.size())
     {
     }
 
     bool run()
     {
         scan_.rewindToData();
-        while (searching_) {
-            const bool full = readAndParse();
+        for (std::size_t pending = searches_.size(); pending > 0;) {
+            Block block;
+            scan_.readBlock(blockSize_, block);
+            if (byNumber_)
+                scan_.file.moveBy(-kBlockOverlap);
+            if (!block.bytes.empty())
+                pending -= searchBlock(block);
             if (scan_.abortScan)
                 return false;
-            if (!full || (parsed_ && remaining_ >= 1))
-                leaveProgram();
-            else if (parsed_)
-                found_ = true;  // the last program: done, or back in the list's beginning after it: ends there
+            if (!block.full)
+                break;
         }
-        return found_;
+        return takeStreams();
     }
 
 private:
-    /// @return whether the block was full
-    bool readAndParse()
+    struct Search
     {
-        Block block;
-        scan_.readBlock(blockSize_, block);
-        if (byNumber_)
-            scan_.file.moveBy(-kBlockOverlap);
-        parsed_ = !block.bytes.empty() && parse(block);
-        return block.full;
-    }
+        std::vector<PsiEntry> streams;  // also of sections that were given up
+        bool parsed = false;
+        bool inFullBlock = false;  // with parsed
+    };
 
-    bool parse(const Block& block)
+    /// @return how many searches ended in this block
+    std::size_t searchBlock(const Block& block)
     {
-        const PsiEntry program = scan_.programList[current_];
-        const std::uint16_t key = headerKeyOfPid(program.pmtPid);
-        return byNumber_
-                   ? scan_.parsePmtForProgram(block.data(), block.length(), key, program.programNumber, searching_)
-                   : scan_.parsePmt(block.data(), block.length(), key, searching_);
-    }
-
-    /// On to the next program. At the list's end the walk is over if the last program was found; otherwise it wraps
-    /// round once: what a walk found nothing in, or a second time round, would only repeat itself.
-    void leaveProgram()
-    {
-        found_ = found_ || parsed_;
-        --remaining_;
-        ++current_;
-        if (current_ == scan_.programList.size()) {
-            if (!searching_ || wrapped_ || !found_) {
-                searching_ = false;
-                return;
-            }
-            wrapped_ = true;
-            current_ = 0;
+        std::size_t ended = 0;
+        for (std::size_t i = 0; i < searches_.size(); ++i) {
+            Search& search = searches_[i];
+            if (search.parsed)
+                continue;
+            search.parsed = parse(block, scan_.programList[i], search.streams);
+            search.inFullBlock = block.full;
+            ended += search.parsed ? 1 : 0;
         }
-        searching_ = true;
-        scan_.rewindToData();
+        return ended;
+    }
+
+    bool parse(const Block& block, const PsiEntry& program, std::vector<PsiEntry>& streams)
+    {
+        const std::uint16_t key = headerKeyOfPid(program.pmtPid);
+        bool searching = true;
+        scan_.streamList.swap(streams);
+        const bool parsed =
+            byNumber_ ? scan_.parsePmtForProgram(block.data(), block.length(), key, program.programNumber, searching)
+                      : scan_.parsePmt(block.data(), block.length(), key, searching);
+        scan_.streamList.swap(streams);
+        return parsed;
+    }
+
+    /// Every program's streams in the order of the programs. When the last program has no map the walk goes round once
+    /// more, up to the first map in a full block; the streams it takes again are folded later.
+    bool takeStreams()
+    {
+        for (const Search& search : searches_)
+            take(search);
+        if (std::none_of(searches_.begin(), searches_.end(), [](const Search& search) { return search.parsed; }))
+            return false;
+        if (searches_.back().parsed)
+            return true;
+        for (const Search& search : searches_) {
+            take(search);
+            if (search.parsed && search.inFullBlock)
+                break;
+        }
+        return true;
+    }
+
+    void take(const Search& search)
+    {
+        scan_.streamList.insert(scan_.streamList.end(), search.streams.begin(), search.streams.end());
     }
 
     CFileScan& scan_;
     std::uint32_t blockSize_;
     bool byNumber_;
-    std::int64_t remaining_;  // programs after the current one; negative once the walk has wrapped round
-    std::size_t current_ = 0;
-    bool searching_ = true;  // cleared by the parsers
-    bool parsed_ = false;    // by the last block
-    bool found_ = false;
-    bool wrapped_ = false;
+    std::vector<Search> searches_;  // one for each program
 };
 
 bool CFileScan::scanProgramMaps(std::uint32_t blockSize)

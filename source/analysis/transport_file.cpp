@@ -4,8 +4,7 @@ namespace zarnow {
 
 bool CTransportFile::moveToPosition(std::int64_t target) noexcept
 {
-    constexpr std::int64_t kLastPosition = 0xFFFFFFFF;  // what a move without a high part can reach
-    return isOpen() && target >= 0 && target <= kLastPosition && setPosition(target);
+    return isOpen() && canMoveTo(target) && setPosition(target);
 }
 
 bool CTransportFile::moveTo(std::int32_t offset) noexcept

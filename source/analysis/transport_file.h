@@ -42,6 +42,12 @@ public:
     /// @return false when the read failed; `count` is then 0
     bool read(void* buffer, std::uint32_t length, std::uint32_t& count) noexcept;
 
+    /// Whether a move may end there: what a move without a high part can reach.
+    static constexpr bool canMoveTo(std::int64_t target) noexcept
+    {
+        return target >= 0 && target <= 0xFFFFFFFF;
+    }
+
     bool moveTo(std::int32_t offset) noexcept;
     bool moveBy(std::int32_t distance) noexcept;
     bool moveFromEnd(std::int32_t distance) noexcept;

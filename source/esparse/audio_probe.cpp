@@ -1,16 +1,7 @@
-#include <algorithm>
-
 #include "analysis/stream_type.h"
-#include "esparse/audio_header.h"
-#include "esparse/stream_probe.h"
+#include "esparse/stream_search.h"
 
 namespace zarnow {
-
-namespace {
-
-constexpr std::uint32_t kMaxAudioBlocks = 24;  // an audio header that has not come by then is not waited for
-
-}  // namespace
 
 bool CStreamProbe::probeAudioStreams()
 {
@@ -42,65 +33,21 @@ bool CStreamProbe::probeAudioTypes(const PsiEntry& stream, std::size_t entry)
 
 bool CStreamProbe::probeAudioStream(std::uint16_t pid, std::uint8_t streamType, std::size_t entry, bool lpcmMode)
 {
-    if (abortScan)
+    const CAudioSearch& search = searchFor(audioSearches, pid, streamType, lpcmMode);
+    if (!readUntilEnded(audioSearches, search))
         return false;
-    const std::uint32_t key = audioSearchKey(pid, streamType, lpcmMode);
-    auto known = audioSearches.find(key);
-    if (known == audioSearches.end()) {
-        AudioSearch search;
-        search.found = searchAudio(pid, streamType, lpcmMode, search);
-        if (abortScan)
-            return false;
-        known = audioSearches.emplace(key, search).first;
-    }
-    if (known->second.looked)
-        audioStreams[entry] = known->second.record;
-    return known->second.found;
+    search.applyTo(audioStreams[entry]);
+    return search.found();
 }
 
-bool CStreamProbe::searchAudio(std::uint16_t pid, std::uint8_t streamType, bool lpcmMode, AudioSearch& search)
+void CStreamProbe::addListedStreams(CSearchPass<CAudioSearch>& pass)
 {
-    std::uint16_t headerKey = withUnitStart(headerKeyOfPid(pid));
-    Block block;
-    for (std::uint32_t number = 0; readBlockWith(headerKey, number, kMaxAudioBlocks, block); ++number) {
-        const AudioResult result = findAudioHeader(block, headerKey, lpcmMode, streamType, search);
-        if (result == AudioResult::found) {
-            search.record.pid = pid;
-            search.record.filePosition = lowFilePosition() - 1;
-            return true;
-        }
-        if (result == AudioResult::givenUp)
-            return false;
-    }
-    return false;
-}
-
-/// @param headerKey  after the first candidate it no longer asks for packets that start a payload unit
-CStreamProbe::AudioResult CStreamProbe::findAudioHeader(const Block& block, std::uint16_t& headerKey, bool lpcmMode,
-                                                        std::uint8_t streamType, AudioSearch& search)
-{
-    std::int64_t budget = block.length();
-    std::int64_t position = 0;
-    for (;;) {
-        // The budget is reduced by the whole position before every search, not by the step since the last one: only
-        // the first candidates of a block are looked at. Which streams are listed depends on it.
-        budget -= position;
-        const std::uint8_t* packet = nullptr;
-        if (budget <= 0 ||
-            !findNextPacket(block.data() + position, static_cast<std::int32_t>(budget), headerKey, packet))
-            return AudioResult::notInBlock;
-        if (!hasPayload(packet))
-            return AudioResult::givenUp;
-        search.looked = true;
-        search.record = {};
-        const Bytes payload = payloadOf(packet, packetSize);
-        if (parseAudioHeader(payload.data(), static_cast<std::int32_t>(payload.size()), streamType, search.record,
-                             lpcmMode)) {
-            search.record.streamId = payload[3];
-            return AudioResult::found;
-        }
-        headerKey &= static_cast<std::uint16_t>(~kUnitStartBit);
-        position = packet - block.data() + 1;
+    for (const PsiEntry& stream : streamList) {
+        if (!stream_type::isAudio(stream.streamType))
+            continue;
+        pass.add(stream.pid, stream.streamType, false);
+        if (stream_type::isPrivateAudio(stream.streamType))
+            pass.add(stream.pid, stream.streamType, true);
     }
 }
 

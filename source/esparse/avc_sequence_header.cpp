@@ -80,31 +80,36 @@ std::size_t appendUnescaped(Bytes payload, std::vector<std::uint8_t>& copy)
     return i;
 }
 
-bool parseAvcSequenceHeader(AvcStreamInfo& info, const std::uint8_t* payload, std::int32_t length,
-                            VideoProbeRecord& stream)
+std::optional<Bytes> findSequenceParameterSet(Bytes payload, std::vector<std::uint8_t>& unescaped)
 {
-    const Bytes whole = bytesOf(payload, length);
-    if (!startsVideoPes(whole))
-        return false;
-    std::vector<std::uint8_t> copy;
-    copy.reserve(whole.size());
-    appendUnescaped(whole, copy);
-    Bytes data = copy;
+    if (!startsVideoPes(payload))
+        return {};
+    unescaped.clear();
+    appendUnescaped(payload, unescaped);
+    Bytes data = unescaped;
     if (data.size() < kPesHeaderSize)
-        return false;
+        return {};
 
-    std::int64_t remaining = length;
+    auto remaining = static_cast<std::int64_t>(payload.size());
     advance(data, remaining, kPesHeaderSize + data[8]);
     const std::size_t startCode = startCodeLength(data);
     if (startCode == 0)
-        return false;
+        return {};
     advance(data, remaining, startCode);
     if (!data.empty() && nalUnitType(data[0]) == kAccessUnitDelimiter && nalRefIdc(data[0]) == 0 &&
         !skipDelimiter(data, remaining))
-        return false;
+        return {};
     if (data.empty() || nalRefIdc(data[0]) == 0 || nalUnitType(data[0]) != kSequenceParameterSet)
-        return false;
-    return CSpsParser(data.subspan(1), info, stream).parse();
+        return {};
+    return data.subspan(1);
+}
+
+bool parseAvcSequenceHeader(AvcStreamInfo& info, const std::uint8_t* payload, std::int32_t length,
+                            VideoProbeRecord& stream)
+{
+    std::vector<std::uint8_t> unescaped;
+    const auto sps = findSequenceParameterSet(bytesOf(payload, length), unescaped);
+    return sps && CSpsParser(*sps, info, stream).parse();
 }
 
 }  // namespace zarnow

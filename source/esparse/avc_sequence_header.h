@@ -2,11 +2,11 @@
 /// AVC sequence parameter set (ITU-T H.264, 7.3.2.1.1 and annex E) in the transport packet that starts a PES packet.
 #pragma once
 
+#include <optional>
 #include <vector>
 
-#include "esparse/probe_records.h"
-
 #include "analysis/bytes.h"
+#include "esparse/probe_records.h"
 
 namespace zarnow {
 
@@ -15,8 +15,13 @@ namespace zarnow {
 /// @return how many bytes of the payload were consumed
 std::size_t appendUnescaped(Bytes payload, std::vector<std::uint8_t>& copy);
 
-/// Decodes the sequence parameter set that the payload begins with, behind the PES header and, if there is one, an
-/// access unit delimiter.
+/// Finds the sequence parameter set that the payload begins with, behind the PES header and, if there is one, an access
+/// unit delimiter.
+/// @param unescaped  working space; what is found lies in it
+/// @return what follows the NAL unit header
+std::optional<Bytes> findSequenceParameterSet(Bytes payload, std::vector<std::uint8_t>& unescaped);
+
+/// Decodes the sequence parameter set that the payload begins with.
 /// @param info     hrdBitRate and hrdCpbSize are set only while they are 0
 /// @param payload  transport packet payload of `length` bytes
 /// @return false without one, or when it goes on behind the payload; what was decoded until then stays written

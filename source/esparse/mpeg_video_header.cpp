@@ -1,8 +1,8 @@
 #include "esparse/mpeg_video_header.h"
 
 #include <algorithm>
+#include <cstring>
 
-#include "analysis/bytes.h"
 #include "analysis/media_clock.h"
 
 namespace zarnow {
@@ -141,15 +141,25 @@ bool parseSequenceHeader(const std::uint8_t* header, std::int32_t length, VideoP
     return true;
 }
 
+Bytes findSequenceHeaderCode(Bytes payload) noexcept
+{
+    constexpr std::uint8_t kSequenceHeaderCode = 0xB3;
+    constexpr std::size_t kPrefixSize = 3;
+    for (std::size_t at = kPrefixSize; at < payload.size(); ++at) {
+        const void* found = std::memchr(payload.data() + at, kSequenceHeaderCode, payload.size() - at);
+        if (found == nullptr)
+            break;
+        at = static_cast<std::size_t>(static_cast<const std::uint8_t*>(found) - payload.data());
+        if (hasStartCode(payload, at - kPrefixSize, kSequenceHeaderCode))
+            return payload.subspan(at - kPrefixSize);
+    }
+    return {};
+}
+
 bool findSequenceHeader(const std::uint8_t* payload, std::int32_t length, VideoProbeRecord& stream) noexcept
 {
-    constexpr std::array<std::uint8_t, 4> kSequenceHeaderCode{0x00, 0x00, 0x01, 0xB3};
-    const Bytes bytes = bytesOf(payload, length);
-    const auto found = std::search(bytes.begin(), bytes.end(), kSequenceHeaderCode.begin(), kSequenceHeaderCode.end());
-    if (found == bytes.end())
-        return false;
-    const auto offset = found - bytes.begin();
-    return parseSequenceHeader(payload + offset, length - static_cast<std::int32_t>(offset), stream);
+    const Bytes header = findSequenceHeaderCode(bytesOf(payload, length));
+    return !header.empty() && parseSequenceHeader(header.data(), static_cast<std::int32_t>(header.size()), stream);
 }
 
 }  // namespace zarnow

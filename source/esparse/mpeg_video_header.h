@@ -2,9 +2,13 @@
 /// MPEG-1 and MPEG-2 video sequence header and sequence extension (ISO/IEC 11172-2, 2.4.2.3; 13818-2, 6.2.2).
 #pragma once
 
+#include "analysis/bytes.h"
 #include "esparse/probe_records.h"
 
 namespace zarnow {
+
+/// The payload from its first sequence header's start code on; empty without one.
+Bytes findSequenceHeaderCode(Bytes payload) noexcept;
 
 /// Looks for a sequence header anywhere in a transport packet's payload and decodes the first one.
 /// @return false without one, or when it is refused; what was decoded until then stays written

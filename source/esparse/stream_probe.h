@@ -5,14 +5,13 @@
 #include <array>
 
 #include "analysis/file_scan.h"
-#include "esparse/block_index.h"
-#include "esparse/probe_cache.h"
+#include "esparse/search_pass.h"
 
 namespace zarnow {
 
-/// Every probe begins at the first packet and reads blocks of whole packets until a header parser accepts one, the
-/// file ends, or the stop flag is set. Within one load a PID is searched once by a given parser, and blocks without
-/// its packets are read no more than once for all.
+/// A probe searches blocks of whole packets, from the first packet on, until a header parser accepts one, the file
+/// ends, or the stop flag is set. Within one load the file is read once for all searches of a kind: the block that one
+/// of them waits for is shown to every other.
 class CStreamProbe : public CFileScan
 {
 public:
@@ -52,28 +51,21 @@ protected:
     void forgetSearches() noexcept;
 
 private:
-    enum class AudioResult { found, notInBlock, givenUp };
+    static constexpr std::uint32_t kMaxAudioBlocks = 24;  // an audio header that has not come by then is not waited for
 
-    template <class Parser>
-    bool probeVideo(std::uint16_t pid, std::size_t entry, bool avc, Parser parser);
-    template <class Parser>
-    bool searchUnitStarts(std::uint16_t pid, VideoSearch& search, Parser& parser);
-    template <class Parser>
-    const std::uint8_t* findAccepted(const Block& block, std::uint16_t headerKey, VideoSearch& search, Parser& parser);
+    bool probeVideo(std::uint16_t pid, std::size_t entry, bool avc);
     bool probeAudioTypes(const PsiEntry& stream, std::size_t entry);
-    bool searchAudio(std::uint16_t pid, std::uint8_t streamType, bool lpcmMode, AudioSearch& search);
-    AudioResult findAudioHeader(const Block& block, std::uint16_t& headerKey, bool lpcmMode, std::uint8_t streamType,
-                                AudioSearch& search);
-    bool readBlockWith(std::uint16_t headerKey, std::uint32_t& number, std::uint32_t limit, Block& block);
-    bool readNewBlock(Block& block);
-    bool resumeAtBlock(std::uint32_t number) noexcept;
+    void addListedStreams(CSearchPass<CVideoSearch>& pass);
+    void addListedStreams(CSearchPass<CAudioSearch>& pass);
+    template <class Search, class... Arguments>
+    Search& searchFor(CSearchPass<Search>& pass, Arguments... arguments);
+    template <class Search>
+    bool readUntilEnded(CSearchPass<Search>& pass, const Search& search);
     std::int64_t lastPtsInBlock(const Block& block, std::uint16_t headerKey) const noexcept;
-    std::uint32_t lowFilePosition() const noexcept;
 
-    CBlockIndex blockIndex;
-    std::int64_t firstBlockOffset = 0;  // of the blocks in the index
-    ProbeCache<VideoSearch> videoSearches;
-    ProbeCache<AudioSearch> audioSearches;
+    CSearchPass<CVideoSearch> videoSearches;
+    CSearchPass<CAudioSearch> audioSearches{kMaxAudioBlocks};
+    std::vector<std::uint8_t> unescaped;  // scratch
 };
 
 }  // namespace zarnow

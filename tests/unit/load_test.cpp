@@ -6,6 +6,7 @@
 #include <chrono>
 
 #include "esparse/program_selection.h"
+#include "tests/support/difficult_files.h"
 #include "tests/support/temporary_file.h"
 #include "tests/support/transport_stream.h"
 #include "tests/support/video_headers.h"
@@ -181,25 +182,6 @@ TEST(Load, OnlyTheFirstThreeRecordsOfAKindCount)
     EXPECT_EQ(filter.videoStreamCount, 4U);
     EXPECT_EQ(filter.describe(2, 0x13), "MPEG2 Video (0x0013)");
     EXPECT_EQ(filter.describe(2, 0x14), "");
-}
-
-/// A map section of 4095 bytes: entries on PIDs that the file does not have, read on through 22 packets. The last entry
-/// in each one has a descriptor that ends behind the next one's header.
-Data endlessMap(std::uint16_t pmtPid, std::uint16_t number, std::uint8_t streamType, std::uint16_t pid)
-{
-    Data section = firstBytes(pmtSection(number, {}), 12);
-    section[1] = 0xBF;
-    section[2] = 0xFF;
-    const auto entries = [&](std::size_t count, std::uint8_t lastInfo) {
-        BitWriter out;
-        for (std::size_t i = 0; i < count; ++i)
-            out.bits(streamType, 8).bits(pid++, 16).bits(i + 1 == count ? lastInfo : 0, 16);
-        return out.bytes();
-    };
-    Data packets = packet({.pid = pmtPid}, pointed(join({section, entries(34, 1 + 4)})));
-    for (int i = 0; i < 21; ++i)
-        packets = join({packets, packet({.pid = 0x0FFF, .unitStart = false}, entries(36, 4 + 4))});
-    return packets;
 }
 
 TEST(Load, EndsWithinASecondWhateverTheFile)

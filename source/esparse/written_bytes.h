@@ -1,14 +1,11 @@
 /// @file
-/// What the search for a stream's header did, kept for the streams and selections that ask again.
+/// What a run of parsers does to a record, to be done again to another one.
 #pragma once
 
 #include <array>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
-#include <unordered_map>
-
-#include "esparse/probe_records.h"
 
 namespace zarnow {
 
@@ -40,38 +37,5 @@ public:
     Record first;
     Record second;
 };
-
-/// A search for a video header: also one that found none may leave fields behind.
-struct VideoSearch
-{
-    bool found = false;
-    bool looked = false;  ///< at any packet
-    CWrittenBytes<VideoProbeRecord> record;
-    CWrittenBytes<AvcStreamInfo> avc;
-
-    void applyTo(VideoProbeRecord& target, AvcStreamInfo& info) const noexcept;
-};
-
-/// A search for an audio header: the record is cleared for every packet looked at.
-struct AudioSearch
-{
-    bool found = false;
-    bool looked = false;
-    AudioProbeRecord record;
-};
-
-/// By what was searched for; see the keys below.
-template <class Search>
-using ProbeCache = std::unordered_map<std::uint32_t, Search>;
-
-constexpr std::uint32_t videoSearchKey(std::uint16_t pid, bool avc) noexcept
-{
-    return pid | (avc ? 0x10000U : 0U);
-}
-
-constexpr std::uint32_t audioSearchKey(std::uint16_t pid, std::uint8_t streamType, bool lpcmMode) noexcept
-{
-    return pid | static_cast<std::uint32_t>(streamType) << 16 | (lpcmMode ? 0x1000000U : 0U);
-}
 
 }  // namespace zarnow

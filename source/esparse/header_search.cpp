@@ -1,0 +1,124 @@
+#include "esparse/header_search.h"
+
+#include "analysis/transport_file.h"
+#include "esparse/audio_header.h"
+#include "esparse/avc_sequence_header.h"
+#include "esparse/mpeg_video_header.h"
+#include "esparse/sps_parser.h"
+
+namespace zarnow {
+
+namespace {
+
+/// Where the file would be after moving back from the block's end by the packet's offset in the block; kept: that is
+/// what applications get as the packet's position. A move that is refused leaves the position where it was.
+std::uint32_t movedBackPosition(const ProbeBlock& block, const std::uint8_t* packet) noexcept
+{
+    const std::int64_t target = block.end - (packet - block.bytes.data());
+    return static_cast<std::uint32_t>(CTransportFile::canMoveTo(target) ? target : block.end);
+}
+
+}  // namespace
+
+void CVideoSearch::look(const ProbeBlock& block)
+{
+    const std::uint32_t packetSize = block.parser.packetSize;
+    std::size_t position = 0;
+    while (block.bytes.size() - position > packetSize + 2) {
+        const Bytes rest = block.bytes.subspan(position);
+        const std::uint8_t* packet = nullptr;
+        if (!block.parser.findNextPacket(rest.data(), static_cast<std::int32_t>(rest.size()), headerKey_, packet))
+            return;
+        if (hasPayload(packet) && accepts(payloadOf(packet, packetSize), block.scratch)) {
+            for (VideoProbeRecord* record : {&effects_->record.first, &effects_->record.second}) {
+                record->streamId = payloadOf(packet, packetSize)[3];
+                record->filePosition = movedBackPosition(block, packet);
+                record->pid = pid_;
+            }
+            return succeed();
+        }
+        position = static_cast<std::size_t>(packet - block.bytes.data()) + 1;
+    }
+}
+
+bool CVideoSearch::accepts(Bytes payload, std::vector<std::uint8_t>& scratch)
+{
+    return avc_ ? acceptsAvc(payload, scratch) : acceptsMpeg(payload);
+}
+
+bool CVideoSearch::acceptsMpeg(Bytes payload)
+{
+    const Bytes header = findSequenceHeaderCode(payload);
+    if (header.empty())
+        return false;
+    const auto parse = [&](VideoProbeRecord& record) {
+        if (!parseSequenceHeader(header.data(), static_cast<std::int32_t>(header.size()), record))
+            return false;
+        const auto length = static_cast<std::int32_t>(payload.size());
+        record.firstPts = static_cast<std::uint64_t>(CPSIParser::findPesPts(payload.data(), payload[3], length));
+        return true;
+    };
+    parse(effects().record.second);
+    return parse(effects().record.first);
+}
+
+bool CVideoSearch::acceptsAvc(Bytes payload, std::vector<std::uint8_t>& scratch)
+{
+    const auto sps = findSequenceParameterSet(payload, scratch);
+    if (!sps)
+        return false;
+    CSpsParser(*sps, effects().avc.second, effects().record.second).parse();
+    return CSpsParser(*sps, effects().avc.first, effects().record.first).parse();
+}
+
+CVideoSearch::Effects& CVideoSearch::effects()
+{
+    if (effects_ == nullptr)
+        effects_ = std::make_unique<Effects>();
+    return *effects_;
+}
+
+void CVideoSearch::applyTo(VideoProbeRecord& record, AvcStreamInfo& info) const noexcept
+{
+    if (effects_ == nullptr)
+        return;
+    effects_->record.applyTo(record);
+    // The first stream ever parsed fixes these two, so they are no plain writes.
+    const AvcStreamInfo& written = effects_->avc.first;
+    const std::uint32_t bitRate = info.hrdBitRate != 0 ? info.hrdBitRate : written.hrdBitRate;
+    const std::uint32_t cpbSize = info.hrdCpbSize != 0 ? info.hrdCpbSize : written.hrdCpbSize;
+    effects_->avc.applyTo(info);
+    info.hrdBitRate = bitRate;
+    info.hrdCpbSize = cpbSize;
+}
+
+void CAudioSearch::look(const ProbeBlock& block) noexcept
+{
+    auto budget = static_cast<std::int64_t>(block.bytes.size());
+    std::int64_t position = 0;
+    for (;;) {
+        // The budget is reduced by the whole position before every search, not by the step since the last one: only
+        // the first candidates of a block are looked at. Which streams are listed depends on it.
+        budget -= position;
+        const std::uint8_t* packet = nullptr;
+        if (budget <= 0 || !block.parser.findNextPacket(block.bytes.data() + position,
+                                                        static_cast<std::int32_t>(budget), headerKey_, packet))
+            return;
+        if (!hasPayload(packet))
+            return end();
+        looked_ = true;
+        record_ = {};
+        const Bytes payload = payloadOf(packet, block.parser.packetSize);
+        if (parseAudioHeader(payload.data(), static_cast<std::int32_t>(payload.size()), streamType_, record_,
+                             lpcmMode_)) {
+            record_.streamId = payload[3];
+            record_.pid = pid_;
+            record_.filePosition = static_cast<std::uint32_t>(block.end) - 1;
+            return succeed();
+        }
+        headerKey_ &= static_cast<std::uint16_t>(~kUnitStartBit);
+        position = packet - block.bytes.data() + 1;
+    }
+}
+
+}  // namespace zarnow

@@ -1,0 +1,135 @@
+/// @file
+/// One pass over the file for all searches of a kind.
+#pragma once
+
+#include <bitset>
+#include <cstdint>
+#include <limits>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "analysis/packet_walk.h"
+#include "esparse/header_search.h"
+
+namespace zarnow {
+
+/// Which packets the walk over a block meets, by their masked header words.
+class CBlockWords
+{
+public:
+    void note(const CPSIParser& parser, Bytes block)
+    {
+        for (const std::uint16_t word : words_)
+            seen_.reset(word);
+        words_.clear();
+        CPacketWalk walk(parser, block);
+        while (const std::uint8_t* packet = walk.next()) {
+            const std::uint16_t word = maskedHeaderWord(packet);
+            if (seen_[word])
+                continue;
+            seen_.set(word);
+            words_.push_back(word);
+        }
+    }
+
+    /// Every PID once.
+    template <class Function>
+    void forEachPid(Function function) const
+    {
+        for (const std::uint16_t word : words_) {
+            const bool again = (word & kUnitStartBit) != 0 && seen_[word & ~kUnitStartBit];
+            if (!again)
+                function(pidOfHeaderKey(word));
+        }
+    }
+
+    /// Whether a search for the key finds a packet.
+    bool match(std::uint16_t headerKey) const noexcept { return seen_[headerKey] || seen_[withUnitStart(headerKey)]; }
+
+private:
+    std::vector<std::uint16_t> words_;
+    std::bitset<0x10000> seen_;
+};
+
+/// The searches advance together, so that the file is read once for all of them, and only as far as somebody asks for
+/// the outcome of one of them.
+template <class Search>
+class CSearchPass
+{
+public:
+    /// @param blockLimit  what has not come by then is not waited for
+    explicit CSearchPass(std::uint32_t blockLimit = std::numeric_limits<std::uint32_t>::max()) : blockLimit_(blockLimit)
+    {
+    }
+
+    void clear() noexcept
+    {
+        searches_.clear();
+        pending_.clear();
+        blockCount_ = 0;
+    }
+
+    Search* find(std::uint32_t key) noexcept
+    {
+        const auto entry = searches_.find(key);
+        return entry != searches_.end() ? &entry->second : nullptr;
+    }
+
+    /// Adds a search unless it is there. Only possible before the first block.
+    template <class... Arguments>
+    void add(Arguments... arguments)
+    {
+        const auto [entry, added] = searches_.try_emplace(Search::keyOf(arguments...), arguments...);
+        if (added)
+            pending_[pidOfHeaderKey(entry->second.headerKey())].push_back(&entry->second);
+    }
+
+    bool begun() const noexcept { return blockCount_ > 0; }
+    std::int64_t position() const noexcept { return position_; }  ///< file offset of the next block
+    void setPosition(std::int64_t position) noexcept { position_ = position; }
+
+    /// Shows the next block to every search that has not ended.
+    /// @param last  nothing is read behind it
+    void look(ProbeBlock block, bool last)
+    {
+        block.end = position_ + static_cast<std::int64_t>(block.bytes.size());
+        words_.note(block.parser, block.bytes);
+        words_.forEachPid([&](std::uint16_t pid) { lookFor(pid, block); });
+        position_ = block.end;
+        if (++blockCount_ == blockLimit_ || last)
+            end();
+    }
+
+    /// Nothing more can be read.
+    void end() noexcept
+    {
+        for (auto& [pid, searches] : pending_) {
+            for (Search* search : searches)
+                search->end();
+        }
+        pending_.clear();
+    }
+
+private:
+    void lookFor(std::uint16_t pid, const ProbeBlock& block)
+    {
+        const auto entry = pending_.find(pid);
+        if (entry == pending_.end())
+            return;
+        for (Search* search : entry->second) {
+            if (!search->ended() && words_.match(search->headerKey()))
+                search->look(block);
+        }
+        std::erase_if(entry->second, [](const Search* search) { return search->ended(); });
+    }
+
+    std::unordered_map<std::uint32_t, Search> searches_;
+    std::unordered_map<std::uint16_t, std::vector<Search*>> pending_;  // those that have not ended, by PID
+    CBlockWords words_;
+    std::int64_t position_ = 0;
+    std::uint32_t blockCount_ = 0;
+    std::uint32_t blockLimit_;
+};
+
+}  // namespace zarnow

@@ -1,0 +1,80 @@
+// How long the filter's analysis takes, beside a loop of plain reads over the same file with the same block size.
+
+#include <benchmark/benchmark.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "esparse/program_selection.h"
+#include "tests/support/difficult_files.h"
+#include "tests/support/temporary_file.h"
+
+namespace zarnow {
+namespace {
+
+constexpr std::uintmax_t kDifficultSize = 100'000'000;
+
+void countBytes(benchmark::State& state, const std::filesystem::path& path)
+{
+    state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(std::filesystem::file_size(path)));
+}
+
+void readPlainly(benchmark::State& state, const std::filesystem::path& path)
+{
+    const auto buffer = std::make_unique<std::uint8_t[]>(kDefaultReadBufferSize);
+    CTransportFile file;
+    if (file.open(path.c_str()) != 0)
+        throw std::runtime_error("cannot open " + path.string());
+    for (auto _ : state) {
+        file.moveTo(0);
+        std::uint32_t count = 0;
+        while (file.read(buffer.get(), kDefaultReadBufferSize, count) && count != 0)
+            benchmark::DoNotOptimize(buffer.get());
+    }
+    countBytes(state, path);
+}
+
+void load(benchmark::State& state, const std::filesystem::path& path)
+{
+    for (auto _ : state) {
+        CProgramSelection filter;
+        if (filter.loadFile(path.c_str()).status != LoadResult::Status::loaded)
+            throw std::runtime_error("cannot load " + path.string());
+    }
+    countBytes(state, path);
+}
+
+void registerFile(const std::string& name, const std::filesystem::path& path)
+{
+    const auto add = [&](const char* what, auto function) {
+        benchmark::RegisterBenchmark((std::string(what) + "/" + name).c_str(), function, path)
+            ->Unit(benchmark::kMillisecond)
+            ->UseRealTime();
+    };
+    add("read", readPlainly);
+    add("load", load);
+}
+
+}  // namespace
+}  // namespace zarnow
+
+/// load_bench [options] [FILE...]: the files given, and difficult ones of 100 MB each.
+int main(int argc, char** argv)
+{
+    using namespace zarnow;
+    benchmark::Initialize(&argc, argv);
+    for (int i = 1; i < argc; ++i)
+        registerFile(std::filesystem::path(argv[i]).filename(), argv[i]);
+    std::vector<std::unique_ptr<test::TemporaryFile>> files;
+    for (const test::DifficultFile& file : test::difficultFiles()) {
+        files.push_back(std::make_unique<test::TemporaryFile>());
+        file.write(files.back()->path(), kDifficultSize);
+        registerFile(file.name, files.back()->path());
+    }
+    benchmark::RunSpecifiedBenchmarks();
+    return 0;
+}

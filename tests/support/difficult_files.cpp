@@ -1,0 +1,145 @@
+#include "tests/support/difficult_files.h"
+
+#include <fstream>
+#include <random>
+
+#include "tests/support/bit_writer.h"
+#include "tests/support/transport_stream.h"
+
+namespace zarnow::test {
+
+namespace {
+
+constexpr std::uint16_t kPmtPid = 0x147;
+constexpr std::uint8_t kAvc = 0x1B;
+constexpr std::uint8_t kMpeg2Video = 0x02;
+
+/// Packets of random bytes, as a scrambled stream has them, but none that any header begins with.
+class ScrambledPackets
+{
+public:
+    Data next(std::uint16_t pid, bool unitStart)
+    {
+        Data payload(kPacket - 4);
+        for (std::uint8_t& byte : payload)
+            byte = static_cast<std::uint8_t>(0x10 + random_() % 0x60);
+        Data scrambled = packet({.pid = pid, .unitStart = unitStart}, payload);
+        scrambled[3] |= 0x80;  // transport_scrambling_control
+        return scrambled;
+    }
+
+private:
+    std::minstd_rand random_{1};
+};
+
+/// A multiplex as broadcast: video has most of the packets and starts a PES packet in every hundredth.
+DifficultFile scrambledPrograms()
+{
+    std::vector<Program> programs;
+    Data maps;
+    for (std::uint16_t number = 1; number <= 20; ++number) {
+        const auto pmtPid = static_cast<std::uint16_t>(kPmtPid + 0x10 * number);
+        const auto pid = [&](int stream) { return static_cast<std::uint16_t>(pmtPid + stream); };
+        programs.push_back({number, pmtPid});
+        maps = join({maps, pmtPacket(pmtPid, number, {{kAvc, pid(1)}, {3, pid(2)}, {4, pid(3)}})});
+    }
+    ScrambledPackets packets;
+    Data body;
+    for (int round = 0; round < 200; ++round) {
+        for (const Program& program : programs) {
+            const int stream = round % 10 == 8 ? 2 : round % 10 == 9 ? 3 : 1;
+            const Data one = packets.next(static_cast<std::uint16_t>(program.pmtPid + stream),
+                                          stream != 1 || (round + program.number) % 100 == 0);
+            body.insert(body.end(), one.begin(), one.end());
+        }
+    }
+    return {"20 scrambled programs", join({patPacket(programs), maps}), body};
+}
+
+/// As many programs as a table can hold, each with as many streams, and packets of as many PIDs as asked for.
+DifficultFile fullTables(const char* name, unsigned pids)
+{
+    std::vector<Program> programs;
+    Data maps;
+    for (std::uint16_t number = 1; number <= 61; ++number) {
+        const auto type = static_cast<std::uint8_t>(number % 4 == 0   ? kMpeg2Video
+                                                    : number % 4 == 1 ? kAvc
+                                                                      : 0x80 + number);
+        programs.push_back({number, kPmtPid});
+        maps = join({maps, endlessMap(kPmtPid, number, type, static_cast<std::uint16_t>(0x200 + number * 100))});
+    }
+    // The table is read on beyond its packet; there the low byte of the PMT PID serves as the next packet's sync byte.
+    Data pat = join({firstBytes(packet({}), 4), pointed(patSection(programs))});
+    pat.resize(2 * kPacket, 0xFF);
+    ScrambledPackets packets;
+    Data body;
+    for (unsigned i = 0; i < std::max(pids, 512U); ++i) {
+        const Data one = packets.next(static_cast<std::uint16_t>(0x300 + i % pids), true);
+        body.insert(body.end(), one.begin(), one.end());
+    }
+    return {name, join({pat, maps}), body};
+}
+
+DifficultFile oneVideo(const char* name, std::uint8_t type, std::uint16_t pid, const Data& body)
+{
+    return {name, join({patPacket({{1, kPmtPid}}), pmtPacket(kPmtPid, 1, {{type, pid}})}), body};
+}
+
+}  // namespace
+
+void DifficultFile::write(const std::filesystem::path& path, std::uintmax_t size) const
+{
+    std::ofstream file(path, std::ios::binary | std::ios::trunc);
+    file.exceptions(std::ios::failbit | std::ios::badbit);
+    const auto put = [&](const Data& bytes) {
+        const auto count = std::min<std::uintmax_t>(bytes.size(), size);
+        file.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(count));
+        size -= count;
+    };
+    put(head);
+    while (size > 0)
+        put(body);
+}
+
+Data endlessMap(std::uint16_t pmtPid, std::uint16_t number, std::uint8_t streamType, std::uint16_t pid)
+{
+    Data section = firstBytes(pmtSection(number, {}), 12);
+    section[1] = 0xBF;
+    section[2] = 0xFF;
+    const auto entries = [&](std::size_t count, std::uint8_t lastInfo) {
+        BitWriter out;
+        for (std::size_t i = 0; i < count; ++i)
+            out.bits(streamType, 8).bits(pid++, 16).bits(i + 1 == count ? lastInfo : 0, 16);
+        return out.bytes();
+    };
+    Data packets = packet({.pid = pmtPid}, pointed(join({section, entries(34, 1 + 4)})));
+    for (int i = 0; i < 21; ++i)
+        packets = join({packets, packet({.pid = 0x0FFF, .unitStart = false}, entries(36, 4 + 4))});
+    return packets;
+}
+
+std::vector<DifficultFile> difficultFiles()
+{
+    constexpr std::uint16_t kVideoPid = 0x0200;
+    constexpr std::uint16_t kSyncPid = 0x0747;  // what a run of sync bytes names
+    const Data filler = repeat(packet({.pid = kVideoPid, .unitStart = false}, filled(184, 0x11)), 100);
+    const Data starts = repeat(packet({.pid = kVideoPid}, pes(0xE0, filled(170, 0x11))), 100);
+    std::vector<Program> lost;
+    for (std::uint16_t number = 1; number <= 40; ++number)
+        lost.push_back({number, static_cast<std::uint16_t>(kPmtPid + number)});
+    return {
+        scrambledPrograms(),
+        fullTables("61 programs, full maps, 60 PIDs", 60),
+        fullTables("61 programs, full maps, 7000 PIDs", 7000),
+        {"no program association table", {}, filler},
+        {"no program map", patPacket({{1, kPmtPid}}), filler},
+        {"40 programs, none with a map", patPacket(lost), filler},
+        oneVideo("MPEG video without a header", kMpeg2Video, kVideoPid, filler),
+        oneVideo("a PES start in every packet, MPEG video", kMpeg2Video, kVideoPid, starts),
+        oneVideo("a PES start in every packet, AVC", kAvc, kVideoPid, starts),
+        oneVideo("nothing but sync bytes", kAvc, kVideoPid, filled(18800, 0x47)),
+        oneVideo("nothing but sync bytes, which name the stream", kMpeg2Video, kSyncPid, filled(18800, 0x47)),
+    };
+}
+
+}  // namespace zarnow::test

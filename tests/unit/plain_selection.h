@@ -1,0 +1,30 @@
+/// @file
+/// A load and its selections as they are laid down: every search from the file's beginning, every block read in order,
+/// nothing kept. Slow, and the measure of what the filter's shortcuts may give.
+#pragma once
+
+#include "esparse/program_selection.h"
+
+namespace zarnow::test {
+
+struct PlainSelection : CProgramSelection
+{
+    bool plainLoad(const char* path);
+    bool plainTables();
+    void plainSelectProgram(const PsiEntry& program);
+    void plainProbes();
+
+private:
+    bool readAssociation(std::uint32_t size);
+    bool readMaps(std::uint32_t size);
+    void prune();
+    bool playable(const PsiEntry& program) const;
+    bool accepts(Bytes payload, VideoProbeRecord& record, bool avc);
+    bool probeVideo(std::uint16_t pid, VideoProbeRecord& record, bool avc);
+    bool probeAudio(std::uint16_t pid, std::uint8_t type, AudioProbeRecord& record, bool lpcmMode);
+};
+
+/// Tables, records with whatever earlier searches left in them, AVC facts, and the selected program.
+void expectSameAnalysis(const CProgramSelection& selection, const CProgramSelection& plain);
+
+}  // namespace zarnow::test
