@@ -1,42 +1,15 @@
 // The load of a whole file, and what an application may ask afterwards, in any order.
 
 #include <string>
-#include <sys/mman.h>
-#include <system_error>
-#include <unistd.h>
 
 #include "esparse/program_selection.h"
+#include "tests/fuzz/memory_file.h"
 #include "tests/fuzz/target.h"
 #include "tests/support/random_stream.h"
 
 namespace zarnow::fuzz {
 
 namespace {
-
-/// A file in memory whose bytes change from run to run.
-class MemoryFile
-{
-public:
-    MemoryFile() : descriptor_(memfd_create("fuzz", MFD_CLOEXEC)), path_("/proc/self/fd/" + std::to_string(descriptor_))
-    {
-    }
-    MemoryFile(const MemoryFile&) = delete;
-    MemoryFile& operator=(const MemoryFile&) = delete;
-    ~MemoryFile() { ::close(descriptor_); }
-
-    void assign(Bytes content)
-    {
-        const auto size = static_cast<ssize_t>(content.size());
-        if (ftruncate(descriptor_, size) != 0 || pwrite(descriptor_, content.data(), content.size(), 0) != size)
-            throw std::system_error(errno, std::generic_category(), "writing the file");
-    }
-
-    const char* path() const { return path_.c_str(); }
-
-private:
-    int descriptor_;
-    std::string path_;
-};
 
 enum LoadOption : std::uint8_t { smallBuffer = 2, fixedPids = 4, stopped = 8, twice = 16 };
 
@@ -162,13 +135,8 @@ void run(Bytes whole)
         session.step(input.options.byte());
 }
 
-test::Data piece(test::Dice& dice)
-{
-    return dice.oneIn(3) ? test::randomTable(dice) : test::randomPacket(dice);
-}
-
 }  // namespace
 
-const Target loadTarget{"load", Layout::stream, run, piece};
+const Target loadTarget{"load", Layout::stream, run, test::randomPackets};
 
 }  // namespace zarnow::fuzz

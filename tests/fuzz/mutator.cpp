@@ -86,7 +86,7 @@ private:
     void changeStream()
     {
         input_.resize(std::max(input_.size(), kOptionBytes));
-        if (input_.size() < kShortStream ? dice_.oneIn(2) : dice_.oneIn(50))
+        if (dice_.oneIn(input_.size() < kShortStream ? 10 : 200))
             return makeStream();
         if (packetCount() == 0)
             return replace(kOptionBytes, 0, piece());

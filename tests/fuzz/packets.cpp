@@ -52,8 +52,10 @@ void readStamps(Bytes bytes, const ExactBuffer& block, std::uint8_t streamId)
     CPSIParser::findPesPts(block.data(), streamId, block.length());
 }
 
-void searchAudioSync(const ExactBuffer& block)
+/// These go byte by byte, so that a payload's size is enough of the block.
+void searchAudioSync(Bytes bytes)
 {
+    const ExactBuffer block(bytes.last(std::min<std::size_t>(bytes.size(), 184)));
     for (const auto find : {CPSIParser::findAc3Sync, CPSIParser::findMpegAudioSync}) {
         std::uint32_t offset = 0;
         if (find(block.data(), block.length(), offset))
@@ -72,7 +74,7 @@ void run(Bytes whole)
     walkForward(parser, block, headerKey);
     walkBackward(parser, block, headerKey);
     readStamps(input.stream, block, input.options.byte());
-    searchAudioSync(block);
+    searchAudioSync(input.stream);
 }
 
 }  // namespace

@@ -9,16 +9,18 @@ namespace {
 
 constexpr unsigned kPids = 10;
 constexpr std::uint16_t kFirstPid = 0x20;
-constexpr unsigned kProgramNumbers = 6;
+constexpr unsigned kProgramNumbers = 8;
 
 void append(Data& whole, const Data& part)
 {
     whole.insert(whole.end(), part.begin(), part.end());
 }
 
-std::uint16_t randomNumber(Dice& dice)
+/// Mostly the same PMT PID for a number, so that tables and maps agree; two programs share it.
+Program randomProgram(Dice& dice)
 {
-    return static_cast<std::uint16_t>(dice.below(kProgramNumbers));
+    const auto number = static_cast<std::uint16_t>(dice.below(kProgramNumbers));
+    return {number, dice.oneIn(6) ? randomPid(dice) : static_cast<std::uint16_t>(kFirstPid + number / 2)};
 }
 
 Header randomPacketHeader(Dice& dice, std::uint16_t pid, bool unitStart)
@@ -33,12 +35,15 @@ Header randomPacketHeader(Dice& dice, std::uint16_t pid, bool unitStart)
 Data randomPatSection(Dice& dice)
 {
     std::vector<Program> programs(dice.oneIn(8) ? dice.below(300) : dice.below(6) + 1);
-    for (Program& program : programs)
-        program = {.number = randomNumber(dice), .pmtPid = dice.oneIn(20) ? kNoPid : randomPid(dice)};
+    for (Program& program : programs) {
+        program = randomProgram(dice);
+        if (dice.oneIn(20))
+            program.pmtPid = kNoPid;
+    }
     return patSection(programs);
 }
 
-Data randomPmtSection(Dice& dice)
+Data randomPmtSection(Dice& dice, std::uint16_t programNumber)
 {
     constexpr std::uint8_t kTypes[] = {1, 2, 3, 4, 6, 0x0F, 0x11, 0x1B, 0x1B, 0x80, 0x81, 0x87};
     std::vector<Stream> streams(dice.oneIn(4) ? dice.below(80) : dice.below(10));
@@ -47,7 +52,7 @@ Data randomPmtSection(Dice& dice)
         stream.infoLength = static_cast<std::uint16_t>(dice.oneIn(4) ? dice.length(8) : 0);
     }
     const unsigned infoLength = dice.oneIn(4) ? dice.length(8) : 0;
-    return pmtSection(randomNumber(dice), streams, static_cast<std::uint16_t>(infoLength));
+    return pmtSection(programNumber, streams, static_cast<std::uint16_t>(infoLength));
 }
 
 /// Puts a section into as many packets as it takes. Each may start a payload unit: such tables exist, and are read.
@@ -95,8 +100,15 @@ Data randomPacket(Dice& dice)
 
 Data randomTable(Dice& dice)
 {
-    return dice.oneIn(4) ? randomPat(dice)
-                         : sectionPackets(dice, randomPid(dice), tamperedHeader(dice, randomPmtSection(dice)));
+    if (dice.oneIn(4))
+        return randomPat(dice);
+    const Program program = randomProgram(dice);
+    return sectionPackets(dice, program.pmtPid, tamperedHeader(dice, randomPmtSection(dice, program.number)));
+}
+
+Data randomPackets(Dice& dice)
+{
+    return dice.oneIn(4) ? randomTable(dice) : randomPacket(dice);
 }
 
 Data randomStream(Dice& dice, const StreamShape& shape)
@@ -110,7 +122,7 @@ Data randomStream(Dice& dice, const StreamShape& shape)
         if (!dice.oneIn(shape.rarity))
             lay(nullPackets(1));
         else
-            lay(shape.withTables && dice.oneIn(4) ? randomTable(dice) : randomPacket(dice));
+            lay(shape.withTables ? randomPackets(dice) : randomPacket(dice));
         if (dice.oneIn(300))
             content.resize(content.size() + dice.below(400), 0x47);
     }

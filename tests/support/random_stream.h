@@ -14,6 +14,9 @@ Data randomPacket(Dice& dice);
 /// The packets of one program association or program map section, sound or not, over as many packets as it takes.
 Data randomTable(Dice& dice);
 
+/// Either of them.
+Data randomPackets(Dice& dice);
+
 struct StreamShape
 {
     unsigned packets = 100;     ///< at most

@@ -4,8 +4,8 @@
 #include <gtest/gtest.h>
 
 #include "tests/support/random_stream.h"
+#include "tests/support/plain_selection.h"
 #include "tests/support/temporary_file.h"
-#include "tests/unit/plain_selection.h"
 
 namespace zarnow::test {
 namespace {
@@ -39,7 +39,7 @@ void expectSameSelections(unsigned seed)
         probe.probeAudioStreams();
         plain.plainProbes();
         SCOPED_TRACE(testing::Message() << "seed " << seed << ", step " << step);
-        expectSameAnalysis(probe, plain);
+        EXPECT_EQ(differenceOf(probe, plain), "");
     }
 }
 

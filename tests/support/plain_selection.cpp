@@ -1,8 +1,8 @@
-#include "tests/unit/plain_selection.h"
+#include "tests/support/plain_selection.h"
 
-#include <gtest/gtest.h>
-
+#include <algorithm>
 #include <cstring>
+#include <utility>
 
 #include "analysis/stream_type.h"
 #include "esparse/audio_header.h"
@@ -11,7 +11,7 @@
 
 namespace zarnow::test {
 
-bool PlainSelection::plainLoad(const char* path)
+bool PlainSelection::plainLoad(const CTransportFile::PathChar* path)
 {
     resetAnalysis();
     if (file.open(path) != 0 || !detectFilePacketSize() || !plainTables())
@@ -199,24 +199,44 @@ bool PlainSelection::probeAudio(std::uint16_t pid, std::uint8_t type, AudioProbe
     return false;
 }
 
-void expectSameAnalysis(const CProgramSelection& selection, const CProgramSelection& plain)
+namespace {
+
+bool sameTables(const std::vector<PsiEntry>& a, const std::vector<PsiEntry>& b)
 {
-    const auto same = [](const std::vector<PsiEntry>& a, const std::vector<PsiEntry>& b) {
-        return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](const PsiEntry& x, const PsiEntry& y) {
-            return x.pid == y.pid && x.streamType == y.streamType && x.belongsTo(y.pmtPid, y.programNumber);
-        });
+    return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](const PsiEntry& x, const PsiEntry& y) {
+        return x.pid == y.pid && x.streamType == y.streamType && x.belongsTo(y.pmtPid, y.programNumber);
+    });
+}
+
+template <class Value>
+bool sameBytes(const Value& a, const Value& b)
+{
+    return std::memcmp(&a, &b, sizeof(Value)) == 0;
+}
+
+}  // namespace
+
+std::string differenceOf(const CProgramSelection& selection, const CProgramSelection& plain)
+{
+    const std::pair<const char*, bool> comparisons[] = {
+        {"programList", sameTables(selection.programList, plain.programList)},
+        {"streamList", sameTables(selection.streamList, plain.streamList)},
+        {"currentPmtPid", selection.currentPmtPid == plain.currentPmtPid},
+        {"currentProgramNumber", selection.currentProgramNumber == plain.currentProgramNumber},
+        {"videoStreamCount", selection.videoStreamCount == plain.videoStreamCount},
+        {"audioStreamCount", selection.audioStreamCount == plain.audioStreamCount},
+        {"startOffset", selection.startOffset == plain.startOffset},
+        {"durationSeconds", sameBytes(selection.durationSeconds, plain.durationSeconds)},
+        {"videoStreams", sameBytes(selection.videoStreams, plain.videoStreams)},
+        {"audioStreams", sameBytes(selection.audioStreams, plain.audioStreams)},
+        {"avcStreamInfo", sameBytes(selection.avcStreamInfo, plain.avcStreamInfo)},
     };
-    EXPECT_TRUE(same(selection.programList, plain.programList));
-    EXPECT_TRUE(same(selection.streamList, plain.streamList));
-    EXPECT_EQ(selection.currentPmtPid, plain.currentPmtPid);
-    EXPECT_EQ(selection.currentProgramNumber, plain.currentProgramNumber);
-    EXPECT_EQ(selection.videoStreamCount, plain.videoStreamCount);
-    EXPECT_EQ(selection.audioStreamCount, plain.audioStreamCount);
-    EXPECT_EQ(selection.startOffset, plain.startOffset);
-    EXPECT_EQ(selection.durationSeconds, plain.durationSeconds);
-    EXPECT_EQ(std::memcmp(&selection.videoStreams, &plain.videoStreams, sizeof(plain.videoStreams)), 0);
-    EXPECT_EQ(std::memcmp(&selection.audioStreams, &plain.audioStreams, sizeof(plain.audioStreams)), 0);
-    EXPECT_EQ(std::memcmp(&selection.avcStreamInfo, &plain.avcStreamInfo, sizeof(plain.avcStreamInfo)), 0);
+    std::string different;
+    for (const auto& [name, same] : comparisons) {
+        if (!same)
+            different.append(different.empty() ? "" : ", ").append(name);
+    }
+    return different;
 }
 
 }  // namespace zarnow::test

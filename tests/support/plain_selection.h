@@ -3,13 +3,15 @@
 /// nothing kept. Slow, and the measure of what the filter's shortcuts may give.
 #pragma once
 
+#include <string>
+
 #include "esparse/program_selection.h"
 
 namespace zarnow::test {
 
 struct PlainSelection : CProgramSelection
 {
-    bool plainLoad(const char* path);
+    bool plainLoad(const CTransportFile::PathChar* path);
     bool plainTables();
     void plainSelectProgram(const PsiEntry& program);
     void plainProbes();
@@ -24,7 +26,8 @@ private:
     bool probeAudio(std::uint16_t pid, std::uint8_t type, AudioProbeRecord& record, bool lpcmMode);
 };
 
-/// Tables, records with whatever earlier searches left in them, AVC facts, and the selected program.
-void expectSameAnalysis(const CProgramSelection& selection, const CProgramSelection& plain);
+/// Compares tables, records with whatever earlier searches left in them, AVC facts, and the selected program.
+/// @return the names of those that differ; empty when none does
+std::string differenceOf(const CProgramSelection& selection, const CProgramSelection& plain);
 
 }  // namespace zarnow::test
