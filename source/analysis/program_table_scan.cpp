@@ -1,5 +1,6 @@
 #include <algorithm>
 
+#include "analysis/block_words.h"
 #include "analysis/file_scan.h"
 
 namespace zarnow {
@@ -87,11 +88,13 @@ private:
     std::size_t searchBlock(const Block& block)
     {
         std::size_t ended = 0;
+        words_.note(scan_, block.bytes);
         for (std::size_t i = 0; i < searches_.size(); ++i) {
             Search& search = searches_[i];
-            if (search.parsed)
+            const PsiEntry& program = scan_.programList[i];
+            if (search.parsed || !words_.match(withUnitStart(headerKeyOfPid(program.pmtPid))))
                 continue;
-            search.parsed = parse(block, scan_.programList[i], search.streams);
+            search.parsed = parse(block, program, search.streams);
             search.inFullBlock = block.full;
             ended += search.parsed ? 1 : 0;
         }
@@ -137,6 +140,7 @@ private:
     std::uint32_t blockSize_;
     bool byNumber_;
     std::vector<Search> searches_;  // one for each program
+    CBlockWords words_;
 };
 
 bool CFileScan::scanProgramMaps(std::uint32_t blockSize)

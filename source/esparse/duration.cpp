@@ -34,23 +34,29 @@ bool CStreamProbe::firstVideoDuration(std::uint16_t pid, double& seconds)
     return false;
 }
 
+/// Each search ends one packet before the last one did, until it passes the packet found there.
 std::int64_t CStreamProbe::lastPtsInBlock(const Block& block, std::uint16_t headerKey) const noexcept
 {
-    const std::uint8_t* packet = nullptr;
     const auto step = static_cast<std::int32_t>(packetSize);
-    for (std::int32_t length = block.length(); findLastPacket(block.data(), length, headerKey, packet);
-         length -= step) {
-        // The last packet may be cut off by the block's end.
-        const auto left = static_cast<std::uint32_t>(block.data() + block.length() - packet);
-        if (left <= kPacketHeaderSize || !hasPayload(packet))
-            continue;
-        const Bytes payload = payloadOf(packet, std::min(left, packetSize));
-        const std::int64_t ticks =
-            findPesPts(payload.data(), videoStreams[0].streamId, static_cast<std::int32_t>(payload.size()));
-        if (ticks != 0)
+    const std::uint8_t* packet = nullptr;
+    for (std::int32_t length = block.length(); findLastPacket(block.data(), length, headerKey, packet);) {
+        if (const std::int64_t ticks = ptsOfPacket(block, packet); ticks != 0)
             return ticks;
+        // A search that begins at a sync byte goes from packet to packet: those that end on its way find the same.
+        const bool direct = block.bytes[static_cast<std::size_t>(length - step)] == kSyncByte;
+        length = direct ? static_cast<std::int32_t>(packet - block.data()) : length - step;
     }
     return 0;
+}
+
+/// @param packet  may be cut off by the block's end
+std::int64_t CStreamProbe::ptsOfPacket(const Block& block, const std::uint8_t* packet) const noexcept
+{
+    const auto left = static_cast<std::uint32_t>(block.data() + block.length() - packet);
+    if (left <= kPacketHeaderSize || !hasPayload(packet))
+        return 0;
+    const Bytes payload = payloadOf(packet, std::min(left, packetSize));
+    return findPesPts(payload.data(), videoStreams[0].streamId, static_cast<std::int32_t>(payload.size()));
 }
 
 }  // namespace zarnow

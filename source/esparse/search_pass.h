@@ -2,55 +2,16 @@
 /// One pass over the file for all searches of a kind.
 #pragma once
 
-#include <bitset>
 #include <cstdint>
 #include <limits>
 #include <unordered_map>
 #include <utility>
 #include <vector>
 
-#include "analysis/packet_walk.h"
+#include "analysis/block_words.h"
 #include "esparse/header_search.h"
 
 namespace zarnow {
-
-/// Which packets the walk over a block meets, by their masked header words.
-class CBlockWords
-{
-public:
-    void note(const CPSIParser& parser, Bytes block)
-    {
-        for (const std::uint16_t word : words_)
-            seen_.reset(word);
-        words_.clear();
-        CPacketWalk walk(parser, block);
-        while (const std::uint8_t* packet = walk.next()) {
-            const std::uint16_t word = maskedHeaderWord(packet);
-            if (seen_[word])
-                continue;
-            seen_.set(word);
-            words_.push_back(word);
-        }
-    }
-
-    /// Every PID once.
-    template <class Function>
-    void forEachPid(Function function) const
-    {
-        for (const std::uint16_t word : words_) {
-            const bool again = (word & kUnitStartBit) != 0 && seen_[word & ~kUnitStartBit];
-            if (!again)
-                function(pidOfHeaderKey(word));
-        }
-    }
-
-    /// Whether a search for the key finds a packet.
-    bool match(std::uint16_t headerKey) const noexcept { return seen_[headerKey] || seen_[withUnitStart(headerKey)]; }
-
-private:
-    std::vector<std::uint16_t> words_;
-    std::bitset<0x10000> seen_;
-};
 
 /// The searches advance together, so that the file is read once for all of them, and only as far as somebody asks for
 /// the outcome of one of them.

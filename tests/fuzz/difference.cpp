@@ -75,7 +75,7 @@ private:
             selection_.selectProgram(index);
         plain_.plainSelectProgram(program);
         if (!byNumber && plain_.videoStreams[0].pid != 0)
-            plain_.firstVideoDuration(plain_.videoStreams[0].pid, plain_.durationSeconds);
+            plain_.durationSeconds = plain_.plainDuration(plain_.videoStreams[0].pid);
         plain_.rewindToData();
     }
 

@@ -5,6 +5,7 @@
 
 #include "tests/support/bit_writer.h"
 #include "tests/support/transport_stream.h"
+#include "tests/support/video_headers.h"
 
 namespace zarnow::test {
 
@@ -85,6 +86,14 @@ DifficultFile oneVideo(const char* name, std::uint8_t type, std::uint16_t pid, c
     return {name, join({patPacket({{1, kPmtPid}}), pmtPacket(kPmtPid, 1, {{type, pid}})}), body};
 }
 
+/// Only the duration is looked for in it.
+DifficultFile noTimeStamps(std::uint16_t pid, const Data& body)
+{
+    DifficultFile file = oneVideo("a PES start in every packet, none with a time stamp", kMpeg2Video, pid, body);
+    file.head = join({file.head, packet({.pid = pid}, pes(0xE0, sequenceHeader()))});
+    return file;
+}
+
 }  // namespace
 
 void DifficultFile::write(const std::filesystem::path& path, std::uintmax_t size) const
@@ -136,6 +145,7 @@ std::vector<DifficultFile> difficultFiles()
         {"40 programs, none with a map", patPacket(lost), filler},
         oneVideo("MPEG video without a header", kMpeg2Video, kVideoPid, filler),
         oneVideo("a PES start in every packet, MPEG video", kMpeg2Video, kVideoPid, starts),
+        noTimeStamps(kVideoPid, starts),
         oneVideo("a PES start in every packet, AVC", kAvc, kVideoPid, starts),
         oneVideo("nothing but sync bytes", kAvc, kVideoPid, filled(18800, 0x47)),
         oneVideo("nothing but sync bytes, which name the stream", kMpeg2Video, kSyncPid, filled(18800, 0x47)),

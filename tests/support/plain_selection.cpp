@@ -22,7 +22,7 @@ bool PlainSelection::plainLoad(const CTransportFile::PathChar* path)
     if (!programList.empty()) {
         plainSelectProgram(programList[0]);
         if (videoStreams[0].pid != 0)
-            firstVideoDuration(videoStreams[0].pid, durationSeconds);
+            durationSeconds = plainDuration(videoStreams[0].pid);
     }
     rewindToData();
     return true;
@@ -197,6 +197,30 @@ bool PlainSelection::probeAudio(std::uint16_t pid, std::uint8_t type, AudioProbe
         }
     }
     return false;
+}
+
+double PlainSelection::plainDuration(std::uint16_t pid)
+{
+    const std::uint16_t key = withUnitStart(headerKeyOfPid(pid));
+    const auto step = static_cast<std::int32_t>(packetSize);
+    auto back = static_cast<std::int32_t>(readBufferSize);
+    file.moveFromEnd(-4);
+    Block block;
+    while (file.moveBy(-back) && readBlock(probeBlockSize(), block) && block.full) {
+        const std::uint8_t* packet = nullptr;
+        for (std::int32_t length = block.length(); findLastPacket(block.data(), length, key, packet); length -= step) {
+            const auto left = static_cast<std::uint32_t>(block.data() + block.length() - packet);
+            if (left <= 4 || !hasPayload(packet))
+                continue;
+            const Bytes data = payloadOf(packet, std::min(left, packetSize));
+            const std::int64_t ticks =
+                findPesPts(data.data(), videoStreams[0].streamId, static_cast<std::int32_t>(data.size()));
+            if (ticks != 0)
+                return static_cast<double>(ticks - static_cast<std::int64_t>(videoStreams[0].firstPts)) / 90000.0;
+        }
+        back = static_cast<std::int32_t>(readBufferSize * 2);
+    }
+    return 0.0;
 }
 
 namespace {

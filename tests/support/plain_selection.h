@@ -15,6 +15,7 @@ struct PlainSelection : CProgramSelection
     bool plainTables();
     void plainSelectProgram(const PsiEntry& program);
     void plainProbes();
+    double plainDuration(std::uint16_t pid);
 
 private:
     bool readAssociation(std::uint32_t size);

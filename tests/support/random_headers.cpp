@@ -108,7 +108,7 @@ Data randomLpcm(Dice& dice)
 std::int64_t randomStamp(Dice& dice)
 {
     constexpr std::array<std::int64_t, 4> kCorners{0, 0xFFFFFFFF, 0x1FFFFFFFF, 0x123456789};
-    return (dice.of(kCorners) + dice.below(9) - 4) & 0x1FFFFFFFF;
+    return dice.oneIn(2) ? dice.below(900000) : (dice.of(kCorners) + dice.below(9) - 4) & 0x1FFFFFFFF;
 }
 
 }  // namespace
@@ -181,8 +181,8 @@ Data randomHeader(Dice& dice)
 
 Data randomPes(Dice& dice, const Data& header)
 {
-    const std::uint8_t streamId = dice.of({0xE0, 0xE1, 0xC0, 0xBD, 0xFD});
-    const auto stamp = dice.oneIn(6) ? std::nullopt : std::optional(randomStamp(dice));
+    const std::uint8_t streamId = dice.of({0xE0, 0xE0, 0xE1, 0xC0, 0xBD, 0xFD});
+    const auto stamp = dice.oneIn(2) ? std::nullopt : std::optional(randomStamp(dice));
     return pes(streamId, header, stamp);
 }
 

@@ -38,6 +38,8 @@ void expectSameSelections(unsigned seed)
         probe.probeVideoStreams();
         probe.probeAudioStreams();
         plain.plainProbes();
+        probe.firstVideoDuration(probe.videoStreams[0].pid, probe.durationSeconds);
+        plain.durationSeconds = plain.plainDuration(plain.videoStreams[0].pid);
         SCOPED_TRACE(testing::Message() << "seed " << seed << ", step " << step);
         EXPECT_EQ(differenceOf(probe, plain), "");
     }
