@@ -3,8 +3,8 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/support/random_stream.h"
 #include "tests/support/plain_selection.h"
+#include "tests/support/random_stream.h"
 #include "tests/support/temporary_file.h"
 
 namespace zarnow::test {
