@@ -10,6 +10,7 @@
 
 #include "tests/fuzz/target.h"
 
+// NOLINTNEXTLINE(bugprone-reserved-identifier): the sanitizers' own, there only with them
 extern "C" [[gnu::weak]] void __sanitizer_set_death_callback(void (*callback)());
 
 namespace zarnow::fuzz {
