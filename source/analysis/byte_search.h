@@ -24,4 +24,18 @@ inline std::size_t findZerosAnd(Bytes bytes, std::uint8_t last, std::size_t from
     return bytes.size();
 }
 
+/// Whether two zero bytes stand side by side: no start code and no emulation-prevention byte does without.
+inline bool hasZeroPair(Bytes bytes) noexcept
+{
+    for (std::size_t at = 0; at + 1 < bytes.size(); at += 2) {
+        const void* found = std::memchr(bytes.data() + at, 0, bytes.size() - 1 - at);
+        if (found == nullptr)
+            return false;
+        at = static_cast<std::size_t>(static_cast<const std::uint8_t*>(found) - bytes.data());
+        if (bytes[at + 1] == 0)
+            return true;
+    }
+    return false;
+}
+
 }  // namespace zarnow

@@ -99,7 +99,7 @@ bool CPSIParser::findLastPacket(const std::uint8_t* buffer, std::int32_t length,
         std::uint32_t offset = 0;
         if (!findSync(buffer + start, static_cast<std::int32_t>(kBackwardSyncRange), offset))
             return false;
-        position = start + offset + 2 * packetSize;  // the last of the three that confirmed it
+        position = start + offset + std::size_t{2} * packetSize;  // the last of the three that confirmed it
     }
     for (; position >= 1; position = position > packetSize ? position - packetSize : 0) {
         const std::uint8_t* here = bytes.data() + position;

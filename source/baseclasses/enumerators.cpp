@@ -49,7 +49,7 @@ CEnumPins::CEnumPins(CBaseFilter* pFilter, CEnumPins* pEnumPins) : CBaseObject(n
         m_PinCount = pEnumPins->m_PinCount;
         m_Version = pEnumPins->m_Version;
     } else {
-        Reset();
+        CEnumPins::Reset();
     }
 }
 
@@ -140,7 +140,7 @@ CEnumMediaTypes::CEnumMediaTypes(CBasePin* pPin, CEnumMediaTypes* pEnumMediaType
         m_Position = pEnumMediaTypes->m_Position;
         m_Version = pEnumMediaTypes->m_Version;
     } else {
-        Reset();
+        CEnumMediaTypes::Reset();
     }
 }
 

@@ -1,6 +1,7 @@
 #include "media_sample.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstddef>
 #include <cstring>
 
@@ -42,8 +43,12 @@ STDMETHODIMP_(ULONG) CMediaSample::AddRef()
 
 STDMETHODIMP_(ULONG) CMediaSample::Release()
 {
-    const LONG left = InterlockedDecrement(&m_cRef);
-    if (left != 0)
+    // The only reference is the caller's: nobody else can change the count, and no locked instruction is needed. This
+    // is done for every packet.
+    const bool last = std::atomic_ref(m_cRef).load(std::memory_order_acquire) == 1;
+    if (last)
+        m_cRef = 0;
+    else if (const LONG left = InterlockedDecrement(&m_cRef); left != 0)
         return static_cast<ULONG>(left);
     resetProperties();
     m_pAllocator->ReleaseBuffer(this);

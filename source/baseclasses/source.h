@@ -53,11 +53,11 @@ public:
     /// Ends the thread; waits for a FillBuffer or Receive that is under way.
     HRESULT Inactive() override;
 
-    HRESULT Init() { return CallWorker(CMD_INIT); }
-    HRESULT Exit() { return CallWorker(CMD_EXIT); }
-    HRESULT Run() { return CallWorker(CMD_RUN); }
-    HRESULT Pause() { return CallWorker(CMD_PAUSE); }
-    HRESULT Stop() { return CallWorker(CMD_STOP); }
+    HRESULT Init() { return command(CMD_INIT); }
+    HRESULT Exit() { return command(CMD_EXIT); }
+    HRESULT Run() { return command(CMD_RUN); }
+    HRESULT Pause() { return command(CMD_PAUSE); }
+    HRESULT Stop() { return command(CMD_STOP); }
 
     /// For pins with one media type: only what GetMediaType offers is accepted (E_FAIL else).
     HRESULT CheckMediaType(const CMediaType* pMediaType) override;
@@ -93,6 +93,7 @@ private:
         bool abandoned = false;
     };
 
+    HRESULT command(Command which) { return static_cast<HRESULT>(CallWorker(which)); }
     bool waitForInit();
     HRESULT create();
     void obeyUntilExit(const Worker& worker);

@@ -13,6 +13,8 @@ constexpr std::size_t kPesHeaderSize = 9;  // up to and with PES_header_data_len
 constexpr std::uint8_t kAccessUnitDelimiter = 9;
 constexpr std::uint8_t kSequenceParameterSet = 7;
 constexpr std::int64_t kLeastAfterDelimiter = 40;  // bytes
+constexpr std::uint8_t kEmulationPrevention = 0x03;
+constexpr std::size_t kBytesLeftEscaped = 2;  // at the payload's end
 
 std::uint8_t nalUnitType(std::uint8_t header) noexcept
 {
@@ -64,14 +66,25 @@ bool skipDelimiter(Bytes& data, std::int64_t& remaining) noexcept
     return remaining >= kLeastAfterDelimiter;
 }
 
+/// What appendUnescaped would append; a payload without emulation-prevention bytes need not be copied for it.
+Bytes unescapedPart(Bytes payload, std::vector<std::uint8_t>& unescaped)
+{
+    const std::size_t end = payload.size() - kBytesLeftEscaped;
+    if (findZerosAnd(payload, kEmulationPrevention, 0) >= end)
+        return payload.first(end);
+    unescaped.clear();
+    appendUnescaped(payload, unescaped);
+    return unescaped;
+}
+
 }  // namespace
 
 std::size_t appendUnescaped(Bytes payload, std::vector<std::uint8_t>& copy)
 {
-    const std::size_t end = payload.size() - std::min(payload.size(), std::size_t{2});
+    const std::size_t end = payload.size() - std::min(payload.size(), kBytesLeftEscaped);
     std::size_t i = 0;
     while (i < end) {
-        const std::size_t escape = std::min(findZerosAnd(payload, 0x03, i), end);
+        const std::size_t escape = std::min(findZerosAnd(payload, kEmulationPrevention, i), end);
         const std::size_t kept = escape < end ? escape + 2 : end;  // with the two zeros
         copy.insert(copy.end(), payload.begin() + static_cast<std::ptrdiff_t>(i),
                     payload.begin() + static_cast<std::ptrdiff_t>(kept));
@@ -84,9 +97,7 @@ std::optional<Bytes> findSequenceParameterSet(Bytes payload, std::vector<std::ui
 {
     if (!startsVideoPes(payload))
         return {};
-    unescaped.clear();
-    appendUnescaped(payload, unescaped);
-    Bytes data = unescaped;
+    Bytes data = unescapedPart(payload, unescaped);
     if (data.size() < kPesHeaderSize)
         return {};
 

@@ -17,7 +17,7 @@ std::size_t appendUnescaped(Bytes payload, std::vector<std::uint8_t>& copy);
 
 /// Finds the sequence parameter set that the payload begins with, behind the PES header and, if there is one, an access
 /// unit delimiter.
-/// @param unescaped  working space; what is found lies in it
+/// @param unescaped  working space; what is found may lie in it
 /// @return what follows the NAL unit header
 std::optional<Bytes> findSequenceParameterSet(Bytes payload, std::vector<std::uint8_t>& unescaped);
 

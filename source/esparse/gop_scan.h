@@ -23,10 +23,10 @@ public:
     void storeCounts() noexcept;
 
 private:
-    /// Where a NAL unit begins in the working buffer: its header byte, behind the start code.
+    bool passOver(Bytes payload);
     void loadBuffer(Bytes payload);
     void carryFrom(std::size_t position);
-    void takeNalUnit(std::size_t header);
+    void takeNalUnit(std::size_t header);  ///< where its header byte lies in the working buffer
     void takeSlice(Bytes data) noexcept;
     void countPicture() noexcept;
     void countBRun(bool bPicture) noexcept;

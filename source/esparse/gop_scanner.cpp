@@ -56,7 +56,10 @@ bool readSeiNumber(Bytes& data, std::size_t& number) noexcept
 
 bool CGopScanner::scanAvcPayload(const std::uint8_t* payload, std::int32_t length)
 {
-    loadBuffer(bytesOf(payload, length));
+    const Bytes bytes = bytesOf(payload, length);
+    if (passOver(bytes))
+        return false;
+    loadBuffer(bytes);
     const std::size_t end = buffer_.size();
     std::size_t position = 0;
     while (position < end && spsCount_ < kSpsWanted) {
@@ -74,6 +77,20 @@ bool CGopScanner::scanAvcPayload(const std::uint8_t* payload, std::int32_t lengt
         position = header;
     }
     return spsCount_ >= kSpsWanted;
+}
+
+/// Most payloads are the inside of slices. One that has nothing to unescape and no start code leaves its end to the
+/// next packet, and need not be copied for that.
+bool CGopScanner::passOver(Bytes payload)
+{
+    if (payload.size() < kBytesCarried || spsCount_ >= kSpsWanted)
+        return false;
+    const bool joined = !carry_.empty() && carry_.back() == 0 && payload.front() == 0;
+    if (joined || hasZeroPair(carry_) || hasZeroPair(payload))
+        return false;
+    const Bytes last = payload.last(kBytesCarried);
+    carry_.assign(last.begin(), last.end());
+    return true;
 }
 
 void CGopScanner::loadBuffer(Bytes payload)

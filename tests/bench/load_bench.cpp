@@ -1,8 +1,8 @@
 // How long the filter's analysis takes, beside a loop of plain reads over the same file with the same block size.
 
 #include <benchmark/benchmark.h>
+#include <malloc.h>
 
-#include <cstdlib>
 #include <filesystem>
 #include <memory>
 #include <stdexcept>
@@ -38,12 +38,38 @@ void readPlainly(benchmark::State& state, const std::filesystem::path& path)
     countBytes(state, path);
 }
 
+std::size_t heapInUse()
+{
+    return mallinfo2().uordblks;
+}
+
+void loadInto(CProgramSelection& filter, const std::filesystem::path& path)
+{
+    if (filter.loadFile(path.c_str()).status != LoadResult::Status::loaded)
+        throw std::runtime_error("cannot load " + path.string());
+}
+
+/// Also tells how much memory a loaded analysis holds.
 void load(benchmark::State& state, const std::filesystem::path& path)
 {
+    std::size_t held = 0;
     for (auto _ : state) {
+        const std::size_t before = heapInUse();
         CProgramSelection filter;
-        if (filter.loadFile(path.c_str()).status != LoadResult::Status::loaded)
-            throw std::runtime_error("cannot load " + path.string());
+        loadInto(filter, path);
+        held = heapInUse() - before;
+    }
+    state.counters["heap"] = static_cast<double>(held);
+    countBytes(state, path);
+}
+
+void readVideoInfo(benchmark::State& state, const std::filesystem::path& path)
+{
+    CProgramSelection filter;
+    loadInto(filter, path);
+    for (auto _ : state) {
+        AvcStreamInfo info;
+        benchmark::DoNotOptimize(filter.readVideoInfo(info));
     }
     countBytes(state, path);
 }
@@ -52,11 +78,13 @@ void registerFile(const std::string& name, const std::filesystem::path& path)
 {
     const auto add = [&](const char* what, auto function) {
         benchmark::RegisterBenchmark((std::string(what) + "/" + name).c_str(), function, path)
-            ->Unit(benchmark::kMillisecond)
+            ->Unit(benchmark::kMicrosecond)
             ->UseRealTime();
     };
     add("read", readPlainly);
     add("load", load);
+    if (name.starts_with("AVC"))
+        add("videoInfo", readVideoInfo);
 }
 
 }  // namespace

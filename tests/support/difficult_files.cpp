@@ -94,6 +94,18 @@ DifficultFile noTimeStamps(std::uint16_t pid, const Data& body)
     return file;
 }
 
+/// AVC whose structure is scanned to the end of the file: the second sequence parameter set never comes.
+DifficultFile oneParameterSet(std::uint16_t pid)
+{
+    ScrambledPackets packets;
+    Data body = packet({.pid = pid}, pes(0xE0, join({accessUnitDelimiter(), slice(0, 0)}), 90000));
+    for (int i = 0; i < 99; ++i)
+        body = join({body, packets.next(pid, false)});
+    DifficultFile file = oneVideo("AVC with one sequence parameter set", kAvc, pid, body);
+    file.head = join({file.head, packet({.pid = pid}, pes(0xE0, join({sps({}), pps(true)}), 90000))});
+    return file;
+}
+
 }  // namespace
 
 void DifficultFile::write(const std::filesystem::path& path, std::uintmax_t size) const
@@ -147,6 +159,7 @@ std::vector<DifficultFile> difficultFiles()
         oneVideo("a PES start in every packet, MPEG video", kMpeg2Video, kVideoPid, starts),
         noTimeStamps(kVideoPid, starts),
         oneVideo("a PES start in every packet, AVC", kAvc, kVideoPid, starts),
+        oneParameterSet(kVideoPid),
         oneVideo("nothing but sync bytes", kAvc, kVideoPid, filled(18800, 0x47)),
         oneVideo("nothing but sync bytes, which name the stream", kMpeg2Video, kSyncPid, filled(18800, 0x47)),
     };

@@ -1,9 +1,9 @@
-"""Runs the end-to-end tests. With --gtest_output=xml:FILE it writes a report in the form that GoogleTest writes."""
+"""run_python_tests.py DIRECTORY [--gtest_output=xml:FILE]: runs the tests in a directory. The report is written in the
+form that GoogleTest writes."""
 
 import sys
 import unittest
 import xml.etree.ElementTree as ElementTree
-from pathlib import Path
 
 OPTION = "--gtest_output=xml:"
 
@@ -38,10 +38,9 @@ class Report(unittest.TextTestResult):
 
 
 def main(arguments):
-    directory = Path(__file__).resolve().parent
-    suite = unittest.TestLoader().discover(str(directory))
+    suite = unittest.TestLoader().discover(arguments[0])
     result = unittest.TextTestRunner(resultclass=Report, verbosity=2).run(suite)
-    for argument in arguments:
+    for argument in arguments[1:]:
         if argument.startswith(OPTION):
             ElementTree.ElementTree(result.root).write(argument[len(OPTION):], encoding="utf-8")
     return 0 if result.wasSuccessful() and result.testsRun else 1
