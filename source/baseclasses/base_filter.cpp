@@ -41,9 +41,11 @@ CBaseFilter::CBaseFilter(CObjectName pName, LPUNKNOWN pUnk, CCritSec* pLock, REF
 {
 }
 
-CBaseFilter::CBaseFilter(CObjectName pName, LPUNKNOWN pUnk, CCritSec* pLock, REFCLSID clsid, HRESULT*)
+CBaseFilter::CBaseFilter(CObjectName pName, LPUNKNOWN pUnk, CCritSec* pLock, REFCLSID clsid, HRESULT* phr)
     : CBaseFilter(pName, pUnk, pLock, clsid)
 {
+    if (!m_transitionEnd && phr)
+        *phr = E_OUTOFMEMORY;
 }
 
 CBaseFilter::~CBaseFilter()

@@ -69,7 +69,10 @@ STDMETHODIMP CClassFactory::CreateInstance(LPUNKNOWN pUnkOuter, REFIID riid, voi
 
 STDMETHODIMP CClassFactory::LockServer(BOOL fLock)
 {
-    m_cLocked += fLock ? 1 : -1;
+    // An unlock without its lock must not use up the next one's: the module would go while a client relies on it.
+    LONG locks = m_cLocked;
+    while ((fLock || locks > 0) && !m_cLocked.compare_exchange_weak(locks, fLock ? locks + 1 : locks - 1)) {
+    }
     return S_OK;
 }
 

@@ -262,7 +262,7 @@ HRESULT CMediaSample::checkProperties(const AM_SAMPLE2_PROPERTIES& props) const
 
 HRESULT CMediaSample::applyTypeChange(const AM_SAMPLE2_PROPERTIES& props)
 {
-    if (!HAS_FIELD(props.cbData, pMediaType))
+    if (!HAS_FIELD(props.cbData, pMediaType))  // NOLINT(bugprone-sizeof-expression): the pointer's own size
         return S_OK;
     const bool changed = props.dwSampleFlags & AM_SAMPLE_TYPECHANGED;
     if (changed && props.pMediaType == m_pMediaType)

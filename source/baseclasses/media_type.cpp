@@ -40,9 +40,9 @@ CMediaType::CMediaType(const AM_MEDIA_TYPE& mtype, HRESULT* phr)
     noteFailure(phr, CopyMediaType(this, &mtype));
 }
 
-CMediaType::CMediaType(const CMediaType& cmtype, HRESULT* phr) : _AMMediaType()
+CMediaType::CMediaType(const CMediaType& cmtype, HRESULT* phr)
+    : CMediaType(static_cast<const AM_MEDIA_TYPE&>(cmtype), phr)
 {
-    noteFailure(phr, CopyMediaType(this, &cmtype));
 }
 
 CMediaType::~CMediaType()
@@ -52,7 +52,8 @@ CMediaType::~CMediaType()
 
 CMediaType& CMediaType::operator=(const CMediaType& cmtype)
 {
-    Set(cmtype);
+    if (this != &cmtype)
+        Set(cmtype);
     return *this;
 }
 

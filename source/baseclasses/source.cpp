@@ -18,7 +18,10 @@ int numberOf(LPCWSTR id)
 
 }  // namespace
 
-CSource::CSource(CObjectName pName, LPUNKNOWN lpunk, CLSID clsid, HRESULT*) : CSource(pName, lpunk, clsid) {}
+CSource::CSource(CObjectName pName, LPUNKNOWN lpunk, CLSID clsid, HRESULT* phr)
+    : CBaseFilter(pName, lpunk, &m_cStateLock, clsid, phr)
+{
+}
 
 CSource::CSource(CObjectName pName, LPUNKNOWN lpunk, CLSID clsid) : CBaseFilter(pName, lpunk, &m_cStateLock, clsid) {}
 
@@ -28,7 +31,7 @@ CSource::~CSource()
     std::for_each(m_paStreams, m_paStreams + m_iPins, [](CSourceStream* stream) { stream->endThread(); });
     // Each takes itself off the list.
     while (m_iPins != 0)
-        delete m_paStreams[m_iPins - 1];
+        delete m_paStreams[m_iPins - 1];  // NOLINT(clang-analyzer-cplusplus.NewDelete): another one each time
     delete[] m_paStreams;
 }
 

@@ -51,11 +51,26 @@ HRESULT CMPEGTranspStream::fillPacket(IMediaSample& sample, BYTE* data, std::uin
             return endOfFile(sample);
         if (data[0] == kSyncByte)
             return sample.SetActualDataLength(static_cast<long>(std::min(count, kPacketSize)));
+        if (isToldToStop())
+            return endOfFile(sample);
         // Kept: on to one byte past the first sync byte in what was read, not onto it. Every turn moves on: by
         // one byte at least, or by the whole step.
         const auto sync = static_cast<std::int32_t>(std::find(data, data + count, kSyncByte) - data);
         file.moveBy(sync - static_cast<std::int32_t>(count) + 1);
     }
+}
+
+/// A gap in a file may be gigabytes long.
+bool CMPEGTranspStream::isToldToStop()
+{
+    Command command = {};
+    return CheckRequest(&command) && command == CMD_STOP;
+}
+
+HRESULT CMPEGTranspStream::DeliverEndOfStream()
+{
+    // The stream has not ended where a stop has cut the search for its next packet short.
+    return isToldToStop() ? S_OK : CSourceStream::DeliverEndOfStream();
 }
 
 }  // namespace zarnow

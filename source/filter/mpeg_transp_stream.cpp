@@ -15,8 +15,10 @@ constexpr long kBufferAlignment = 16;
 }  // namespace
 
 CMPEGTranspStream::CMPEGTranspStream(HRESULT* phr, CMPEGTSSource* source)
-    : CSourceStream(nullptr, phr, source, L"TS Out"), analysisMutex(std::make_shared<std::mutex>()), filter(*source)
+    : CSourceStream(nullptr, phr, source, L"TS Out"), analysisMutex(std::make_shared<CSlimMutex>()), filter(*source)
 {
+    if (readBuffer == nullptr && phr != nullptr)
+        *phr = E_OUTOFMEMORY;  // without it no file would ever be analysed
 }
 
 /// A pin may be destroyed at any time: a scan on another thread gives up at its next block, and a worker that is

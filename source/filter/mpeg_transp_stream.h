@@ -43,6 +43,7 @@ public:
     HRESULT GetMediaType(CMediaType*) override { return E_UNEXPECTED; }
 
     // CBaseOutputPin
+    HRESULT DeliverEndOfStream() override;
     HRESULT Active() override;
     HRESULT Inactive() override;
     HRESULT CheckMediaType(const CMediaType* pmt) override;
@@ -96,6 +97,7 @@ private:
     void announceSegment();
     void setFileName(LPCOLESTR name);
     HRESULT tryAllocator(IMemInputPin& pin, IMemAllocator* allocator, ALLOCATOR_PROPERTIES wanted);
+    bool isToldToStop();
     HRESULT fillRaw(IMediaSample& sample, BYTE* data, std::uint32_t size);
     HRESULT fillPacket(IMediaSample& sample, BYTE* data, std::uint32_t size);
     HRESULT selected(bool done) noexcept;

@@ -38,6 +38,10 @@ CMPEGTSSource::CMPEGTSSource(LPUNKNOWN pUnkOuter, HRESULT* phr)
     m_paStreams = new (std::nothrow) CSourceStream*[1];
     if (m_paStreams != nullptr)
         stream = new (std::nothrow) CMPEGTranspStream(phr, this);
+    if (stream != nullptr && FindPinNumber(stream) < 0) {
+        delete stream;  // there was no memory for its place in the array, and nobody else owns it
+        stream = nullptr;
+    }
     if (stream == nullptr) {
         delete[] m_paStreams;
         m_paStreams = nullptr;

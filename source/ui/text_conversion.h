@@ -3,7 +3,9 @@
 #pragma once
 
 #include <windows.h>
+#include <oleauto.h>
 
+#include <memory>
 #include <string>
 
 namespace zarnow {
@@ -32,9 +34,8 @@ inline std::wstring wideOfAnsi(const char* ansi)
 /// Takes the string over and frees it.
 inline std::string ansiOfBstr(BSTR text)
 {
-    std::string ansi = ansiOfWide(text, static_cast<int>(SysStringLen(text)));
-    SysFreeString(text);
-    return ansi;
+    const std::unique_ptr<OLECHAR, decltype(&SysFreeString)> owned(text, SysFreeString);  // freed also without memory
+    return ansiOfWide(text, static_cast<int>(SysStringLen(text)));
 }
 
 }  // namespace zarnow

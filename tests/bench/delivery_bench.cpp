@@ -1,5 +1,6 @@
 // delivery_bench FILE [ROUNDS]: how long the filter takes to deliver FILE to a sink that discards, beside a loop of one
-// ReadFile of one packet a call over the same file. Rounds alternate; medians and their ratio are printed.
+// ReadFile of one packet a call over the same file; and how long it takes from nothing to the first sample, beside a
+// thread that opens the file and reads a packet. Rounds alternate; medians are printed as JSON, in microseconds.
 
 #include <streams.h>
 
@@ -14,26 +15,29 @@ namespace {
 
 constexpr DWORD kPacket = 188;
 
-double seconds()
+double microseconds()
 {
     LARGE_INTEGER now = {};
     LARGE_INTEGER frequency = {};
     QueryPerformanceCounter(&now);
     QueryPerformanceFrequency(&frequency);
-    return static_cast<double>(now.QuadPart) / static_cast<double>(frequency.QuadPart);
+    return static_cast<double>(now.QuadPart) * 1e6 / static_cast<double>(frequency.QuadPart);
 }
 
 class NullPin final : public CBaseInputPin
 {
 public:
     NullPin(CBaseFilter* filter, CCritSec* lock, HRESULT* result)
-        : CBaseInputPin(nullptr, filter, lock, result, L"In"), ended(CreateEventW(nullptr, TRUE, FALSE, nullptr))
+        : CBaseInputPin(nullptr, filter, lock, result, L"In"),
+          begun(CreateEventW(nullptr, TRUE, FALSE, nullptr)),
+          ended(CreateEventW(nullptr, TRUE, FALSE, nullptr))
     {
     }
     HRESULT CheckMediaType(const CMediaType*) override { return S_OK; }
     STDMETHODIMP Receive(IMediaSample*) override
     {
-        ++samples;
+        if (samples++ == 0)
+            SetEvent(begun);
         return S_OK;
     }
     STDMETHODIMP EndOfStream() override
@@ -42,6 +46,7 @@ public:
         return S_OK;
     }
 
+    HANDLE begun;  // with the first sample
     HANDLE ended;
     long samples = 0;
 };
@@ -58,43 +63,118 @@ public:
     NullPin input;
 };
 
-IBaseFilter* createFilter()
+struct Player
 {
-    using Function = HRESULT(WINAPI*)(REFCLSID, REFIID, void**);
-    const HMODULE module = LoadLibraryW(L"build/windows/ZarnowTSSource.ax");
-    const auto get = reinterpret_cast<Function>(reinterpret_cast<void*>(GetProcAddress(module, "DllGetClassObject")));
-    IClassFactory* factory = nullptr;
+    explicit Player(const wchar_t* path)
+    {
+        using Function = HRESULT(WINAPI*)(REFCLSID, REFIID, void**);
+        const HMODULE module = LoadLibraryW(L"build/windows/ZarnowTSSource.ax");
+        const auto get =
+            reinterpret_cast<Function>(reinterpret_cast<void*>(GetProcAddress(module, "DllGetClassObject")));
+        IClassFactory* factory = nullptr;
+        if (get == nullptr || FAILED(get(CLSID_ZarnowTSSource, IID_IClassFactory, reinterpret_cast<void**>(&factory))))
+            return;
+        factory->CreateInstance(nullptr, IID_IBaseFilter, reinterpret_cast<void**>(&filter));
+        factory->Release();
+        IFileSourceFilter* source = nullptr;
+        if (filter == nullptr ||
+            FAILED(filter->QueryInterface(IID_IFileSourceFilter, reinterpret_cast<void**>(&source))))
+            return;
+        loaded = source->Load(path, nullptr) == S_OK && filter->FindPin(L"1", &pin) == S_OK &&
+                 pin->Connect(&sink.input, nullptr) == S_OK;
+        source->Release();
+    }
+    Player(const Player&) = delete;
+    Player& operator=(const Player&) = delete;
+    ~Player()
+    {
+        if (pin != nullptr) {
+            pin->Disconnect();
+            sink.input.Disconnect();
+            pin->Release();
+        }
+        if (filter != nullptr)
+            filter->Release();
+    }
+
+    void run()
+    {
+        sink.input.samples = 0;
+        ResetEvent(sink.input.begun);
+        ResetEvent(sink.input.ended);
+        sink.Run(0);
+        filter->Run(0);
+    }
+    void stop()
+    {
+        filter->Stop();
+        sink.Stop();
+    }
+
+    NullSink sink;
     IBaseFilter* filter = nullptr;
-    if (get == nullptr || FAILED(get(CLSID_ZarnowTSSource, IID_IClassFactory, reinterpret_cast<void**>(&factory))))
-        return nullptr;
-    factory->CreateInstance(nullptr, IID_IBaseFilter, reinterpret_cast<void**>(&filter));
-    factory->Release();
-    return filter;
+    IPin* pin = nullptr;
+    bool loaded = false;
+};
+
+HANDLE openFile(const wchar_t* path)
+{
+    return CreateFileW(path, GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
 }
 
 double timeReads(const wchar_t* path)
 {
-    const HANDLE file = CreateFileW(path, GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
+    const HANDLE file = openFile(path);
     BYTE packet[kPacket];
     DWORD count = 0;
-    const double begin = seconds();
+    const double begin = microseconds();
     while (ReadFile(file, packet, kPacket, &count, nullptr) && count > 0) {
     }
-    const double elapsed = seconds() - begin;
+    const double elapsed = microseconds() - begin;
     CloseHandle(file);
     return elapsed;
 }
 
-double timeDelivery(IBaseFilter* filter, NullSink& sink)
+/// From the first sample on, so that the thread's start does not count.
+double timeDelivery(Player& player)
 {
-    ResetEvent(sink.input.ended);
-    const double begin = seconds();
-    sink.Run(0);
-    filter->Run(0);
-    WaitForSingleObject(sink.input.ended, INFINITE);
-    const double elapsed = seconds() - begin;
-    filter->Stop();
-    sink.Stop();
+    player.run();
+    WaitForSingleObject(player.sink.input.begun, INFINITE);
+    const double begin = microseconds();
+    WaitForSingleObject(player.sink.input.ended, INFINITE);
+    const double elapsed = microseconds() - begin;
+    player.stop();
+    return elapsed;
+}
+
+DWORD WINAPI readOnePacket(void* path)
+{
+    const HANDLE file = openFile(static_cast<const wchar_t*>(path));
+    BYTE packet[kPacket];
+    DWORD count = 0;
+    ReadFile(file, packet, kPacket, &count, nullptr);
+    CloseHandle(file);
+    return count;
+}
+
+double timeFirstRead(wchar_t* path)
+{
+    const double begin = microseconds();
+    const HANDLE thread = CreateThread(nullptr, 0, readOnePacket, path, 0, nullptr);
+    WaitForSingleObject(thread, INFINITE);
+    const double elapsed = microseconds() - begin;
+    CloseHandle(thread);
+    return elapsed;
+}
+
+double timeFirstSample(const wchar_t* path)
+{
+    const double begin = microseconds();
+    Player player(path);
+    player.run();
+    WaitForSingleObject(player.sink.input.begun, INFINITE);
+    const double elapsed = microseconds() - begin;
+    player.stop();
     return elapsed;
 }
 
@@ -108,31 +188,26 @@ double median(std::vector<double> values)
 
 int wmain(int argc, wchar_t** argv)
 {
-    const int rounds = argc > 2 ? _wtoi(argv[2]) : 9;
+    const int rounds = argc > 2 ? std::max(_wtoi(argv[2]), 1) : 9;
     CoInitializeEx(nullptr, COINIT_MULTITHREADED);
-    IBaseFilter* filter = createFilter();
-    IFileSourceFilter* source = nullptr;
-    IPin* pin = nullptr;
-    NullSink sink;
-    if (argc < 2 || filter == nullptr || FAILED(filter->FindPin(L"1", &pin)) ||
-        FAILED(filter->QueryInterface(IID_IFileSourceFilter, reinterpret_cast<void**>(&source))) ||
-        FAILED(source->Load(argv[1], nullptr)) || FAILED(pin->Connect(&sink.input, nullptr))) {
+    if (argc < 2 || !Player(argv[1]).loaded) {
         std::fputs("delivery_bench FILE [ROUNDS]: the file could not be loaded and connected\n", stderr);
         return 2;
     }
+    Player player(argv[1]);
     std::vector<double> reads;
     std::vector<double> deliveries;
     for (int round = 0; round < rounds; ++round) {
         reads.push_back(timeReads(argv[1]));
-        deliveries.push_back(timeDelivery(filter, sink));
+        deliveries.push_back(timeDelivery(player));
     }
-    const long samples = sink.input.samples / std::max(rounds, 1);
-    std::printf("%ld samples; read loop %.1f ms, delivery %.1f ms, ratio %.3f\n", samples, median(reads) * 1000.0,
-                median(deliveries) * 1000.0, median(deliveries) / median(reads));
-    pin->Disconnect();
-    sink.input.Disconnect();
-    source->Release();
-    pin->Release();
-    filter->Release();
+    std::vector<double> firstReads;
+    std::vector<double> firstSamples;
+    for (int round = 0; round < 10 * rounds; ++round) {
+        firstReads.push_back(timeFirstRead(argv[1]));
+        firstSamples.push_back(timeFirstSample(argv[1]));
+    }
+    std::printf(R"({"samples": %ld, "reads": %.0f, "delivery": %.0f, "firstRead": %.0f, "firstSample": %.0f})",
+                player.sink.input.samples, median(reads), median(deliveries), median(firstReads), median(firstSamples));
     return 0;
 }

@@ -126,6 +126,11 @@ TEST_F(Server, StaysLoadedForObjectsFactoriesAndLocks)
     EXPECT_HRESULT(S_FALSE, DllCanUnloadNow()) << "one lock";
     factory()->LockServer(FALSE);
     EXPECT_HRESULT(S_OK, DllCanUnloadNow());
+    factory()->LockServer(FALSE);
+    EXPECT_HRESULT(S_OK, DllCanUnloadNow()) << "an unlock too many keeps the module for good";
+    factory()->LockServer(TRUE);
+    EXPECT_HRESULT(S_FALSE, DllCanUnloadNow()) << "an unlock too many takes the next lock";
+    factory()->LockServer(FALSE);
 }
 
 TEST_F(Server, LoadingAndUnloadingRunTheInitRoutines)

@@ -1,6 +1,6 @@
 // What the worker thread delivers.
 
-#include "tests/windows/filter/filter_fixture.h"
+#include "tests/windows/support/filter_fixture.h"
 
 #include <thread>
 
@@ -102,46 +102,6 @@ TEST_F(FilterTest, AnUnanalysedFileIsDeliveredAsItIs)
     filter->Stop();
     disconnect(sink);
     load(kMpeg2Sample);
-}
-
-TEST_F(FilterTest, StopWhileDownstreamBlocks)
-{
-    ASSERT_HRESULT(S_OK, load(kMpeg2Sample));
-    SinkFilter sink;
-    sink.blockUntil = CreateEventW(nullptr, TRUE, FALSE, nullptr);
-    ASSERT_HRESULT(S_OK, connect(sink));
-    sink.Run(0);
-    filter->Run(0);
-    ASSERT_EQ(WAIT_OBJECT_0, WaitForSingleObject(sink.receiving, 10'000));
-    std::thread release([&] {
-        Sleep(100);
-        SetEvent(sink.blockUntil);
-    });
-    EXPECT_HRESULT(S_OK, filter->Stop());
-    release.join();
-    EXPECT_EQ(0, sink.endsOfStream);
-    sink.Stop();
-    disconnect(sink);
-    CloseHandle(sink.blockUntil);
-}
-
-TEST_F(FilterTest, ARefusalDownstreamEndsDeliveryInSilence)
-{
-    ASSERT_HRESULT(S_OK, load(kMpeg2Sample));
-    for (const HRESULT refusal : {S_FALSE, E_FAIL}) {
-        SinkFilter sink;
-        sink.refuseAfter = 5;
-        sink.receiveResult = refusal;
-        ASSERT_HRESULT(S_OK, connect(sink));
-        sink.Run(0);
-        filter->Run(0);
-        Sleep(100);
-        EXPECT_EQ(5U, sink.samples.size());
-        EXPECT_EQ(0, sink.endsOfStream);
-        EXPECT_HRESULT(S_OK, filter->Stop());
-        sink.Stop();
-        disconnect(sink);
-    }
 }
 
 TEST_F(FilterTest, StatesInEveryOrder)

@@ -1,6 +1,6 @@
 // IMediaPosition and ITarnwell.
 
-#include "tests/windows/filter/filter_fixture.h"
+#include "tests/windows/support/filter_fixture.h"
 
 namespace zarnow::test {
 

@@ -1,6 +1,6 @@
 // The filter as a COM object: identity, pins, pages, persistence.
 
-#include "tests/windows/filter/filter_fixture.h"
+#include "tests/windows/support/filter_fixture.h"
 
 namespace zarnow::test {
 

@@ -2,7 +2,7 @@
 
 #include <set>
 
-#include "tests/windows/filter/filter_fixture.h"
+#include "tests/windows/support/filter_fixture.h"
 #include "tools/demultiplexer/demultiplexer.h"
 
 namespace zarnow::test {

@@ -6,7 +6,7 @@
 
 #include "tests/windows/page/file_dialog.h"
 #include "tests/windows/page/page_fixture.h"
-#include "tests/windows/page/resources_in_use.h"
+#include "tests/windows/support/resources_in_use.h"
 
 namespace zarnow::test {
 

@@ -7,6 +7,16 @@ SinkInputPin::SinkInputPin(SinkFilter& sink, CCritSec* pinLock, HRESULT* result)
 {
 }
 
+HRESULT SinkInputPin::CheckMediaType(const CMediaType*)
+{
+    return sink_.typeResult;
+}
+
+STDMETHODIMP SinkInputPin::ReceiveConnection(IPin* connector, const AM_MEDIA_TYPE* type)
+{
+    return FAILED(sink_.connectionResult) ? sink_.connectionResult : CBaseInputPin::ReceiveConnection(connector, type);
+}
+
 HRESULT SinkInputPin::GetMediaType(int position, CMediaType* type)
 {
     if (!sink_.proposesTransport || position != 0)
@@ -27,6 +37,8 @@ STDMETHODIMP SinkInputPin::GetAllocator(IMemAllocator** allocator)
 
 STDMETHODIMP SinkInputPin::NotifyAllocator(IMemAllocator* allocator, BOOL readOnly)
 {
+    if (FAILED(sink_.allocatorResult))
+        return sink_.allocatorResult;
     allocator->GetProperties(&sink_.agreed);
     return CBaseInputPin::NotifyAllocator(allocator, readOnly);
 }
@@ -48,6 +60,7 @@ STDMETHODIMP SinkInputPin::Receive(IMediaSample* sample)
     REFERENCE_TIME stop = 0;
     sink_.timed = sink_.timed || sample->GetTime(&start, &stop) != VFW_E_SAMPLE_TIME_NOT_SET ||
                   sample->IsSyncPoint() == S_OK || sample->IsDiscontinuity() == S_OK;
+    ++sink_.count;
     return S_OK;
 }
 

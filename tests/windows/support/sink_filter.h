@@ -23,7 +23,8 @@ class SinkInputPin final : public CBaseInputPin
 public:
     SinkInputPin(SinkFilter& sink, CCritSec* lock, HRESULT* result);
 
-    HRESULT CheckMediaType(const CMediaType*) override { return S_OK; }
+    HRESULT CheckMediaType(const CMediaType*) override;
+    STDMETHODIMP ReceiveConnection(IPin* connector, const AM_MEDIA_TYPE* type) override;
     HRESULT GetMediaType(int position, CMediaType* type) override;
     STDMETHODIMP GetAllocator(IMemAllocator** allocator) override;
     STDMETHODIMP NotifyAllocator(IMemAllocator* allocator, BOOL readOnly) override;
@@ -54,6 +55,9 @@ public:
     // How to behave
     IMemAllocator* offeredAllocator = nullptr;  ///< instead of none; not owned
     bool proposesTransport = false;             ///< as a preferred type of its own
+    HRESULT typeResult = S_OK;
+    HRESULT connectionResult = S_OK;
+    HRESULT allocatorResult = S_OK;
     HRESULT receiveResult = S_OK;
     LONG refuseAfter = 0x7FFFFFFF;  ///< samples, before receiveResult is given
     HANDLE blockUntil = nullptr;    ///< Receive waits for it
@@ -61,6 +65,7 @@ public:
     // What came
     ALLOCATOR_PROPERTIES agreed = {};
     std::vector<std::vector<BYTE>> samples;
+    std::atomic<std::size_t> count = 0;  ///< of the samples, for other threads
     std::vector<Segment> segments;
     std::atomic<int> endsOfStream = 0;
     bool timed = false;  ///< a sample carried a time, a sync point or a discontinuity

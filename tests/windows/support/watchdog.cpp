@@ -26,8 +26,13 @@ void printStack(HANDLE thread)
         PRUNTIME_FUNCTION function = RtlLookupFunctionEntry(context.Rip, &base, nullptr);
         std::fprintf(stderr, "    %016llx (module at %016llx)\n", static_cast<unsigned long long>(context.Rip),
                      static_cast<unsigned long long>(base));
-        if (function == nullptr)
+        if (function == nullptr && depth > 0)
             return;
+        if (function == nullptr) {  // a leaf, such as a system call: its return address is on top
+            context.Rip = *reinterpret_cast<DWORD64*>(context.Rsp);
+            context.Rsp += sizeof(DWORD64);
+            continue;
+        }
         void* data = nullptr;
         DWORD64 frame = 0;
         RtlVirtualUnwind(UNW_FLAG_NHANDLER, base, context.Rip, function, &context, &data, &frame, nullptr);
@@ -53,7 +58,10 @@ void printStacks()
 
 }  // namespace
 
-Watchdog::Watchdog() : thread_([this] { watch(); }) {}
+Watchdog::Watchdog() : thread_([this] { watch(); })
+{
+    instance_ = this;
+}
 
 Watchdog::~Watchdog()
 {
@@ -78,15 +86,26 @@ void Watchdog::OnTestEnd(const ::testing::TestInfo&)
     running_.clear();
 }
 
+void Watchdog::grantTime()
+{
+    const std::lock_guard lock(instance_->mutex_);
+    instance_->started_ = GetTickCount64();
+}
+
+void Watchdog::giveUp(const std::string& what)
+{
+    std::fprintf(stderr, "%s hangs; the threads:\n", what.c_str());
+    printStacks();
+    std::_Exit(3);
+}
+
 void Watchdog::watch()
 {
     std::unique_lock lock(mutex_);
     while (!changed_.wait_for(lock, std::chrono::seconds(1), [this] { return done_; })) {
         if (running_.empty() || GetTickCount64() - started_ < kLimitMilliseconds)
             continue;
-        std::fprintf(stderr, "%s hangs; the threads:\n", running_.c_str());
-        printStacks();
-        std::_Exit(3);
+        giveUp(running_);
     }
 }
 

@@ -1,4 +1,4 @@
-#include "tests/windows/filter/filter_fixture.h"
+#include "tests/windows/support/filter_fixture.h"
 
 #include <fstream>
 #include <iterator>

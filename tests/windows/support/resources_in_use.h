@@ -11,6 +11,8 @@ struct ResourcesInUse
     DWORD gdi;
     DWORD user;
     DWORD handles;
+    DWORD threads;
+    SIZE_T memory;  ///< bytes committed and not shared
 };
 
 /// Where the system's own counters are empty (Wine 8), objects are counted by asking for each possible handle, and

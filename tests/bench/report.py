@@ -1,0 +1,114 @@
+"""Runs the benchmarks and prints their tables: what was timed, what it stands beside, the ratio, and its aim."""
+
+import json
+import shutil
+import statistics
+import subprocess
+import sys
+import time
+from pathlib import Path
+
+ROOT = Path(__file__).resolve().parents[2]
+OUTPUT = ROOT / "build" / "bench"
+TYPICAL_BYTES = 20_000_000
+DELIVERED_BYTES = 200_000_000  # so long that the start of a thread does not show
+PROCESS_ROUNDS = 31
+
+
+def run(*command):
+    return subprocess.run([str(word) for word in command], cwd=ROOT, check=True, stdin=subprocess.DEVNULL,
+                          stdout=subprocess.PIPE, stderr=subprocess.DEVNULL).stdout
+
+
+def make_typical_file(path):
+    """AVC and AC-3 as a camera or a broadcast has them."""
+    run("ffmpeg", "-y", "-f", "lavfi", "-i", "testsrc2=size=1280x720:rate=25", "-f", "lavfi", "-i", "sine=frequency=440",
+        "-t", "20", "-c:v", "libx264", "-preset", "ultrafast", "-b:v", "7M", "-minrate", "7M", "-maxrate", "7M",
+        "-bufsize", "4M", "-x264-params", "nal-hrd=cbr", "-c:a", "ac3", path)
+    content = path.read_bytes()
+    path.write_bytes((content * (TYPICAL_BYTES // len(content) + 1))[:TYPICAL_BYTES // 188 * 188])
+
+
+def seconds_of_process(*command):
+    times = []
+    for _ in range(PROCESS_ROUNDS):
+        begin = time.perf_counter()
+        run(*command)
+        times.append(time.perf_counter() - begin)
+    return statistics.median(times)
+
+
+def duration(microseconds):
+    for unit, scale in (("s", 1e6), ("ms", 1e3)):
+        if microseconds >= scale:
+            return f"{microseconds / scale:.3g} {unit}"
+    return f"{microseconds:.3g} us"
+
+
+def table(title, rows):
+    lines = [f"## {title}", "", "| What | Time | Beside | Time | Ratio | Aim |", "|---|---|---|---|---|---|"]
+    for what, own, beside, other, ratio, aim in rows:
+        lines.append(f"| {what} | {duration(own)} | {beside} | {duration(other)} | {ratio:.2f} | {aim} |")
+    return "\n".join(lines) + "\n"
+
+
+def native(typical):
+    """Times in microseconds by 'what/file', and the heap that the typical file's analysis holds."""
+    output = run(ROOT / "build/host/load_bench", "--benchmark_format=json", "--benchmark_min_time=0.5", typical)
+    benchmarks = json.loads(output)["benchmarks"]
+    times = {entry["name"].removesuffix("/real_time"): entry["real_time"] for entry in benchmarks}
+    heap = next(entry["heap"] for entry in benchmarks if entry["name"].startswith(f"load/{typical.name}"))
+    return times, heap
+
+
+def load_rows(times, typical, tsprobe, ffprobe):
+    own = times[f"load/{typical.name}"]
+    yield "load of the typical file", own, "ffprobe, whole process", ffprobe * 1e6, ffprobe * 1e6 / own, "at least 20"
+    yield ("tsprobe, whole process", tsprobe * 1e6, "ffprobe, whole process", ffprobe * 1e6, ffprobe / tsprobe,
+           "at least 20")
+
+
+def search_rows(times):
+    for name, own in times.items():
+        kind, _, file = name.partition("/")
+        if kind == "read" or (kind == "load" and f"videoInfo/{file}" in times) or file.endswith(".ts"):
+            continue
+        read = times[f"read/{file}"]
+        what = "GetVideoInfo of " if kind == "videoInfo" else ""
+        yield what + file, own, "a plain read", read, read / own, "0.8"
+
+
+def delivery_rows(facts):
+    samples = facts["samples"]
+    yield ("a packet, delivered", facts["delivery"] / samples, "a packet, only read", facts["reads"] / samples,
+           facts["delivery"] / facts["reads"], "at most 1.15")
+    yield ("from creation to the first sample", facts["firstSample"], "a thread that opens the file and reads",
+           facts["firstRead"], facts["firstSample"] / facts["firstRead"], "-")
+
+
+def main():
+    OUTPUT.mkdir(parents=True, exist_ok=True)
+    typical = OUTPUT / "typical.ts"
+    long = OUTPUT / "long.ts"
+    make_typical_file(typical)
+    with long.open("wb") as file:
+        for _ in range(DELIVERED_BYTES // TYPICAL_BYTES):
+            file.write(typical.read_bytes())
+    times, heap = native(typical)
+    tsprobe = seconds_of_process(ROOT / "build/host/tsprobe", "--json", typical)
+    ffprobe = seconds_of_process("ffprobe", "-v", "error", "-show_streams", typical)
+    delivery = json.loads(run(shutil.which("wine"), ROOT / "build/windows/delivery_bench.exe", long, 15))
+    report = "\n".join([
+        table("Loading", load_rows(times, typical, tsprobe, ffprobe)),
+        table("Difficult files of 100 MB: load, as a share of the plain read's speed", search_rows(times)),
+        table("Delivery under Wine", delivery_rows(delivery)),
+        f"Memory that a loaded analysis holds: {heap:.0f} bytes, of which the read buffer is 33000.\n",
+    ])
+    (OUTPUT / "report.md").write_text(report)
+    for file in (typical, long):
+        file.unlink()
+    sys.stdout.write(report)
+
+
+if __name__ == "__main__":
+    main()
