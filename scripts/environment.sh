@@ -1,4 +1,4 @@
-# What ./run and ./test share: packages, builds and the Wine prefix. Sourced by them, from the project's root.
+# What ./run, ./test and ./fuzz share: packages, builds and the Wine prefix. Sourced by them, from the project's root.
 
 set -euo pipefail
 
@@ -11,7 +11,8 @@ export LC_ALL=C.UTF-8
 
 BUILD_PACKAGES=(cmake ninja-build g++ g++-mingw-w64-x86-64-posix mingw-w64-tools googletest
     nlohmann-json3-dev libcli11-dev wine wine64)
-TEST_PACKAGES=(clang libclang-rt-14-dev clang-format clang-tidy cppcheck ffmpeg python3 xvfb xauth)
+CLANG_PACKAGES=(clang libclang-rt-14-dev llvm)  # sanitizers, libFuzzer, line coverage
+TEST_PACKAGES=("${CLANG_PACKAGES[@]}" clang-format clang-tidy cppcheck ffmpeg python3 xvfb xauth)
 
 say() {
     printf '== %s\n' "$*"

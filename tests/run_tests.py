@@ -29,6 +29,7 @@ def suites():
     yield Suite("robustness tests with sanitizers", [build / "host-asan" / "robustness_tests"])
     yield Suite("stop flag tests", [build / "host" / "abort_tests"])
     yield Suite("stop flag tests with ThreadSanitizer", [build / "host-tsan" / "abort_tests"])
+    yield Suite("fuzzing inputs with sanitizers", [build / "host-asan" / "fuzz_replay_tests"])
     for program in sorted((build / "windows").glob("*_tests.exe")):
         yield Suite(f"{program.stem} under Wine", ["wine", program])
     yield python_suite("end to end", "endtoend")

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <initializer_list>
 #include <memory>
+#include <span>
 #include <vector>
 
 namespace zarnow::test {
@@ -51,12 +52,13 @@ inline Data withByte(Data data, std::size_t offset, std::uint8_t value)
 class ExactBuffer
 {
 public:
-    explicit ExactBuffer(const Data& data) : bytes_(new std::uint8_t[data.size()]), size_(data.size())
+    explicit ExactBuffer(std::span<const std::uint8_t> data) : bytes_(new std::uint8_t[data.size()]), size_(data.size())
     {
         std::copy(data.begin(), data.end(), bytes_.get());
     }
 
     const std::uint8_t* data() const noexcept { return bytes_.get(); }
+    std::span<const std::uint8_t> view() const noexcept { return {bytes_.get(), size_}; }
     std::int32_t length() const noexcept { return static_cast<std::int32_t>(size_); }
 
 private:
