@@ -38,11 +38,6 @@ std::uint32_t readBits(CBitCursor& cursor, std::int32_t& bitsLeft, std::uint32_t
     return value;
 }
 
-void skipBit(CBitCursor& cursor, std::int32_t& bitsLeft) noexcept
-{
-    readWithinByte(cursor, bitsLeft, 1);
-}
-
 std::uint32_t readUE(CBitCursor& cursor, std::int32_t& bitsLeft, std::uint32_t& bitsUsed) noexcept
 {
     std::uint32_t leadingZeros = 0;

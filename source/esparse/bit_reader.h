@@ -52,9 +52,6 @@ std::uint32_t readUE(CBitCursor& cursor, std::int32_t& bitsLeft, std::uint32_t& 
 /// se(v)
 std::int32_t readSE(CBitCursor& cursor, std::int32_t& bitsLeft, std::uint32_t& bitsUsed) noexcept;
 
-/// One bit, unread.
-void skipBit(CBitCursor& cursor, std::int32_t& bitsLeft) noexcept;
-
 /// One scaling list of a sequence parameter set, its present flag included (7.3.2.1.1.1). @param size  16 or 64
 void skipScalingList(CBitCursor& cursor, std::int32_t& bitsLeft, std::int32_t size) noexcept;
 
