@@ -108,6 +108,7 @@ STDMETHODIMP CBaseAllocator::Decommit()
     if (!m_bCommitted)
         return S_OK;
     m_bCommitted = FALSE;
+    collectSpare();
     m_bDecommitInProgress = m_lFree.GetCount() < m_lAllocated;
     if (!m_bDecommitInProgress)
         Free();
@@ -120,8 +121,8 @@ STDMETHODIMP CBaseAllocator::GetBuffer(IMediaSample** ppBuffer, REFERENCE_TIME*,
     if (!ppBuffer)
         return E_POINTER;
     *ppBuffer = nullptr;
-    CMediaSample* sample = nullptr;
-    HRESULT hr = takeOrQueue(&sample, !(dwFlags & AM_GBF_NOWAIT));
+    CMediaSample* sample = takeSpare();
+    HRESULT hr = sample ? S_OK : takeOrQueue(&sample, !(dwFlags & AM_GBF_NOWAIT));
     while (hr == S_FALSE) {
         WaitForSingleObject(m_hSem, INFINITE);
         hr = takeOrQueue(&sample, true);
@@ -136,19 +137,51 @@ STDMETHODIMP CBaseAllocator::GetBuffer(IMediaSample** ppBuffer, REFERENCE_TIME*,
     return S_OK;
 }
 
+/// Null when there is none, and when it was only on its way to the list of a decommitted allocator.
+CMediaSample* CBaseAllocator::takeSpare()
+{
+    CMediaSample* const sample = m_spare.exchange(nullptr);
+    if (sample && !m_bCommitted) {
+        takeBack(sample);
+        return nullptr;
+    }
+    return sample;
+}
+
+/// False: the sample has to go to the list.
+bool CBaseAllocator::keepAsSpare(CMediaSample* sample)
+{
+    CMediaSample* none = nullptr;
+    if (!isKeptSimply() || !m_spare.compare_exchange_strong(none, sample))
+        return false;
+    if (isKeptSimply())
+        return true;
+    // Decommitted or waited for in between, perhaps before the sample was there to be seen.
+    CMediaSample* const seen = m_spare.exchange(nullptr);
+    if (seen)
+        takeBack(seen);
+    return true;
+}
+
+void CBaseAllocator::collectSpare()
+{
+    if (CMediaSample* const sample = m_spare.exchange(nullptr))
+        m_lFree.Add(sample);
+}
+
 /// S_FALSE: the caller has been counted as waiting.
 HRESULT CBaseAllocator::takeOrQueue(CMediaSample** sample, bool mayWait)
 {
     CAutoLock lock(this);
     if (!m_bCommitted)
         return VFW_E_NOT_COMMITTED;
+    ++m_lWaiting;  // from here on a sample that comes back goes to the list
+    collectSpare();
     *sample = m_lFree.RemoveHead();
-    if (*sample)
-        return S_OK;
-    if (!mayWait || !m_hSem)
-        return VFW_E_TIMEOUT;
-    ++m_lWaiting;
-    return S_FALSE;
+    const bool queued = !*sample && mayWait && m_hSem;
+    if (!queued)
+        --m_lWaiting;
+    return *sample ? S_OK : queued ? S_FALSE : VFW_E_TIMEOUT;
 }
 
 STDMETHODIMP CBaseAllocator::ReleaseBuffer(IMediaSample* pBuffer)
@@ -156,7 +189,9 @@ STDMETHODIMP CBaseAllocator::ReleaseBuffer(IMediaSample* pBuffer)
     if (!pBuffer)
         return E_POINTER;
     // Only samples of this allocator, which are of this class, are given back to it.
-    takeBack(static_cast<CMediaSample*>(pBuffer));
+    auto* const sample = static_cast<CMediaSample*>(pBuffer);
+    if (!keepAsSpare(sample))
+        takeBack(sample);
     if (m_fEnableReleaseCallback)
         notifyRelease();
     CUnknown::NonDelegatingRelease();
@@ -192,7 +227,7 @@ void CBaseAllocator::notifyRelease()
 void CBaseAllocator::NotifySample()
 {
     if (m_lWaiting != 0)
-        ReleaseSemaphore(m_hSem, std::exchange(m_lWaiting, 0), nullptr);
+        ReleaseSemaphore(m_hSem, m_lWaiting.exchange(0), nullptr);
 }
 
 STDMETHODIMP CBaseAllocator::SetNotify(IMemAllocatorNotifyCallbackTemp* pNotify)
@@ -211,6 +246,7 @@ STDMETHODIMP CBaseAllocator::GetFreeCount(LONG* plBuffersFree)
     if (!plBuffersFree)
         return E_POINTER;
     CAutoLock lock(this);
+    collectSpare();
     *plBuffersFree = m_lCount - m_lAllocated + m_lFree.GetCount();
     return S_OK;
 }

@@ -5,12 +5,16 @@
 #define ZARNOW_BASECLASSES_ALLOCATOR_H
 
 #include "platform.h"
+
+#include <atomic>
+
 #include "media_sample.h"
 #include "sync.h"
 #include "unknown.h"
 
 /// Free list, commit state and waiting of an allocator. The derived class makes the samples (Alloc) and frees them
-/// (Free). It is itself the lock of its state. A sample that is out keeps the allocator alive.
+/// (Free). It is itself the lock of its state; a sample that only goes out and comes back is passed on without it. A
+/// sample that is out keeps the allocator alive.
 class CBaseAllocator : public CUnknown, public IMemAllocatorCallbackTemp, public CCritSec
 {
 public:
@@ -63,24 +67,35 @@ protected:
     /// made (VFW_E_SIZENOTSET), S_FALSE when those at hand still fit.
     virtual HRESULT Alloc();
 
+    /// Called with the lock held: puts the spare sample, if there is one, on the list.
+    void collectSpare();
+
     CSampleList m_lFree;
     HANDLE m_hSem = nullptr;  ///< what GetBuffer waits for; null when it never waits
-    long m_lWaiting = 0;
+    std::atomic<long> m_lWaiting = 0;
     long m_lCount = 0;
     long m_lAllocated = 0;
     long m_lSize = 0;
     long m_lAlignment = 0;
     long m_lPrefix = 0;
     BOOL m_bChanged = FALSE;
-    BOOL m_bCommitted = FALSE;
+    std::atomic<BOOL> m_bCommitted = FALSE;
     BOOL m_bDecommitInProgress = FALSE;
     IMemAllocatorNotifyCallbackTemp* m_pNotify = nullptr;
     BOOL m_fEnableReleaseCallback;
 
 private:
+    bool isKeptSimply() const { return m_bCommitted && m_lWaiting == 0; }
+    CMediaSample* takeSpare();
+    bool keepAsSpare(CMediaSample* sample);
     HRESULT takeOrQueue(CMediaSample** sample, bool mayWait);
     void takeBack(CMediaSample* sample);
     void notifyRelease();
+
+    /// A free sample beside the list, taken and given by one atomic exchange: what a stream that delivers one sample
+    /// after the other needs for each of them. Whoever changes what isKeptSimply says looks here afterwards; whoever
+    /// has put a sample here looks at isKeptSimply afterwards. So one of them sees the other.
+    std::atomic<CMediaSample*> m_spare = nullptr;
 };
 
 /// Samples in one block of memory, aligned, each with its prefix in front.
