@@ -86,7 +86,8 @@ bool CGopScanner::passOver(Bytes payload)
     if (payload.size() < kBytesCarried || spsCount_ >= kSpsWanted)
         return false;
     const bool joined = !carry_.empty() && carry_.back() == 0 && payload.front() == 0;
-    if (joined || hasZeroPair(carry_) || hasZeroPair(payload))
+    const auto bothZero = [](std::uint8_t a, std::uint8_t b) { return (a | b) == 0; };
+    if (joined || std::adjacent_find(carry_.begin(), carry_.end(), bothZero) != carry_.end() || hasZeroPair(payload))
         return false;
     const Bytes last = payload.last(kBytesCarried);
     carry_.assign(last.begin(), last.end());

@@ -53,10 +53,10 @@ def table(title, rows):
 
 
 def native(typical):
-    """Times in microseconds by 'what/file', and the heap that the typical file's analysis holds."""
+    """Processor time in microseconds by 'what/file', and the heap that the typical file's analysis holds."""
     output = run(ROOT / "build/host/load_bench", "--benchmark_format=json", "--benchmark_min_time=0.5", typical)
     benchmarks = json.loads(output)["benchmarks"]
-    times = {entry["name"].removesuffix("/real_time"): entry["real_time"] for entry in benchmarks}
+    times = {entry["name"].removesuffix("/real_time"): entry["cpu_time"] for entry in benchmarks}
     heap = next(entry["heap"] for entry in benchmarks if entry["name"].startswith(f"load/{typical.name}"))
     return times, heap
 
@@ -69,13 +69,15 @@ def load_rows(times, typical, tsprobe, ffprobe):
 
 
 def search_rows(times):
+    """Full tables ask for more than one search of every block, and have a limit in seconds instead."""
     for name, own in times.items():
         kind, _, file = name.partition("/")
         if kind == "read" or (kind == "load" and f"videoInfo/{file}" in times) or file.endswith(".ts"):
             continue
         read = times[f"read/{file}"]
         what = "GetVideoInfo of " if kind == "videoInfo" else ""
-        yield what + file, own, "a plain read", read, read / own, "0.8"
+        aim = "10 s" if "full maps" in file else "at least 0.8"
+        yield what + file, own, "a plain read", read, read / own, aim
 
 
 def delivery_rows(facts):
