@@ -1,6 +1,7 @@
 // What the worker thread does: one read straight into each media sample's memory.
 
 #include <algorithm>
+#include <utility>
 
 #include "filter/mpeg_transp_stream.h"
 
@@ -51,7 +52,8 @@ HRESULT CMPEGTranspStream::fillPacket(IMediaSample& sample, BYTE* data, std::uin
             return endOfFile(sample);
         if (data[0] == kSyncByte)
             return sample.SetActualDataLength(static_cast<long>(std::min(count, kPacketSize)));
-        if (isToldToStop())
+        gapLeft = isToldToStop();
+        if (gapLeft)
             return endOfFile(sample);
         // Kept: on to one byte past the first sync byte in what was read, not onto it. Every turn moves on: by
         // one byte at least, or by the whole step.
@@ -69,8 +71,7 @@ bool CMPEGTranspStream::isToldToStop()
 
 HRESULT CMPEGTranspStream::DeliverEndOfStream()
 {
-    // The stream has not ended where a stop has cut the search for its next packet short.
-    return isToldToStop() ? S_OK : CSourceStream::DeliverEndOfStream();
+    return std::exchange(gapLeft, false) ? S_OK : CSourceStream::DeliverEndOfStream();
 }
 
 }  // namespace zarnow

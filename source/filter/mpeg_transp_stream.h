@@ -109,6 +109,7 @@ private:
     CBaseDispatch dispatch;
     std::wstring fileName;  // empty: none
     bool AvcPresent = false;
+    bool gapLeft = false;  // a stop cut the search for the next packet short: the stream has not ended
     CMPEGTSSource& filter;
 };
 
