@@ -1,8 +1,16 @@
 // The worker thread's commands.
 
-#include "support.h"
-
+#include <atomic>
 #include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include <streams.h>
+
+#include "tests/windows/support/hresult.h"
+
+namespace zarnow::test {
 
 namespace {
 
@@ -94,3 +102,5 @@ TEST(Thread, AWorkerThatEndsWithoutAnAnswerKeepsNobodyWaiting)
 }
 
 }  // namespace
+
+}  // namespace zarnow::test

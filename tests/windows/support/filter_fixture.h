@@ -29,6 +29,8 @@ protected:
     HRESULT load(const std::wstring& path);
     /// Connects without a type, or with the transport-stream type when the sink proposes it.
     HRESULT connect(SinkFilter& sink);
+    /// Connects with the transport-stream type whatever the file is.
+    HRESULT connectUnanalysed(SinkFilter& sink);
     void disconnect(SinkFilter& sink);
     /// From the first packet to the end of the stream.
     void play(SinkFilter& sink);
