@@ -130,7 +130,7 @@ TEST_F(Demultiplexing, StartsAnew)
     playBoth();
     for (const Case& c : cases) {
         SCOPED_TRACE(c.when);
-        EXPECT_HRESULT(S_OK, push({packets::part(audio(9), 0, 200), video(1)}));
+        EXPECT_HRESULT(S_OK, push({video(1), packets::part(audio(9), 0, 200)}));
         first.samples.clear();
         first.calls.clear();
         c.interrupt();
