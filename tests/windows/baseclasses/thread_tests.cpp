@@ -23,31 +23,20 @@ public:
         if (ThreadExists())
             CallWorker(0);
     }
-    DWORD m_polls = 0;
     DWORD m_ownCall = 0;
-    bool m_poll = false;
 
 protected:
     DWORD ThreadProc() override
     {
         m_ownCall = CallWorker(1);
         for (;;) {
-            const DWORD request = m_poll ? poll() : GetRequest();
+            const DWORD request = GetRequest();
             if (request == 99)
                 return 1;
             Reply(request * 2);
             if (request == 0)
                 return 0;
         }
-    }
-
-private:
-    DWORD poll()
-    {
-        DWORD request = 0;
-        while (!CheckRequest(&request))
-            ++m_polls;
-        return request;
     }
 };
 
@@ -71,23 +60,6 @@ TEST(Thread, AnswersOneCommandAtATime)
     worker.Close();
     EXPECT_FALSE(worker.ThreadExists());
     EXPECT_EQ(static_cast<DWORD>(E_FAIL), worker.m_ownCall) << "it cannot wait for its own answer";
-}
-
-TEST(Thread, PollingSeesTheCommandAndLeavesItCurrent)
-{
-    Doubler worker;
-    worker.m_poll = true;
-    ASSERT_TRUE(worker.Create());
-    Sleep(10);
-    EXPECT_EQ(84u, worker.CallWorker(42));
-    EXPECT_EQ(42u, worker.GetRequestParam());
-    EXPECT_EQ(WAIT_TIMEOUT, WaitForSingleObject(worker.GetRequestHandle(), 0)) << "answered: no longer signalled";
-    EXPECT_FALSE(worker.CheckRequest(nullptr));
-    EXPECT_GT(worker.m_polls, 0u);
-    EXPECT_EQ(0u, worker.CallWorker(0));
-    worker.Close();
-    ASSERT_TRUE(worker.Create()) << "a new one may follow";
-    EXPECT_EQ(2u, worker.CallWorker(1));
 }
 
 TEST(Thread, AWorkerThatEndsWithoutAnAnswerKeepsNobodyWaiting)

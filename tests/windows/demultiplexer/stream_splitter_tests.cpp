@@ -41,14 +41,15 @@ void addRoute(demux::StreamRoutes& routes, Collected& collected)
     routes.push_back(std::make_unique<demux::StreamRoute>(kPid, std::make_unique<Collector>(collected)));
 }
 
-Collected split(const Bytes& stream)
+Collected split(const Bytes& stream, std::size_t chunk = SIZE_MAX)
 {
     Collected collected;
     demux::StreamRoutes routes;
     addRoute(routes, collected);
     demux::StreamSplitter splitter;
     splitter.setRoutes(std::move(routes));
-    splitter.push(stream);
+    for (const Bytes& piece : cut(stream, std::min(chunk, std::max<std::size_t>(stream.size(), 1))))
+        splitter.push(piece);
     splitter.finish();
     return collected;
 }
@@ -120,6 +121,25 @@ const FaultCase kFaults[] = {
      },
      {0, 1, 2},
      false},
+    {"garbage with a sync byte in it comes ahead of the first packet",
+     [](std::vector<Bytes>& p) { p.insert(p.begin(), Bytes(20, 0) + Bytes{0x47} + Bytes(30, 0)); },
+     {0, 1, 2},
+     false},
+    {"a packet has lost its sync byte", [](std::vector<Bytes>& p) { byteFlip(p[4], 0, 0xFF); }, {0, 2}, true},
+    {"a packet has lost a few bytes, with which the start of the next one is missed",
+     [](std::vector<Bytes>& p) { p[3].resize(183); },
+     {0, 2},
+     true},
+    {"the stream ends within a packet",
+     [](std::vector<Bytes>& p) { p.push_back(part(p[0], 0, 100)); },
+     {0, 1, 2},
+     false},
+    {"the last packet comes just after garbage",
+     [](std::vector<Bytes>& p) { p.insert(p.begin() + 7, Bytes(9, 0)); },
+     {0, 1, 2},
+     false},
+    {"nothing but sync bytes", [](std::vector<Bytes>& p) { p = {Bytes(1000, 0x47)}; }, {}, false},
+    {"nothing at all", [](std::vector<Bytes>& p) { p.clear(); }, {}, false},
     {"the stream starts in the middle of a unit", [](std::vector<Bytes>& p) { p.erase(p.begin()); }, {1, 2}, false},
 };
 
@@ -132,10 +152,12 @@ TEST(StreamSplitter, DropsTheUnitThatAFaultFellIntoAndNoOther)
         Units expected;
         for (const std::size_t index : each.units)
             expected.push_back(kThree[index]);
-        const Collected collected = split(joined(stream));
-        EXPECT_EQ(expected, collected.units) << each.fault;
-        const auto& losses = collected.afterLoss;
-        EXPECT_EQ(each.lossSeen, std::ranges::find(losses, true) != losses.end()) << each.fault;
+        for (const std::size_t chunk : {1U, 7U, 100U, 187U, 188U, 189U, 400U, 5000U}) {
+            const Collected collected = split(joined(stream), chunk);
+            EXPECT_EQ(expected, collected.units) << each.fault << ", in chunks of " << chunk;
+            const auto& losses = collected.afterLoss;
+            EXPECT_EQ(each.lossSeen, std::ranges::find(losses, true) != losses.end()) << each.fault;
+        }
     }
 }
 

@@ -64,41 +64,21 @@ TEST_F(Demultiplexing, DeliversElementaryStreamsWithTimesFromTheFirstStampOn)
     EXPECT_FALSE(first.samples[1].discontinuity);
 }
 
-TEST_F(Demultiplexing, FeedsOnePidToSeveralPinsAlsoWithItsHeaders)
-{
-    connectPin(L"A", kVideo, MEDIA_ELEMENTARY_STREAM, first);
-    connectPin(L"B", kVideo, MEDIA_TRANSPORT_PAYLOAD, second);
-    createPin(L"C");  // connected to nothing
-    play();
-    EXPECT_HRESULT(S_OK, push({video(1), audio(1)}));
-    end();
-    const Pes pes{.openLength = true, .pts = 90'000, .payload = pattern(500, 1)};
-    EXPECT_EQ(pattern(500, 1), first.allBytes());
-    EXPECT_EQ(pes.bytes(), second.allBytes());
-    EXPECT_EQ(std::nullopt, second.samples.at(0).start);
-}
-
-TEST_F(Demultiplexing, SpreadsALongPacketOverSamplesOfWhichOneHasTheTime)
+TEST_F(Demultiplexing, MarksTheFirstSampleOfAPacketAndTheFirstAfterALoss)
 {
     playBoth();
     EXPECT_HRESULT(S_OK, push({video(1, 200'000)}));
-    end();
-    EXPECT_TRUE(pattern(200'000, 1) == first.allBytes());
-    ASSERT_EQ(3U, first.samples.size()) << "200000 bytes in samples of 66 KiB";
-    EXPECT_EQ(0, first.samples[0].start);
-    EXPECT_EQ(std::nullopt, first.samples[1].start);
-    EXPECT_FALSE(first.samples[1].syncPoint);
-}
-
-TEST_F(Demultiplexing, MarksTheFirstSampleAfterALoss)
-{
-    playBoth();
     const Bytes whole = joined({audio(1), audio(2), audio(3)});  // of two transport packets each
     EXPECT_HRESULT(S_OK, push({packets::part(whole, 0, 2 * 188), packets::part(whole, 3 * 188)}));
     EXPECT_EQ(join({pattern(300, 1), pattern(300, 3)}), second.allBytes());
     ASSERT_EQ(2U, second.samples.size());
     EXPECT_FALSE(second.samples[0].discontinuity);
     EXPECT_TRUE(second.samples[1].discontinuity);
+    end();
+    EXPECT_TRUE(pattern(200'000, 1) == first.allBytes());
+    ASSERT_EQ(3U, first.samples.size()) << "200000 bytes in samples of 66 KiB";
+    EXPECT_TRUE(first.samples[0].start && first.samples[0].syncPoint);
+    EXPECT_FALSE(first.samples[1].start || first.samples[1].syncPoint);
 }
 
 TEST_F(Demultiplexing, StartsAnew)
@@ -164,17 +144,25 @@ TEST_F(Demultiplexing, GoesOnForThePinsThatStillTakeSamples)
     EXPECT_HRESULT(VFW_E_RUNTIME_ERROR, push({video(1), video(2), audio(1)})) << "an error is passed on";
 }
 
-TEST_F(Demultiplexing, FollowsChangesOfTheMapsWhileItRuns)
+TEST_F(Demultiplexing, FollowsChangesOfTheMapsAndKeepsWhatOtherRoutesHaveCollected)
 {
     const ComPtr<IPin> pin = connectPin(L"V", kVideo, MEDIA_ELEMENTARY_STREAM, first);
+    connectPin(L"W", kVideo, MEDIA_TRANSPORT_PAYLOAD, second);
+    createPin(L"C");  // connected to nothing
     play();
-    EXPECT_HRESULT(S_OK, push({audio(1)}));
+    EXPECT_HRESULT(S_OK, push({video(1), audio(1)}));
     map(*pin.Get(), kAudio);
-    EXPECT_HRESULT(S_OK, push({audio(2)}));
+    EXPECT_HRESULT(S_OK, push({video(2), audio(2)}));
     ULONG pid = kAudio;
     EXPECT_HRESULT(S_OK, mapOf(*pin.Get())->UnmapPID(1, &pid));
     EXPECT_HRESULT(S_OK, push({audio(3)}));
-    EXPECT_EQ(pattern(300, 2), first.allBytes());
+    end();
+    EXPECT_EQ(join({pattern(500, 1), pattern(300, 2), pattern(500, 2)}), first.allBytes());
+    const auto pes = [](unsigned seed) {
+        return Pes{.openLength = true, .pts = 90'000 * seed, .payload = pattern(500, seed)}.bytes();
+    };
+    EXPECT_EQ(join({pes(1), pes(2)}), second.allBytes());
+    EXPECT_EQ(std::nullopt, second.samples.at(0).start);
 }
 
 }  // namespace

@@ -6,17 +6,6 @@
 
 namespace zarnow::test {
 
-namespace {
-
-/// Enough of a stream to be analysed: tables, one MPEG-2 sequence header would not be needed.
-Data smallStream()
-{
-    return join({patPacket({{1, 0x100}}), pmtPacket(0x100, 1, {{0x02, 0x200}}),
-                 repeat(packet({.pid = 0x200, .unitStart = false}, filled(184, 0x11)), 40)});
-}
-
-}  // namespace
-
 TEST_F(FilterTest, DeliversThePacketsOfTheFileOneASample)
 {
     ASSERT_HRESULT(S_OK, load(kMpeg2Sample));

@@ -11,6 +11,12 @@ std::vector<BYTE> contentOf(const std::filesystem::path& path)
     return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 
+Data smallStream()
+{
+    return join({patPacket({{1, 0x100}}), pmtPacket(0x100, 1, {{0x02, 0x200}}),
+                 repeat(packet({.pid = 0x200, .unitStart = false}, filled(184, 0x11)), 40)});
+}
+
 void FilterTest::SetUp()
 {
     ComPtr<IClassFactory> factory;

@@ -19,6 +19,9 @@ namespace zarnow::test {
 
 std::vector<BYTE> contentOf(const std::filesystem::path& path);
 
+/// Enough of a stream to be analysed and played: 42 packets.
+Data smallStream();
+
 /// Every test ends with nothing of the module left.
 class FilterTest : public ::testing::Test
 {
