@@ -24,6 +24,7 @@ public:
             CallWorker(0);
     }
     DWORD m_ownCall = 0;
+    std::vector<DWORD> m_requests;
 
 protected:
     DWORD ThreadProc() override
@@ -31,6 +32,7 @@ protected:
         m_ownCall = CallWorker(1);
         for (;;) {
             const DWORD request = GetRequest();
+            m_requests.push_back(request);
             if (request == 99)
                 return 1;
             Reply(request * 2);
@@ -67,10 +69,14 @@ TEST(Thread, AWorkerThatEndsWithoutAnAnswerKeepsNobodyWaiting)
     Doubler worker;
     ASSERT_TRUE(worker.Create());
     EXPECT_HRESULT(E_FAIL, worker.CallWorker(99));
-    EXPECT_HRESULT(E_FAIL, worker.CallWorker(1));
+    EXPECT_HRESULT(E_FAIL, worker.CallWorker(2)) << "nobody is there any more";
     worker.Close();
     ASSERT_TRUE(worker.Create());
-    EXPECT_EQ(6u, worker.CallWorker(3)) << "the unanswered command is forgotten";
+    Sleep(20);
+    EXPECT_EQ(6u, worker.CallWorker(3));
+    EXPECT_EQ(0u, worker.CallWorker(0));
+    worker.Close();
+    EXPECT_EQ((std::vector<DWORD>{99, 3, 0}), worker.m_requests) << "the unanswered commands are forgotten";
 }
 
 }  // namespace

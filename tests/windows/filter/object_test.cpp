@@ -10,7 +10,7 @@ TEST_F(FilterTest, TheFiltersInterfacesArePassedOnToThePin)
     for (const IID& iid : interfaces)
         EXPECT_EQ(query<IUnknown>(filter.Get(), iid).Get(), query<IUnknown>(pin.Get(), iid).Get());
     const IID own[] = {IID_IPersistStream, IID_ISpecifyPropertyPages, IID_IMediaFilter, IID_IPersist, IID_IAMovieSetup};
-    const ComPtr<IUnknown> identity = query<IUnknown>(filter.Get(), IID_IUnknown);
+    const ComPtr<IUnknown> identity = query<IUnknown>(filter.Get());
     for (const IID& iid : own)
         EXPECT_EQ(identity.Get(), query<IUnknown>(query<IUnknown>(filter.Get(), iid).Get(), IID_IUnknown).Get());
     ComPtr<IUnknown> none;
@@ -49,7 +49,7 @@ TEST_F(FilterTest, HasOneOutputPin)
 TEST_F(FilterTest, NamesItsPropertyPage)
 {
     CAUUID pages = {};
-    ASSERT_HRESULT(S_OK, query<ISpecifyPropertyPages>(filter.Get(), IID_ISpecifyPropertyPages)->GetPages(&pages));
+    ASSERT_HRESULT(S_OK, query<ISpecifyPropertyPages>(filter.Get())->GetPages(&pages));
     ASSERT_EQ(1U, pages.cElems);
     EXPECT_EQ(CLSID_ZarnowTSProperties, pages.pElems[0]);
     CoTaskMemFree(pages.pElems);
@@ -57,7 +57,7 @@ TEST_F(FilterTest, NamesItsPropertyPage)
 
 TEST_F(FilterTest, PersistsTheSelectedProgramBehindTheVersion)
 {
-    const ComPtr<IPersistStream> persist = query<IPersistStream>(filter.Get(), IID_IPersistStream);
+    const ComPtr<IPersistStream> persist = query<IPersistStream>(filter.Get());
     ULARGE_INTEGER size = {};
     EXPECT_HRESULT(S_OK, persist->GetSizeMax(&size));
     EXPECT_EQ(32U, size.QuadPart);

@@ -32,7 +32,7 @@ protected:
 
     void load(const wchar_t* path)
     {
-        const auto source = query<IFileSourceFilter>(filter.Get(), IID_IFileSourceFilter);
+        const auto source = query<IFileSourceFilter>(filter.Get());
         ASSERT_HRESULT(S_OK, source->Load(path, nullptr));
     }
 

@@ -23,8 +23,8 @@ void FilterTest::SetUp()
     ASSERT_HRESULT(S_OK, module.classObject(CLSID_ZarnowTSSource, IID_PPV_ARGS(&factory)));
     ASSERT_HRESULT(S_OK, factory->CreateInstance(nullptr, IID_PPV_ARGS(&filter)));
     ASSERT_HRESULT(S_OK, filter->FindPin(L"1", &pin));
-    source = query<IFileSourceFilter>(filter.Get(), IID_IFileSourceFilter);
-    tarnwell = query<ITarnwell>(filter.Get(), IID_ITarnwell);
+    source = query<IFileSourceFilter>(filter.Get());
+    tarnwell = query<ITarnwell>(filter.Get());
     position = query<IMediaPosition>(filter.Get(), IID_IMediaPosition);
 }
 
