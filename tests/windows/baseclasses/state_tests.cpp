@@ -68,7 +68,7 @@ TEST_F(State, AFailingPinLeavesTheFilterStoppedAndTheOthersInactive)
     EXPECT_HRESULT(S_OK, second.input.Disconnect());
 }
 
-/// Stops a source whose worker is in FillBuffer until `release` is set, a little later.
+/// Stops a source whose worker is in FillBuffer until it is released.
 class StopUnderWay
 {
 public:
@@ -84,12 +84,15 @@ public:
         EXPECT_TRUE(inside_.Wait(5000));
         stopper_ = std::thread([this] { EXPECT_HRESULT(S_OK, pair.source->Stop()); });
         Sleep(50);
+    }
+    ~StopUnderWay() { wait(); }
+    void releaseSoon()
+    {
         opener_ = std::thread([this] {
-            Sleep(100);
+            Sleep(50);
             release_.Set();
         });
     }
-    ~StopUnderWay() { wait(); }
     void wait()
     {
         for (std::thread* thread : {&stopper_, &opener_})
@@ -112,6 +115,7 @@ TEST_F(State, GetStateWaitsForAnUnfinishedChange)
     StopUnderWay stop;
     FILTER_STATE state{};
     EXPECT_HRESULT(VFW_S_STATE_INTERMEDIATE, stop.pair.source->GetState(20, &state));
+    stop.releaseSoon();
     EXPECT_EQ(State_Stopped, stop.pair.state());
     EXPECT_HRESULT(E_POINTER, stop.pair.source->GetState(0, nullptr));
 }
@@ -129,6 +133,7 @@ TEST_F(State, AWorkerThatAsksDuringStopIsNotKeptWaiting)
         pair.filter->StreamTime(time);
         pair.filter->IsStopped();
     });
+    stop.releaseSoon();
     stop.wait();
     EXPECT_HRESULT(VFW_S_STATE_INTERMEDIATE, answer);
 }
