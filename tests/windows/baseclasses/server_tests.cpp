@@ -167,6 +167,7 @@ TEST_F(Server, StaysLoadedForObjectsFactoriesAndLocks)
 
 TEST_F(Server, LoadingAndUnloadingRunTheInitRoutines)
 {
+    initialisations.clear();
     const HINSTANCE before = g_hInst;
     auto* const module = reinterpret_cast<HINSTANCE>(0x1000);
     EXPECT_TRUE(DllEntryPoint(module, DLL_PROCESS_ATTACH, nullptr));
