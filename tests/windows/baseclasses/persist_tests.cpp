@@ -1,8 +1,12 @@
-// Persistence in a stream, and the dispatch helper.
-
-#include "support.h"
+// Persistence in a stream.
 
 #include <cwchar>
+
+#include "com_ptr.h"
+#include "tests/windows/support/framework_test.h"
+#include "tests/windows/support/hresult.h"
+
+namespace zarnow::test {
 
 namespace {
 
@@ -73,18 +77,13 @@ TEST_F(Persistence, TheVersionStandsAheadOfTheDataAsText)
     }
 }
 
-TEST_F(Persistence, SizeIsTheVersionsAndTheDatas)
+TEST_F(Persistence, DirtyUntilSavedWithClearOrLoaded)
 {
     Kept kept;
     ULARGE_INTEGER size{};
     EXPECT_HRESULT(S_OK, kept.GetSizeMax(&size));
-    EXPECT_EQ(32u, size.QuadPart);
+    EXPECT_EQ(32u, size.QuadPart) << "the version's and the data's";
     EXPECT_HRESULT(E_POINTER, kept.GetSizeMax(nullptr));
-}
-
-TEST_F(Persistence, DirtyUntilSavedWithClearOrLoaded)
-{
-    Kept kept;
     EXPECT_HRESULT(S_FALSE, kept.IsDirty());
     kept.SetDirty(TRUE);
     EXPECT_HRESULT(S_OK, kept.IsDirty());
@@ -105,114 +104,26 @@ TEST_F(Persistence, DirtyUntilSavedWithClearOrLoaded)
 
 TEST_F(Persistence, StreamsThatHoldNoVersionAreRefused)
 {
-    for (const wchar_t* text : {L"", L"0000000", L"no number   ", L"            ", L"000000 00000", L"00000000000x0"}) {
+    struct
+    {
+        const wchar_t* text;
+        HRESULT expected;
+    } const cases[] = {{L"", E_FAIL},
+                       {L"0000000", E_FAIL},
+                       {L"no number   ", E_FAIL},
+                       {L"            ", E_FAIL},
+                       {L"000000 00000", E_FAIL},
+                       {L"00000000000x0", S_OK}};  // any one character ends the number
+    for (const auto& test : cases) {
         Kept kept;
-        const auto stream = newStream(text, static_cast<ULONG>(std::wcslen(text) * sizeof(wchar_t)));
-        const HRESULT hr = kept.Load(stream.get());
-        if (std::wcslen(text) > 12)
-            EXPECT_HRESULT(S_OK, hr) << "any one character ends the number";
-        else
-            EXPECT_HRESULT(E_FAIL, hr);
+        const auto stream = newStream(test.text, static_cast<ULONG>(std::wcslen(test.text) * sizeof(wchar_t)));
+        EXPECT_HRESULT(test.expected, kept.Load(stream.get())) << test.text;
     }
     Kept kept;
     EXPECT_HRESULT(E_POINTER, kept.Load(nullptr));
     EXPECT_HRESULT(E_POINTER, kept.Save(nullptr, TRUE));
 }
 
-/// IMediaPosition with nothing but a rate.
-class Position : public CUnknown, public IMediaPosition
-{
-public:
-    DECLARE_IUNKNOWN
-    Position() : CUnknown(nullptr, nullptr) { NonDelegatingAddRef(); }
-
-    STDMETHODIMP GetTypeInfoCount(UINT* count) override { return m_dispatch.GetTypeInfoCount(count); }
-    STDMETHODIMP GetTypeInfo(UINT index, LCID lcid, ITypeInfo** info) override
-    {
-        return m_dispatch.GetTypeInfo(IID_IMediaPosition, index, lcid, info);
-    }
-    STDMETHODIMP GetIDsOfNames(REFIID, LPOLESTR* names, UINT count, LCID lcid, DISPID* ids) override
-    {
-        return m_dispatch.GetIDsOfNames(IID_IMediaPosition, names, count, lcid, ids);
-    }
-    STDMETHODIMP Invoke(DISPID id, REFIID, LCID lcid, WORD flags, DISPPARAMS* params, VARIANT* result,
-                        EXCEPINFO* exception, UINT* argument) override
-    {
-        ComPtr<ITypeInfo> info;
-        const HRESULT hr = GetTypeInfo(0, lcid, info.put());
-        return FAILED(hr)
-                   ? hr
-                   : info->Invoke(static_cast<IMediaPosition*>(this), id, flags, params, result, exception, argument);
-    }
-
-    STDMETHODIMP get_Duration(REFTIME*) override { return E_NOTIMPL; }
-    STDMETHODIMP put_CurrentPosition(REFTIME) override { return E_NOTIMPL; }
-    STDMETHODIMP get_CurrentPosition(REFTIME*) override { return E_NOTIMPL; }
-    STDMETHODIMP get_StopTime(REFTIME*) override { return E_NOTIMPL; }
-    STDMETHODIMP put_StopTime(REFTIME) override { return E_NOTIMPL; }
-    STDMETHODIMP get_PrerollTime(REFTIME*) override { return E_NOTIMPL; }
-    STDMETHODIMP put_PrerollTime(REFTIME) override { return E_NOTIMPL; }
-    STDMETHODIMP put_Rate(double rate) override
-    {
-        m_rate = rate;
-        return S_OK;
-    }
-    STDMETHODIMP get_Rate(double* rate) override
-    {
-        *rate = m_rate;
-        return S_OK;
-    }
-    STDMETHODIMP CanSeekForward(LONG*) override { return E_NOTIMPL; }
-    STDMETHODIMP CanSeekBackward(LONG*) override { return E_NOTIMPL; }
-
-    double m_rate = 1.0;
-
-private:
-    CBaseDispatch m_dispatch;
-};
-
-TEST_F(Persistence, DispatchReachesTheMethodsByName)
-{
-    Position position;
-    wchar_t name[] = L"Rate";
-    LPOLESTR names[] = {name};
-    DISPID id = 0;
-    ASSERT_HRESULT(S_OK, position.GetIDsOfNames(IID_NULL, names, 1, LOCALE_USER_DEFAULT, &id));
-    VARIANT rate{};
-    rate.vt = VT_R8;
-    rate.dblVal = 2.5;
-    DISPID put = DISPID_PROPERTYPUT;
-    DISPPARAMS params{&rate, &put, 1, 1};
-    EXPECT_HRESULT(S_OK, position.Invoke(id, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_PROPERTYPUT, &params, nullptr,
-                                         nullptr, nullptr));
-    EXPECT_EQ(2.5, position.m_rate);
-    VARIANT result{};
-    DISPPARAMS none{};
-    EXPECT_HRESULT(S_OK, position.Invoke(id, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_PROPERTYGET, &none, &result,
-                                         nullptr, nullptr));
-    EXPECT_EQ(VT_R8, result.vt);
-    EXPECT_EQ(2.5, result.dblVal);
-}
-
-TEST_F(Persistence, DispatchChecksItsArguments)
-{
-    Position position;
-    UINT count = 0;
-    EXPECT_HRESULT(S_OK, position.GetTypeInfoCount(&count));
-    EXPECT_EQ(1u, count);
-    EXPECT_HRESULT(E_POINTER, position.GetTypeInfoCount(nullptr));
-    ComPtr<ITypeInfo> info;
-    EXPECT_HRESULT(TYPE_E_ELEMENTNOTFOUND, position.GetTypeInfo(1, LOCALE_USER_DEFAULT, info.put()));
-    EXPECT_HRESULT(E_POINTER, position.GetTypeInfo(0, LOCALE_USER_DEFAULT, nullptr));
-    ASSERT_HRESULT(S_OK, position.GetTypeInfo(0, LOCALE_USER_DEFAULT, info.put()));
-    TYPEATTR* attributes = nullptr;
-    ASSERT_HRESULT(S_OK, info->GetTypeAttr(&attributes));
-    EXPECT_EQ(IID_IMediaPosition, attributes->guid);
-    info->ReleaseTypeAttr(attributes);
-    wchar_t name[] = L"NoSuchMember";
-    LPOLESTR names[] = {name};
-    DISPID id = 0;
-    EXPECT_HRESULT(DISP_E_UNKNOWNNAME, position.GetIDsOfNames(IID_NULL, names, 1, LOCALE_USER_DEFAULT, &id));
-}
-
 }  // namespace
+
+}  // namespace zarnow::test

@@ -1,8 +1,12 @@
 // Properties of media samples.
 
-#include "support.h"
-
 #include <cstddef>
+
+#include "com_ptr.h"
+#include "tests/windows/support/framework_test.h"
+#include "tests/windows/support/hresult.h"
+
+namespace zarnow::test {
 
 namespace {
 
@@ -11,19 +15,20 @@ class Sample : public FrameworkTest
 protected:
     Sample()
     {
-        CreateMemoryAllocator(m_allocator.put());
+        CreateMemoryAllocator(allocator_.put());
         ALLOCATOR_PROPERTIES request{1, 100, 1, 0};
-        m_allocator->SetProperties(&request, &request);
-        m_allocator->Commit();
-        m_allocator->GetBuffer(sample.put(), nullptr, nullptr, 0);
+        allocator_->SetProperties(&request, &request);
+        allocator_->Commit();
+        allocator_->GetBuffer(sample.put(), nullptr, nullptr, 0);
         sample2 = sample.query<IMediaSample2>(IID_IMediaSample2);
     }
-    ~Sample() override { m_allocator->Decommit(); }
+    ~Sample() override { allocator_->Decommit(); }
 
     AM_SAMPLE2_PROPERTIES properties()
     {
         AM_SAMPLE2_PROPERTIES props{};
         EXPECT_HRESULT(S_OK, sample2->GetProperties(sizeof props, reinterpret_cast<BYTE*>(&props)));
+        EXPECT_EQ(sizeof props, props.cbData);
         return props;
     }
     HRESULT set(const AM_SAMPLE2_PROPERTIES& props, std::size_t size = sizeof(AM_SAMPLE2_PROPERTIES))
@@ -32,7 +37,7 @@ protected:
     }
 
 private:
-    ComPtr<IMemAllocator> m_allocator;
+    ComPtr<IMemAllocator> allocator_;
 
 protected:
     ComPtr<IMediaSample> sample;
@@ -55,51 +60,40 @@ TEST_F(Sample, TimesAreSetWholeHalfOrNotAtAll)
     EXPECT_HRESULT(S_OK, sample->SetTime(nullptr, nullptr));
     EXPECT_HRESULT(VFW_E_SAMPLE_TIME_NOT_SET, sample->GetTime(&start, &stop));
     EXPECT_HRESULT(E_POINTER, sample->GetTime(nullptr, &stop));
-}
 
-TEST_F(Sample, MediaTimesAreAPair)
-{
-    LONGLONG start = 1LL << 40;
-    LONGLONG stop = (1LL << 40) + (1LL << 35);
-    EXPECT_HRESULT(VFW_E_MEDIA_TIME_NOT_SET, sample->GetMediaTime(&start, &stop));
-    EXPECT_HRESULT(E_POINTER, sample->SetMediaTime(&start, nullptr));
-    EXPECT_HRESULT(S_OK, sample->SetMediaTime(&start, &stop));
-    LONGLONG readStart = 0;
-    LONGLONG readStop = 0;
-    EXPECT_HRESULT(S_OK, sample->GetMediaTime(&readStart, &readStop));
-    EXPECT_EQ(start, readStart);
-    EXPECT_EQ(stop, readStop) << "spans of any length";
+    const LONGLONG begin = 1LL << 40;
+    LONGLONG mediaStart = begin;
+    LONGLONG mediaStop = begin + (1LL << 35);  // spans of any length
+    EXPECT_HRESULT(VFW_E_MEDIA_TIME_NOT_SET, sample->GetMediaTime(&mediaStart, &mediaStop));
+    EXPECT_HRESULT(E_POINTER, sample->SetMediaTime(&mediaStart, nullptr));
+    EXPECT_HRESULT(S_OK, sample->SetMediaTime(&mediaStart, &mediaStop));
+    mediaStart = mediaStop = 0;
+    EXPECT_HRESULT(S_OK, sample->GetMediaTime(&mediaStart, &mediaStop));
+    EXPECT_EQ(begin, mediaStart);
+    EXPECT_EQ(begin + (1LL << 35), mediaStop);
     EXPECT_EQ(0u, properties().dwSampleFlags) << "a flag of our own is not shown";
     EXPECT_HRESULT(S_OK, sample->SetMediaTime(nullptr, nullptr));
-    EXPECT_HRESULT(VFW_E_MEDIA_TIME_NOT_SET, sample->GetMediaTime(&start, &stop));
+    EXPECT_HRESULT(VFW_E_MEDIA_TIME_NOT_SET, sample->GetMediaTime(&mediaStart, &mediaStop));
 }
 
-TEST_F(Sample, LengthsStayWithinTheBuffer)
-{
-    EXPECT_EQ(100, sample->GetSize());
-    EXPECT_HRESULT(S_OK, sample->SetActualDataLength(100));
-    EXPECT_HRESULT(VFW_E_BUFFER_OVERFLOW, sample->SetActualDataLength(101));
-    EXPECT_HRESULT(VFW_E_BUFFER_OVERFLOW, sample->SetActualDataLength(-1));
-    EXPECT_EQ(100, sample->GetActualDataLength());
-}
-
-TEST_F(Sample, PropertiesShowEveryFlag)
+TEST_F(Sample, PropertiesShowWhatIsSet)
 {
     REFERENCE_TIME start = 5;
     REFERENCE_TIME stop = 9;
-    CMediaType type(&MEDIATYPE_Stream);
+    const CMediaType type(&MEDIATYPE_Stream);
     sample->SetTime(&start, &stop);
     sample->SetSyncPoint(TRUE);
     sample->SetPreroll(TRUE);
     sample->SetDiscontinuity(TRUE);
-    sample->SetMediaType(&type);
-    sample->SetActualDataLength(7);
+    sample->SetMediaType(const_cast<CMediaType*>(&type));
+    EXPECT_HRESULT(S_OK, sample->SetActualDataLength(100));
+    EXPECT_HRESULT(VFW_E_BUFFER_OVERFLOW, sample->SetActualDataLength(101));
+    EXPECT_HRESULT(VFW_E_BUFFER_OVERFLOW, sample->SetActualDataLength(-1));
     const AM_SAMPLE2_PROPERTIES props = properties();
-    EXPECT_EQ(sizeof props, props.cbData);
     EXPECT_EQ(static_cast<DWORD>(AM_SAMPLE_SPLICEPOINT | AM_SAMPLE_PREROLL | AM_SAMPLE_DATADISCONTINUITY |
                                  AM_SAMPLE_TYPECHANGED | AM_SAMPLE_TIMEVALID | AM_SAMPLE_STOPVALID),
               props.dwSampleFlags);
-    EXPECT_EQ(7, props.lActual);
+    EXPECT_EQ(100, props.lActual);
     EXPECT_EQ(9, props.tStop);
     EXPECT_EQ(100, props.cbBuffer);
     ASSERT_NE(nullptr, props.pMediaType);
@@ -153,19 +147,30 @@ TEST_F(Sample, OnlyTheFieldsThatAreThereCount)
 
 TEST_F(Sample, ARefusedSetChangesNothing)
 {
-    BYTE foreign[100];
-    const auto fault = [&](const char* what, HRESULT expected, auto change) {
+    static BYTE foreign[100];
+    struct Case
+    {
+        const char* what;
+        HRESULT expected;
+        void (*change)(AM_SAMPLE2_PROPERTIES&);
+    };
+    const Case cases[] = {
+        {"another buffer", E_INVALIDARG, [](AM_SAMPLE2_PROPERTIES& props) { props.pbBuffer = foreign; }},
+        {"another size", E_INVALIDARG, [](AM_SAMPLE2_PROPERTIES& props) { props.cbBuffer = 1000; }},
+        {"too long", VFW_E_BUFFER_OVERFLOW, [](AM_SAMPLE2_PROPERTIES& props) { props.lActual = 101; }},
+        {"negative", VFW_E_BUFFER_OVERFLOW, [](AM_SAMPLE2_PROPERTIES& props) { props.lActual = -1; }},
+        {"a change to no type", E_INVALIDARG,
+         [](AM_SAMPLE2_PROPERTIES& props) { props.dwSampleFlags |= AM_SAMPLE_TYPECHANGED; }},
+    };
+    for (const Case& c : cases) {
         AM_SAMPLE2_PROPERTIES props = properties();
         props.dwSampleFlags = AM_SAMPLE_PREROLL;
-        change(props);
-        EXPECT_HRESULT(expected, set(props)) << what;
-        EXPECT_HRESULT(S_FALSE, sample->IsPreroll()) << what;
-    };
-    fault("another buffer", E_INVALIDARG, [&](auto& props) { props.pbBuffer = foreign; });
-    fault("another size", E_INVALIDARG, [](auto& props) { props.cbBuffer = 1000; });
-    fault("too long", VFW_E_BUFFER_OVERFLOW, [](auto& props) { props.lActual = 101; });
-    fault("negative", VFW_E_BUFFER_OVERFLOW, [](auto& props) { props.lActual = -1; });
-    fault("a change to no type", E_INVALIDARG, [](auto& props) { props.dwSampleFlags |= AM_SAMPLE_TYPECHANGED; });
+        c.change(props);
+        EXPECT_HRESULT(c.expected, set(props)) << c.what;
+        EXPECT_HRESULT(S_FALSE, sample->IsPreroll()) << c.what;
+    }
 }
 
 }  // namespace
+
+}  // namespace zarnow::test

@@ -1,41 +1,33 @@
 #include "tests/windows/demultiplexer/packet_builder.h"
 
-#include <algorithm>
-#include <stdexcept>
+#include "tests/support/transport_stream.h"
 
 namespace packets {
 namespace {
 
 constexpr std::size_t kPayloadMax = 184;
 
-std::uint8_t low8(std::uint64_t value)
+std::uint8_t low8(std::size_t value)
 {
     return static_cast<std::uint8_t>(value & 0xFF);
 }
 
-// ISO/IEC 13818-1, 2.4.3.7: 33 bits in three groups, a marker bit behind each.
-Bytes timeStamp(std::uint64_t pts)
-{
-    return {low8(0x21 | ((pts >> 29) & 0x0E)), low8(pts >> 22), low8(((pts >> 14) & 0xFE) | 1), low8(pts >> 7),
-            low8(((pts << 1) & 0xFE) | 1)};
-}
-
-Bytes adaptationField(std::size_t size, bool discontinuity)
-{
-    Bytes field(size, 0xFF);
-    if (size > 0)
-        field[0] = low8(size - 1);
-    if (size > 1)
-        field[1] = discontinuity ? 0x80 : 0x00;
-    return field;
-}
-
 }  // namespace
 
-Bytes operator+(Bytes left, const Bytes& right)
+Bytes joined(const std::vector<Bytes>& pieces)
 {
-    left.insert(left.end(), right.begin(), right.end());
-    return left;
+    Bytes result;
+    for (const Bytes& piece : pieces)
+        result.insert(result.end(), piece.begin(), piece.end());
+    return result;
+}
+
+std::vector<Bytes> cut(const Bytes& bytes, std::size_t size)
+{
+    std::vector<Bytes> pieces;
+    for (std::size_t at = 0; at < bytes.size(); at += size)
+        pieces.push_back(part(bytes, at, size));
+    return pieces;
 }
 
 Bytes pattern(std::size_t size, unsigned seed)
@@ -51,57 +43,33 @@ Bytes pattern(std::size_t size, unsigned seed)
 
 Bytes Packet::bytes() const
 {
-    const bool empty = payload.empty();
-    const std::size_t room = kPayloadMax - std::min(payload.size(), kPayloadMax);
-    if (payload.size() > kPayloadMax || (discontinuity && room < 2))
-        throw std::logic_error("the payload does not fit the packet");
-    const int control = (room > 0 ? 0x20 : 0) | (empty ? 0 : 0x10);
-    const int second = (transportError ? 0x80 : 0) | (unitStart ? 0x40 : 0) | (pid >> 8);
-    const Bytes header{0x47, low8(static_cast<unsigned>(second)), low8(pid),
-                       low8(static_cast<unsigned>((scrambling << 6) | control | (counter & 0x0F)))};
-    return header + adaptationField(room, discontinuity) + payload;
+    const std::size_t room = kPayloadMax - payload.size();
+    Bytes field(room, 0xFF);
+    if (room > 0)
+        field[0] = low8(room - 1);
+    if (room > 1)
+        field[1] = discontinuity ? 0x80 : 0x00;
+    const unsigned control = (room > 0 ? 0x20U : 0U) | (payload.empty() ? 0U : 0x10U);
+    const Bytes header{0x47, low8((unitStart ? 0x40U : 0U) | (pid >> 8)), low8(pid), low8(control | (counter & 0x0FU))};
+    return zarnow::test::join({header, field, payload});
 }
 
 Bytes Pes::bytes() const
 {
-    const Bytes stamp = pts ? timeStamp(*pts) : Bytes{};
+    const Bytes stamp = pts ? zarnow::test::stampField(*pts) : Bytes{};
     const std::size_t dataLength = stamp.size() + stuffing;
     const std::size_t length = openLength ? 0 : 3 + dataLength + payload.size();
-    const Bytes header{0,
-                       0,
-                       1,
-                       streamId,
-                       low8(length >> 8),
-                       low8(length),
-                       flags,
-                       pts ? std::uint8_t{0x80} : std::uint8_t{0},
-                       low8(dataLength)};
-    return header + stamp + Bytes(stuffing, 0xFF) + payload;
+    const Bytes start{0, 0, 1, streamId, low8(length >> 8), low8(length)};
+    return zarnow::test::join(
+        {start, {flags, low8(pts ? 0x80 : 0), low8(dataLength)}, stamp, Bytes(stuffing, 0xFF), payload});
 }
 
 std::vector<Bytes> Multiplexer::unit(std::uint16_t pid, const Bytes& unit)
 {
     std::vector<Bytes> result;
-    for (std::size_t at = 0; at < unit.size(); at += kPayloadMax) {
-        Packet packet{.pid = pid, .counter = counters_[pid]++, .unitStart = at == 0};
-        const auto from = unit.begin() + static_cast<std::ptrdiff_t>(at);
-        const std::size_t count = std::min(kPayloadMax, unit.size() - at);
-        packet.payload.assign(from, from + static_cast<std::ptrdiff_t>(count));
-        result.push_back(packet.bytes());
-    }
-    return result;
-}
-
-Bytes Multiplexer::stream(std::uint16_t pid, const Bytes& whole)
-{
-    return joined(unit(pid, whole));
-}
-
-Bytes joined(const std::vector<Bytes>& pieces)
-{
-    Bytes result;
-    for (const Bytes& piece : pieces)
-        result = std::move(result) + piece;
+    for (const Bytes& payload : cut(unit, kPayloadMax))
+        result.push_back(
+            Packet{.pid = pid, .counter = counters_[pid]++, .unitStart = result.empty(), .payload = payload}.bytes());
     return result;
 }
 

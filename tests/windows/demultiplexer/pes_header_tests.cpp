@@ -9,24 +9,9 @@ namespace {
 using namespace packets;
 using demux::PesParse;
 
-struct HeaderCase
-{
-    const char* fault;
-    Bytes bytes;
-    PesParse result;
-    std::size_t packetSize;
-    std::size_t headerSize;
-    bool carriesStream;
-    std::optional<std::int64_t> pts;
-};
+using zarnow::test::withByte;
 
-Bytes withByte(Bytes bytes, std::size_t index, std::uint8_t value)
-{
-    bytes.at(index) = value;
-    return bytes;
-}
-
-std::vector<HeaderCase> headerCases()
+TEST(PesHeader, IsReadAsFarAsItIsValid)
 {
     const Bytes data = pattern(20, 1);
     const Bytes timed = Pes{.pts = 0x1FFFFFFFF, .payload = data}.bytes();
@@ -34,7 +19,16 @@ std::vector<HeaderCase> headerCases()
     const Bytes privateStream2{0, 0, 1, 0xBF, 0, 4, 1, 2, 3, 4};
     const Bytes padding{0, 0, 1, 0xBE, 0, 4, 0xFF, 0xFF, 0xFF, 0xFF};
     const std::nullopt_t none = std::nullopt;
-    return {
+    const struct
+    {
+        const char* fault;
+        Bytes bytes;
+        PesParse result;
+        std::size_t packetSize;
+        std::size_t headerSize;
+        bool carriesStream;
+        std::optional<std::int64_t> pts;
+    } cases[] = {
         {"no time stamp", plain, PesParse::kDone, 29, 9, true, none},
         {"the largest time stamp", timed, PesParse::kDone, 34, 14, true, 0x1FFFFFFFF},
         {"an open length", Pes{.openLength = true, .pts = 1, .payload = data}.bytes(), PesParse::kDone, 0, 14, true, 1},
@@ -48,15 +42,11 @@ std::vector<HeaderCase> headerCases()
         {"the flags do not start with '10'", withByte(plain, 6, 0x40), PesParse::kInvalid, 0, 0, true, none},
         {"no start code", withByte(plain, 2, 2), PesParse::kInvalid, 0, 0, true, none},
         {"a header longer than its packet", withByte(plain, 8, 21), PesParse::kInvalid, 0, 0, true, none},
-        {"5 bytes", Bytes(plain.begin(), plain.begin() + 5), PesParse::kNeedsMore, 0, 0, true, none},
-        {"8 bytes", Bytes(plain.begin(), plain.begin() + 8), PesParse::kNeedsMore, 0, 0, true, none},
-        {"a cut time stamp", Bytes(timed.begin(), timed.begin() + 13), PesParse::kNeedsMore, 0, 0, true, none},
+        {"5 bytes", part(plain, 0, 5), PesParse::kNeedsMore, 0, 0, true, none},
+        {"8 bytes", part(plain, 0, 8), PesParse::kNeedsMore, 0, 0, true, none},
+        {"a cut time stamp", part(timed, 0, 13), PesParse::kNeedsMore, 0, 0, true, none},
     };
-}
-
-TEST(PesHeader, IsReadAsFarAsItIsValid)
-{
-    for (const HeaderCase& each : headerCases()) {
+    for (const auto& each : cases) {
         demux::PesHeader header;
         ASSERT_EQ(each.result, demux::parsePesHeader(each.bytes, header)) << each.fault;
         EXPECT_EQ(each.packetSize, header.packetSize) << each.fault;

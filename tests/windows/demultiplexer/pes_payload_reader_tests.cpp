@@ -15,26 +15,7 @@ public:
     Bytes all;
 };
 
-Bytes read(const std::vector<Bytes>& samples)
-{
-    demux::PesPayloadReader reader;
-    Collector collector;
-    for (const Bytes& sample : samples)
-        reader.push(sample, collector);
-    return collector.all;
-}
-
-std::vector<Bytes> cut(const Bytes& bytes, std::size_t size)
-{
-    std::vector<Bytes> pieces;
-    for (std::size_t at = 0; at < bytes.size(); at += size) {
-        const auto from = bytes.begin() + static_cast<std::ptrdiff_t>(at);
-        pieces.emplace_back(from, from + static_cast<std::ptrdiff_t>(std::min(size, bytes.size() - at)));
-    }
-    return pieces;
-}
-
-Bytes open(unsigned seed, std::size_t stuffing = 0)
+Bytes open(unsigned seed, std::size_t stuffing)
 {
     return Pes{.openLength = true, .pts = 7, .stuffing = stuffing, .payload = pattern(600, seed)}.bytes();
 }
@@ -44,42 +25,46 @@ Bytes bounded(unsigned seed)
     return Pes{.streamId = 0xBD, .pts = 7, .payload = pattern(300, seed)}.bytes();
 }
 
-TEST(PesPayloadReader, TakesTheHeadersOutHoweverThePacketsAreCut)
+/// Samples of open packets start with a packet each, but may end anywhere.
+std::vector<Bytes> openPackets(std::size_t size)
 {
-    const Bytes expected = pattern(600, 1) + pattern(600, 2);
-    for (const std::size_t size : {4U, 11U, 184U, 1000U}) {
-        std::vector<Bytes> samples = cut(open(1, 240), size);
-        for (const Bytes& sample : cut(open(2), size))
-            samples.push_back(sample);
-        EXPECT_EQ(expected, read(samples)) << "samples of " << size;
-    }
+    std::vector<Bytes> samples = cut(open(1, 240), size);
+    for (const Bytes& sample : cut(open(2, 0), size))
+        samples.push_back(sample);
+    return samples;
 }
 
-struct ReaderCase
+TEST(PesPayloadReader, TakesTheHeadersOut)
 {
-    const char* fault;
-    std::vector<Bytes> samples;
-    Bytes expected;
-};
-
-TEST(PesPayloadReader, KeepsToThePackets)
-{
-    const Bytes start = bounded(1);
-    const Bytes half(start.begin(), start.begin() + 100);  // 86 bytes of payload behind a header of 14
-    const ReaderCase cases[] = {
-        {"several packets with a length in one sample", {bounded(1) + bounded(2)}, pattern(300, 1) + pattern(300, 2)},
-        {"bytes ahead of the first packet", {pattern(50, 9), bounded(1)}, pattern(300, 1)},
-        {"stuffing behind a packet, then the next",
-         {bounded(1) + Bytes(9, 0xFF), bounded(2)},
-         pattern(300, 1) + pattern(300, 2)},
-        {"padding", {Bytes{0, 0, 1, 0xBE, 0, 3, 1, 2, 3} + bounded(1)}, pattern(300, 1)},
-        {"a packet that breaks off ahead of the next one",
-         {half, bounded(2)},
-         Bytes(start.begin() + 14, start.begin() + 100) + pattern(300, 2)},
-        {"an empty sample", {{}, bounded(1)}, pattern(300, 1)},
+    const Bytes first = pattern(300, 1);
+    const Bytes second = pattern(300, 2);
+    const Bytes both = pattern(600, 1) + pattern(600, 2);
+    const struct
+    {
+        const char* fault;
+        std::vector<Bytes> samples;
+        Bytes expected;
+    } cases[] = {
+        {"open packets in samples of 4", openPackets(4), both},
+        {"open packets in samples of 11", openPackets(11), both},
+        {"open packets in samples of 184", openPackets(184), both},
+        {"open packets in one sample each", openPackets(1000), both},
+        {"several packets with a length in one sample", {bounded(1) + bounded(2)}, first + second},
+        {"bytes ahead of the first packet", {pattern(50, 9), bounded(1)}, first},
+        {"stuffing behind a packet, then the next", {bounded(1) + Bytes(9, 0xFF), bounded(2)}, first + second},
+        {"padding", {Bytes{0, 0, 1, 0xBE, 0, 3, 1, 2, 3} + bounded(1)}, first},
+        {"a packet that breaks off ahead of the next one",  // its header is 14 bytes long
+         {part(bounded(1), 0, 100), bounded(2)},
+         part(first, 0, 86) + second},
+        {"an empty sample", {{}, bounded(1)}, first},
     };
-    for (const ReaderCase& each : cases)
-        EXPECT_EQ(each.expected, read(each.samples)) << each.fault;
+    for (const auto& each : cases) {
+        demux::PesPayloadReader reader;
+        Collector collector;
+        for (const Bytes& sample : each.samples)
+            reader.push(sample, collector);
+        EXPECT_EQ(each.expected, collector.all) << each.fault;
+    }
 }
 
 }  // namespace

@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
-#include <random>
-
+#include "tests/support/dice.h"
 #include "tests/windows/demultiplexer/packet_builder.h"
 #include "tools/demultiplexer/elementary_stream_reader.h"
 #include "tools/demultiplexer/stream_splitter.h"
@@ -27,11 +26,9 @@ public:
 
     void consume(const demux::UnitPart& part) override
     {
-        const Bytes bytes(part.bytes.begin(), part.bytes.end());
         if (part.startsUnit)
-            collected_.units.push_back(bytes);
-        else
-            collected_.units.back() = std::move(collected_.units.back()) + bytes;
+            collected_.units.emplace_back();
+        collected_.units.back().insert(collected_.units.back().end(), part.bytes.begin(), part.bytes.end());
         collected_.afterLoss.push_back(part.afterLoss);
     }
 
@@ -39,19 +36,20 @@ private:
     Collected& collected_;
 };
 
-void addRoute(demux::StreamRoutes& routes, std::uint16_t pid, Collected& collected)
+void addRoute(demux::StreamRoutes& routes, Collected& collected)
 {
-    routes.push_back(std::make_unique<demux::StreamRoute>(pid, std::make_unique<Collector>(collected)));
+    routes.push_back(std::make_unique<demux::StreamRoute>(kPid, std::make_unique<Collector>(collected)));
 }
 
-Collected split(const Bytes& stream, std::uint16_t pid = kPid)
+Collected split(const Bytes& stream, std::size_t chunk = SIZE_MAX)
 {
     Collected collected;
     demux::StreamRoutes routes;
-    addRoute(routes, pid, collected);
+    addRoute(routes, collected);
     demux::StreamSplitter splitter;
     splitter.setRoutes(std::move(routes));
-    splitter.push(stream);
+    for (const Bytes& piece : cut(stream, std::min(chunk, std::max<std::size_t>(stream.size(), 1))))
+        splitter.push(piece);
     splitter.finish();
     return collected;
 }
@@ -66,19 +64,17 @@ Bytes audio(std::size_t size, unsigned seed)
     return Pes{.streamId = 0xC0, .pts = 2160 * seed, .payload = pattern(size, seed)}.bytes();
 }
 
-// Three units of an open length in eight packets: 0 to 2, 3 to 5, 6 and 7.
+const Units kThree{video(500, 1), video(450, 2), video(250, 3)};
+
+/// Eight packets: 0 to 2, 3 to 5, 6 and 7.
 std::vector<Bytes> threeUnits()
 {
     Multiplexer multiplexer;
-    std::vector<Bytes> result = multiplexer.unit(kPid, video(500, 1));
-    for (const Bytes& unit : {video(450, 2), video(250, 3)}) {
-        for (const Bytes& packet : multiplexer.unit(kPid, unit))
-            result.push_back(packet);
-    }
-    return result;
+    std::vector<Bytes> whole;
+    for (const Bytes& unit : kThree)
+        whole.push_back(multiplexer.stream(kPid, unit));
+    return cut(joined(whole), 188);
 }
-
-const std::vector<Bytes> kThree{video(500, 1), video(450, 2), video(250, 3)};
 
 struct FaultCase
 {
@@ -125,6 +121,25 @@ const FaultCase kFaults[] = {
      },
      {0, 1, 2},
      false},
+    {"garbage with a sync byte in it comes ahead of the first packet",
+     [](std::vector<Bytes>& p) { p.insert(p.begin(), Bytes(20, 0) + Bytes{0x47} + Bytes(30, 0)); },
+     {0, 1, 2},
+     false},
+    {"a packet has lost its sync byte", [](std::vector<Bytes>& p) { byteFlip(p[4], 0, 0xFF); }, {0, 2}, true},
+    {"a packet has lost a few bytes, with which the start of the next one is missed",
+     [](std::vector<Bytes>& p) { p[3].resize(183); },
+     {0, 2},
+     true},
+    {"the stream ends within a packet",
+     [](std::vector<Bytes>& p) { p.push_back(part(p[0], 0, 100)); },
+     {0, 1, 2},
+     false},
+    {"the last packet comes just after garbage",
+     [](std::vector<Bytes>& p) { p.insert(p.begin() + 7, Bytes(9, 0)); },
+     {0, 1, 2},
+     false},
+    {"nothing but sync bytes", [](std::vector<Bytes>& p) { p = {Bytes(1000, 0x47)}; }, {}, false},
+    {"nothing at all", [](std::vector<Bytes>& p) { p.clear(); }, {}, false},
     {"the stream starts in the middle of a unit", [](std::vector<Bytes>& p) { p.erase(p.begin()); }, {1, 2}, false},
 };
 
@@ -134,60 +149,47 @@ TEST(StreamSplitter, DropsTheUnitThatAFaultFellIntoAndNoOther)
         std::vector<Bytes> stream = threeUnits();
         ASSERT_EQ(8U, stream.size());
         each.apply(stream);
-        std::vector<Bytes> expected;
+        Units expected;
         for (const std::size_t index : each.units)
             expected.push_back(kThree[index]);
-        const Collected collected = split(joined(stream));
-        EXPECT_EQ(expected, collected.units) << each.fault;
-        const auto& losses = collected.afterLoss;
-        EXPECT_EQ(each.lossSeen, std::ranges::find(losses, true) != losses.end()) << each.fault;
+        for (const std::size_t chunk : {1U, 7U, 100U, 187U, 188U, 189U, 400U, 5000U}) {
+            const Collected collected = split(joined(stream), chunk);
+            EXPECT_EQ(expected, collected.units) << each.fault << ", in chunks of " << chunk;
+            const auto& losses = collected.afterLoss;
+            EXPECT_EQ(each.lossSeen, std::ranges::find(losses, true) != losses.end()) << each.fault;
+        }
     }
 }
 
-TEST(StreamSplitter, TakesASignalledDiscontinuityOfTheCounter)
-{
-    const Bytes unit = video(250, 1);
-    const Bytes head(unit.begin(), unit.begin() + 184);
-    const Bytes tail(unit.begin() + 184, unit.end());
-    const Bytes stream = Packet{.pid = kPid, .counter = 3, .unitStart = true, .payload = head}.bytes() +
-                         Packet{.pid = kPid, .counter = 9, .discontinuity = true, .payload = tail}.bytes();
-    EXPECT_EQ(Units{unit}, split(stream).units);
-}
-
-TEST(StreamSplitter, EndsAPacketWithALengthAtItsLastByte)
+TEST(StreamSplitter, KeepsToTheUnits)
 {
     Multiplexer multiplexer;
-    const Bytes unit = audio(300, 1);
-    const Bytes stream = multiplexer.stream(kPid, unit + pattern(40, 5));
-    EXPECT_EQ(Units{unit}, split(stream).units) << "bytes behind the packet belong to nothing";
-
-    Collected collected;
-    demux::StreamRoutes routes;
-    addRoute(routes, kPid, collected);
-    demux::StreamSplitter splitter;
-    splitter.setRoutes(std::move(routes));
-    splitter.push(multiplexer.stream(kPid, audio(500, 2)));
-    EXPECT_EQ(Units{audio(500, 2)}, collected.units) << "it is handed on without waiting for the next one";
-}
-
-TEST(StreamSplitter, HandsOnTheLongestPacketWithALengthInOnePiece)
-{
-    Multiplexer multiplexer;
-    const Bytes unit = audio(65535 - 8, 1);
-    EXPECT_EQ(65541U, unit.size());
-    const Collected collected = split(multiplexer.stream(kPid, unit));
-    EXPECT_EQ(Units{unit}, collected.units);
-    EXPECT_EQ(1U, collected.afterLoss.size());
-}
-
-TEST(StreamSplitter, HandsOnAnEndlessUnitInPartsAndLosesNothingOfIt)
-{
-    Multiplexer multiplexer;
-    const Bytes unit = video(9'000'000, 1);
-    const Collected collected = split(multiplexer.stream(kPid, unit));
-    ASSERT_EQ(1U, collected.units.size());
-    EXPECT_TRUE(unit == collected.units[0]);
-    EXPECT_EQ(3U, collected.afterLoss.size()) << "9 MB in parts of at most about 4 MiB";
+    const Bytes shortUnit = video(250, 1);
+    const Bytes longest = audio(65535 - 8, 1);
+    const Bytes endless = video(9'000'000, 1);
+    const struct
+    {
+        const char* what;
+        Bytes stream;
+        Bytes unit;
+        std::size_t parts;
+    } cases[] = {
+        {"a signalled discontinuity of the counter is no loss",
+         Packet{.counter = 3, .unitStart = true, .payload = part(shortUnit, 0, 184)}.bytes() +
+             Packet{.counter = 9, .discontinuity = true, .payload = part(shortUnit, 184)}.bytes(),
+         shortUnit, 1},
+        {"bytes behind a packet with a length belong to nothing",
+         multiplexer.stream(kPid, audio(300, 1) + pattern(40, 5)), audio(300, 1), 1},
+        {"the longest packet with a length comes in one piece", multiplexer.stream(kPid, longest), longest, 1},
+        {"9 MB come in parts of at most about 4 MiB", multiplexer.stream(kPid, endless), endless, 3},
+    };
+    for (const auto& each : cases) {
+        SCOPED_TRACE(each.what);
+        const Collected collected = split(each.stream);
+        ASSERT_EQ(1U, collected.units.size());
+        EXPECT_TRUE(each.unit == collected.units[0]);
+        EXPECT_EQ(std::vector<bool>(each.parts), collected.afterLoss);
+    }
 }
 
 TEST(StreamSplitter, RoutesAPidToSeveralConsumersAndKeepsWhatARouteHasCollected)
@@ -197,33 +199,16 @@ TEST(StreamSplitter, RoutesAPidToSeveralConsumersAndKeepsWhatARouteHasCollected)
     Collected first;
     Collected second;
     demux::StreamRoutes routes;
-    addRoute(routes, kPid, first);
+    addRoute(routes, first);
     demux::StreamSplitter splitter;
     splitter.setRoutes(std::move(routes));
     splitter.push(stream[0]);
     routes = splitter.takeRoutes();
-    addRoute(routes, kPid, second);
+    addRoute(routes, second);
     splitter.setRoutes(std::move(routes));
-    splitter.push(stream[1] + stream[2] + multiplexer.stream(kPid, video(10, 2)));
-    splitter.finish();
-    EXPECT_EQ((Units{video(500, 1), video(10, 2)}), first.units);
-    EXPECT_EQ(Units{video(10, 2)}, second.units) << "it came in the middle of the first unit";
-}
-
-TEST(StreamSplitter, ForgetsEverythingOnReset)
-{
-    Multiplexer multiplexer;
-    const std::vector<Bytes> stream = multiplexer.unit(kPid, video(500, 1));
-    Collected collected;
-    demux::StreamRoutes routes;
-    addRoute(routes, kPid, collected);
-    demux::StreamSplitter splitter;
-    splitter.setRoutes(std::move(routes));
-    splitter.push(stream[0]);
-    splitter.reset();
-    splitter.push(stream[1] + stream[2]);
-    splitter.finish();
-    EXPECT_TRUE(collected.units.empty());
+    splitter.push(stream[1] + stream[2] + multiplexer.stream(kPid, audio(500, 2)));
+    EXPECT_EQ((Units{video(500, 1), audio(500, 2)}), first.units) << "a whole packet does not wait for the next one";
+    EXPECT_EQ(Units{audio(500, 2)}, second.units) << "it came in the middle of the first unit";
 }
 
 TEST(ElementaryStreamReader, GivesTheStreamWithoutHeaders)
@@ -242,17 +227,17 @@ TEST(ElementaryStreamReader, GivesTheStreamWithoutHeaders)
 // the bytes handed on are not more than came in.
 TEST(StreamSplitter, EndsWithAnyInput)
 {
-    std::mt19937 random{20};
+    zarnow::test::Dice dice(20);
     for (int round = 0; round < 200; ++round) {
         Multiplexer multiplexer;
         Bytes stream;
         for (unsigned i = 0; i < 6; ++i)
-            stream = std::move(stream) + multiplexer.stream(kPid, i % 2 == 0 ? video(700, i) : audio(400, i));
+            stream = stream + multiplexer.stream(kPid, i % 2 == 0 ? video(700, i) : audio(400, i));
+        const auto size = static_cast<unsigned>(stream.size());
         for (int hit = 0; hit < 40; ++hit)
-            stream[random() % stream.size()] = static_cast<std::uint8_t>(random());
-        const std::size_t cut = random() % stream.size();
-        stream.erase(stream.begin() + static_cast<std::ptrdiff_t>(cut),
-                     stream.begin() + static_cast<std::ptrdiff_t>(std::min(cut + random() % 300, stream.size())));
+            stream[dice.below(size)] = static_cast<std::uint8_t>(dice.below(256));
+        const unsigned gap = dice.below(size - 300);
+        stream = part(stream, 0, gap) + part(stream, gap + dice.below(300));
         EXPECT_LE(joined(split(stream).units).size(), stream.size());
     }
 }

@@ -1,10 +1,11 @@
 #include "tests/windows/demultiplexer/demux_fixture.h"
 
+namespace zarnow::test {
+
 namespace {
 
-using namespace graphs;
-using packets::operator+;
-using packets::Multiplexer;
+using packets::Bytes;
+using packets::joined;
 using packets::pattern;
 using packets::Pes;
 
@@ -12,16 +13,15 @@ constexpr ULONG kVideo = 0x100;
 constexpr ULONG kAudio = 0x101;
 constexpr REFERENCE_TIME kSecond = 10'000'000;
 
-class Streaming : public DemuxTest
+class Demultiplexing : public DemuxTest
 {
 protected:
     /// A video pin at the first sink, an audio pin at the second, everything running.
-    void playBoth(MEDIA_SAMPLE_CONTENT content = MEDIA_ELEMENTARY_STREAM)
+    void playBoth()
     {
-        connectPin(L"V", kVideo, content, *first_.Get());
-        connectPin(L"A", kAudio, content, *second_.Get());
-        connectSource();
-        run();
+        connectPin(L"V", kVideo, MEDIA_ELEMENTARY_STREAM, first);
+        connectPin(L"A", kAudio, MEDIA_ELEMENTARY_STREAM, second);
+        play();
     }
 
     /// An open video packet: it is delivered when the next one starts.
@@ -38,170 +38,133 @@ protected:
     }
 
     /// In this order, as the counters of the multiplexer go.
-    HRESULT push(const std::vector<Bytes>& pieces) { return source_->pin.push(packets::joined(pieces)); }
+    HRESULT push(const std::vector<Bytes>& pieces) { return source.push(joined(pieces)); }
+    void end() { EXPECT_HRESULT(S_OK, source.pin.DeliverEndOfStream()); }
 
-    Multiplexer multiplexer_;
+    packets::Multiplexer multiplexer_;
 };
 
-TEST_F(Streaming, DeliversElementaryStreamsWithTimesFromTheFirstStampOn)
+TEST_F(Demultiplexing, DeliversElementaryStreamsWithTimesFromTheFirstStampOn)
 {
     playBoth();
-    EXPECT_HRESULT(S_OK, push({video(1), audio(1), video(2), audio(2), video(3)}));
-    EXPECT_HRESULT(S_OK, source_->pin.DeliverEndOfStream());
-    EXPECT_EQ("SSSE", first_->calls) << "the end brings the last packet and then itself";
-    EXPECT_EQ("SSE", second_->calls);
-    ASSERT_EQ(3U, first_->samples.size());
-    ASSERT_EQ(2U, second_->samples.size());
-    EXPECT_EQ(pattern(500, 2), first_->samples[1].bytes);
-    EXPECT_EQ(pattern(300, 1) + pattern(300, 2), second_->allBytes());
+    for (const Bytes& piece : packets::cut(joined({video(1), audio(1), video(2), audio(2), video(3)}), 77))
+        EXPECT_HRESULT(S_OK, push({piece}));
+    end();
+    EXPECT_EQ("SSSE", first.calls) << "the end brings the last packet and then itself";
+    EXPECT_EQ("SSE", second.calls);
+    ASSERT_EQ(3U, first.samples.size());
+    ASSERT_EQ(2U, second.samples.size());
+    EXPECT_EQ(pattern(500, 2), first.samples[1].bytes);
+    EXPECT_EQ(join({pattern(300, 1), pattern(300, 2)}), second.allBytes());
     // The audio packet of 1.5 s is complete first, the video packet of 1 s is half a second earlier.
-    EXPECT_EQ(0, second_->samples[0].start);
-    EXPECT_EQ(-kSecond / 2, first_->samples[0].start);
-    EXPECT_EQ(kSecond / 2, first_->samples[1].start);
-    EXPECT_TRUE(first_->samples[0].syncPoint);
-    EXPECT_FALSE(first_->samples[1].discontinuity);
+    EXPECT_EQ(0, second.samples[0].start);
+    EXPECT_EQ(-kSecond / 2, first.samples[0].start);
+    EXPECT_EQ(kSecond / 2, first.samples[1].start);
+    EXPECT_TRUE(first.samples[0].syncPoint);
+    EXPECT_FALSE(first.samples[1].discontinuity);
 }
 
-TEST_F(Streaming, DeliversTransportPayloadsWithTheirHeaders)
-{
-    playBoth(MEDIA_TRANSPORT_PAYLOAD);
-    EXPECT_HRESULT(S_OK, push({video(1), audio(1)}));
-    EXPECT_HRESULT(S_OK, source_->pin.DeliverEndOfStream());
-    const Pes pes{.openLength = true, .pts = 90'000, .payload = pattern(500, 1)};
-    EXPECT_EQ(pes.bytes(), first_->allBytes());
-    ASSERT_EQ(1U, second_->samples.size());
-    EXPECT_EQ(std::nullopt, second_->samples[0].start);
-}
-
-TEST_F(Streaming, TakesTheStreamHoweverItIsCutIntoSamples)
-{
-    playBoth();
-    const Bytes stream = packets::joined({video(1), audio(1), video(2), audio(2)});
-    for (std::size_t at = 0; at < stream.size(); at += 77) {
-        const auto from = stream.begin() + static_cast<std::ptrdiff_t>(at);
-        EXPECT_HRESULT(
-            S_OK,
-            push({Bytes(from, from + static_cast<std::ptrdiff_t>(std::min<std::size_t>(77, stream.size() - at)))}));
-    }
-    EXPECT_HRESULT(S_OK, source_->pin.DeliverEndOfStream());
-    EXPECT_EQ(pattern(500, 1) + pattern(500, 2), first_->allBytes());
-    EXPECT_EQ(pattern(300, 1) + pattern(300, 2), second_->allBytes());
-}
-
-TEST_F(Streaming, SpreadsALongPacketOverSamplesOfWhichOneHasTheTime)
+TEST_F(Demultiplexing, MarksTheFirstSampleOfAPacketAndTheFirstAfterALoss)
 {
     playBoth();
     EXPECT_HRESULT(S_OK, push({video(1, 200'000)}));
-    EXPECT_HRESULT(S_OK, source_->pin.DeliverEndOfStream());
-    EXPECT_TRUE(pattern(200'000, 1) == first_->allBytes());
-    ASSERT_EQ(3U, first_->samples.size()) << "200000 bytes in samples of 66 KiB";
-    EXPECT_EQ(0, first_->samples[0].start);
-    EXPECT_EQ(std::nullopt, first_->samples[1].start);
-    EXPECT_FALSE(first_->samples[1].syncPoint);
+    const Bytes whole = joined({audio(1), audio(2), audio(3)});  // of two transport packets each
+    EXPECT_HRESULT(S_OK, push({packets::part(whole, 0, 2 * 188), packets::part(whole, 3 * 188)}));
+    EXPECT_EQ(join({pattern(300, 1), pattern(300, 3)}), second.allBytes());
+    ASSERT_EQ(2U, second.samples.size());
+    EXPECT_FALSE(second.samples[0].discontinuity);
+    EXPECT_TRUE(second.samples[1].discontinuity);
+    end();
+    EXPECT_TRUE(pattern(200'000, 1) == first.allBytes());
+    ASSERT_EQ(3U, first.samples.size()) << "200000 bytes in samples of 66 KiB";
+    EXPECT_TRUE(first.samples[0].start && first.samples[0].syncPoint);
+    EXPECT_FALSE(first.samples[1].start || first.samples[1].syncPoint);
 }
 
-TEST_F(Streaming, MarksTheFirstSampleAfterALoss)
+TEST_F(Demultiplexing, StartsAnew)
 {
+    struct Case
+    {
+        const char* when;
+        std::function<void()> interrupt;
+        bool discontinuity;
+        const char* calls;
+    };
+    const Case cases[] = {
+        {"at a discontinuity of the input", [] {}, true, "S"},
+        {"after a stop",
+         [&] {
+             stop();
+             run();
+         },
+         false, "S"},
+        {"after a flush",
+         [&] {
+             EXPECT_HRESULT(S_OK, source.pin.DeliverBeginFlush());
+             EXPECT_HRESULT(S_FALSE, push({video(2)})) << "nothing is taken while flushing";
+             EXPECT_HRESULT(S_OK, source.pin.DeliverEndFlush());
+             EXPECT_HRESULT(S_OK, source.pin.DeliverNewSegment(0, kSecond, 1.0));
+         },
+         false, "BFNS"},
+    };
     playBoth();
-    Bytes damaged = packets::joined({audio(1), audio(2), audio(3)});
-    damaged.erase(damaged.begin() + 2 * 188, damaged.begin() + 3 * 188);  // each packet is two transport packets long
-    EXPECT_HRESULT(S_OK, push({damaged}));
-    EXPECT_EQ(pattern(300, 1) + pattern(300, 3), second_->allBytes());
-    ASSERT_EQ(2U, second_->samples.size());
-    EXPECT_FALSE(second_->samples[0].discontinuity);
-    EXPECT_TRUE(second_->samples[1].discontinuity);
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.when);
+        EXPECT_HRESULT(S_OK, push({video(1), packets::part(audio(9), 0, 200)}));
+        first.samples.clear();
+        first.calls.clear();
+        c.interrupt();
+        EXPECT_HRESULT(S_OK, source.push(joined({video(5), video(6)}), c.discontinuity));
+        EXPECT_EQ(c.calls, first.calls);
+        EXPECT_EQ(pattern(500, 5), first.allBytes()) << "nothing from before";
+        EXPECT_TRUE(second.samples.empty());
+        EXPECT_EQ(0, first.samples.at(0).start) << "times start again as well";
+    }
 }
 
-TEST_F(Streaming, ForgetsAPartialPacketAtADiscontinuityOfTheInput)
+TEST_F(Demultiplexing, GoesOnForThePinsThatStillTakeSamples)
 {
     playBoth();
-    const Bytes whole = audio(1);
-    EXPECT_HRESULT(S_OK, push({Bytes(whole.begin(), whole.begin() + 200)}));
-    EXPECT_HRESULT(S_OK, source_->pin.push(audio(2), true));
-    EXPECT_EQ(pattern(300, 2), second_->allBytes());
-}
-
-TEST_F(Streaming, FlushesBothWaysAndStartsAnew)
-{
-    playBoth();
-    EXPECT_HRESULT(S_OK, push({video(1)}));
-    EXPECT_HRESULT(S_OK, source_->pin.DeliverBeginFlush());
-    EXPECT_HRESULT(S_FALSE, push({video(2)})) << "nothing is taken while flushing";
-    EXPECT_HRESULT(S_OK, source_->pin.DeliverEndFlush());
-    EXPECT_HRESULT(S_OK, source_->pin.DeliverNewSegment(0, kSecond, 1.0));
-    EXPECT_HRESULT(S_OK, push({video(5), video(6)}));
-    EXPECT_EQ("BFNS", first_->calls);
-    EXPECT_EQ("BFN", second_->calls);
-    EXPECT_EQ(pattern(500, 5), first_->allBytes());
-    EXPECT_EQ(0, first_->samples.at(0).start) << "times start again as well";
-}
-
-TEST_F(Streaming, StartsAnewAfterAStop)
-{
-    playBoth();
-    EXPECT_HRESULT(S_OK, push({video(1)}));
+    first.receiveResult = S_FALSE;
+    first.refuseAfter = 0;
+    EXPECT_HRESULT(S_OK, push({video(1), video(2), audio(1)}));
+    first.receiveResult = S_OK;
+    EXPECT_HRESULT(S_OK, push({video(3), audio(2)}));
+    EXPECT_EQ("", first.calls) << "who has refused gets nothing more";
+    EXPECT_EQ("SS", second.calls);
+    second.receiveResult = S_FALSE;
+    second.refuseAfter = 0;
+    EXPECT_HRESULT(S_FALSE, push({audio(3)})) << "nobody takes samples any more";
+    end();
+    EXPECT_EQ("E", first.calls);
+    EXPECT_EQ("SSE", second.calls);
     stop();
     run();
-    EXPECT_HRESULT(S_OK, push({video(5), video(6)}));
-    EXPECT_EQ(pattern(500, 5), first_->allBytes()) << "nothing of the first run";
+    first.receiveResult = VFW_E_RUNTIME_ERROR;
+    EXPECT_HRESULT(VFW_E_RUNTIME_ERROR, push({video(1), video(2), audio(1)})) << "an error is passed on";
 }
 
-TEST_F(Streaming, GoesOnForThePinsThatStillTakeSamples)
+TEST_F(Demultiplexing, FollowsChangesOfTheMapsAndKeepsWhatOtherRoutesHaveCollected)
 {
-    playBoth();
-    first_->answer = S_FALSE;
-    EXPECT_HRESULT(S_OK, push({video(1), video(2), audio(1)}));
-    first_->answer = S_OK;
-    EXPECT_HRESULT(S_OK, push({video(3), audio(2)}));
-    EXPECT_EQ("", first_->calls) << "who has refused gets nothing more";
-    EXPECT_EQ("SS", second_->calls);
-    second_->answer = S_FALSE;
-    EXPECT_HRESULT(S_FALSE, push({audio(3)})) << "nobody takes samples any more";
-    EXPECT_HRESULT(S_OK, source_->pin.DeliverEndOfStream());
-    EXPECT_EQ("E", first_->calls);
-    EXPECT_EQ("SSE", second_->calls);
-}
-
-TEST_F(Streaming, PassesAnErrorOnWhenNoPinIsLeft)
-{
-    playBoth();
-    first_->answer = VFW_E_RUNTIME_ERROR;
-    second_->answer = S_FALSE;
-    EXPECT_HRESULT(VFW_E_RUNTIME_ERROR, push({video(1), video(2), audio(1)}));
-}
-
-TEST_F(Streaming, FollowsChangesOfTheMapsWhileItRuns)
-{
-    const ComPtr<IPin> pin = connectPin(L"V", kVideo, MEDIA_ELEMENTARY_STREAM, *first_.Get());
-    connectSource();
-    run();
-    EXPECT_HRESULT(S_OK, push({audio(1)}));
-    map(*pin.Get(), kAudio, MEDIA_ELEMENTARY_STREAM);
-    EXPECT_HRESULT(S_OK, push({audio(2)}));
+    const ComPtr<IPin> pin = connectPin(L"V", kVideo, MEDIA_ELEMENTARY_STREAM, first);
+    connectPin(L"W", kVideo, MEDIA_TRANSPORT_PAYLOAD, second);
+    createPin(L"C");  // connected to nothing
+    play();
+    EXPECT_HRESULT(S_OK, push({video(1), audio(1)}));
+    map(*pin.Get(), kAudio);
+    EXPECT_HRESULT(S_OK, push({video(2), audio(2)}));
     ULONG pid = kAudio;
     EXPECT_HRESULT(S_OK, mapOf(*pin.Get())->UnmapPID(1, &pid));
     EXPECT_HRESULT(S_OK, push({audio(3)}));
-    EXPECT_EQ(pattern(300, 2), first_->allBytes());
-}
-
-TEST_F(Streaming, FeedsOnePidToSeveralPins)
-{
-    connectPin(L"A", kAudio, MEDIA_ELEMENTARY_STREAM, *first_.Get());
-    connectPin(L"B", kAudio, MEDIA_TRANSPORT_PAYLOAD, *second_.Get());
-    connectSource();
-    run();
-    EXPECT_HRESULT(S_OK, push({audio(1)}));
-    EXPECT_EQ(300U, first_->allBytes().size());
-    EXPECT_EQ(314U, second_->allBytes().size());
-}
-
-TEST_F(Streaming, RunsWithoutAnyPin)
-{
-    createPin(L"V");  // connected to nothing
-    connectSource();
-    run();
-    EXPECT_HRESULT(S_OK, push({video(1), video(2)}));
-    EXPECT_HRESULT(S_OK, source_->pin.DeliverEndOfStream());
+    end();
+    EXPECT_EQ(join({pattern(500, 1), pattern(300, 2), pattern(500, 2)}), first.allBytes());
+    const auto pes = [](unsigned seed) {
+        return Pes{.openLength = true, .pts = 90'000 * seed, .payload = pattern(500, seed)}.bytes();
+    };
+    EXPECT_EQ(join({pes(1), pes(2)}), second.allBytes());
+    EXPECT_EQ(std::nullopt, second.samples.at(0).start);
 }
 
 }  // namespace
+
+}  // namespace zarnow::test

@@ -25,12 +25,11 @@ TEST(Arguments, AreTakenInAnyOrder)
 
 TEST(Arguments, ThatAreWrongGiveOneLineThatNamesThem)
 {
-    struct Case
+    const struct
     {
         std::vector<std::string> arguments;
         const char* named;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {{}, "FILE"},
         {{"a.ts", "b.ts"}, "b.ts"},
         {{"a.ts", "--nothing"}, "--nothing"},
@@ -40,7 +39,7 @@ TEST(Arguments, ThatAreWrongGiveOneLineThatNamesThem)
         {{"a.ts", "--program", "4294967296"}, "4294967296"},
         {{"a.ts", "--out"}, "--out"},
     };
-    for (const Case& each : cases) {
+    for (const auto& each : cases) {
         const auto parsed = parseArguments(each.arguments);
         const Usage* usage = std::get_if<Usage>(&parsed);
         ASSERT_NE(nullptr, usage) << each.named;
@@ -49,14 +48,9 @@ TEST(Arguments, ThatAreWrongGiveOneLineThatNamesThem)
         EXPECT_NE(std::string::npos, usage->text.find("--help")) << usage->text;
         EXPECT_EQ(usage->text.size() - 1, usage->text.find('\n')) << usage->text;
     }
-}
-
-TEST(Arguments, HelpIsNoError)
-{
-    const auto parsed = parseArguments({"--help"});
-    const Usage& usage = std::get<Usage>(parsed);
-    EXPECT_EQ(0, usage.status);
-    EXPECT_NE(std::string::npos, usage.text.find("--program"));
+    const auto help = parseArguments({"--help"});
+    EXPECT_EQ(0, std::get<Usage>(help).status);
+    EXPECT_NE(std::string::npos, std::get<Usage>(help).text.find("--program"));
 }
 
 }  // namespace

@@ -68,11 +68,7 @@ TEST_F(FilterTest, TheSegmentIsAnnouncedWithTheDurationAsStop)
 TEST_F(FilterTest, ADurationThatDoesNotFitIsTheMostNegativeStop)
 {
     SinkFilter sink;
-    AM_MEDIA_TYPE type = {};
-    type.majortype = MEDIATYPE_Stream;
-    type.subtype = MEDIASUBTYPE_MPEG2_TRANSPORT;
-    type.formattype = FORMAT_None;
-    ASSERT_HRESULT(S_OK, pin->Connect(&sink.input, &type));
+    ASSERT_HRESULT(S_OK, connectUnanalysed(sink));
     EXPECT_HRESULT(S_OK, filter->Pause());
     ASSERT_EQ(1U, sink.segments.size());
     EXPECT_EQ(kNoFit, sink.segments[0].stop);
@@ -108,7 +104,7 @@ TEST_F(FilterTest, OnlyAPositionAtTheVeryStartRewinds)
     deliverNext();
     const std::vector<BYTE> file = contentOf(kMpeg2Sample);
     const auto isPacket = [&](std::size_t sample, std::size_t packet) {
-        return std::equal(sink.samples[sample].begin(), sink.samples[sample].end(),
+        return std::equal(sink.samples[sample].bytes.begin(), sink.samples[sample].bytes.end(),
                           file.begin() + static_cast<std::ptrdiff_t>(188 * packet));
     };
     EXPECT_TRUE(isPacket(2, 2)) << "0.05 s moved the file";
@@ -122,25 +118,45 @@ TEST_F(FilterTest, OnlyAPositionAtTheVeryStartRewinds)
     CloseHandle(next);
 }
 
-TEST_F(FilterTest, DurationIsFoundByName)
+TEST_F(FilterTest, PropertiesAreFoundByName)
 {
     ASSERT_HRESULT(S_OK, load(kMpeg2Sample));
     const ComPtr<IDispatch> dispatch = query<IDispatch>(position.Get(), IID_IMediaPosition);
+    const auto invoke = [&](DISPID id, REFIID iid, WORD flags, DISPPARAMS params, VARIANT* value) {
+        return dispatch->Invoke(id, iid, LOCALE_USER_DEFAULT, flags, &params, value, nullptr, nullptr);
+    };
+    const auto idOf = [&](const wchar_t* name, HRESULT expected) {
+        auto* names = const_cast<LPOLESTR>(name);
+        DISPID id = 0;
+        EXPECT_HRESULT(expected, dispatch->GetIDsOfNames(IID_NULL, &names, 1, LOCALE_USER_DEFAULT, &id)) << name;
+        return id;
+    };
+    idOf(L"NoSuchMember", DISP_E_UNKNOWNNAME);
+    const DISPID duration = idOf(L"Duration", S_OK);
+    const DISPID rate = idOf(L"Rate", S_OK);
+    VARIANT value = {};
+    EXPECT_HRESULT(DISP_E_UNKNOWNINTERFACE, invoke(duration, IID_IDispatch, DISPATCH_PROPERTYGET, {}, &value));
+    ASSERT_HRESULT(S_OK, invoke(duration, IID_NULL, DISPATCH_PROPERTYGET, {}, &value));
+    EXPECT_EQ(VT_R8, value.vt);
+    EXPECT_DOUBLE_EQ(2.92, value.dblVal);
+    DISPID put = DISPID_PROPERTYPUT;
+    EXPECT_HRESULT(S_OK, invoke(rate, IID_NULL, DISPATCH_PROPERTYPUT, {&value, &put, 1, 1}, nullptr));
+    double read = 0.0;
+    position->get_Rate(&read);
+    EXPECT_DOUBLE_EQ(2.92, read);
+
     UINT count = 0;
     EXPECT_HRESULT(S_OK, dispatch->GetTypeInfoCount(&count));
     EXPECT_EQ(1U, count);
-    wchar_t name[] = L"Duration";
-    LPOLESTR names[] = {name};
-    DISPID id = 0;
-    ASSERT_HRESULT(S_OK, dispatch->GetIDsOfNames(IID_NULL, names, 1, LOCALE_USER_DEFAULT, &id));
-    DISPPARAMS none = {};
-    VARIANT value = {};
-    EXPECT_HRESULT(DISP_E_UNKNOWNINTERFACE, dispatch->Invoke(id, IID_IDispatch, LOCALE_USER_DEFAULT,
-                                                             DISPATCH_PROPERTYGET, &none, &value, nullptr, nullptr));
-    ASSERT_HRESULT(S_OK, dispatch->Invoke(id, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_PROPERTYGET, &none, &value,
-                                          nullptr, nullptr));
-    EXPECT_EQ(VT_R8, value.vt);
-    EXPECT_DOUBLE_EQ(2.92, value.dblVal);
+    EXPECT_HRESULT(E_POINTER, dispatch->GetTypeInfoCount(nullptr));
+    ComPtr<ITypeInfo> info;
+    EXPECT_HRESULT(TYPE_E_ELEMENTNOTFOUND, dispatch->GetTypeInfo(1, LOCALE_USER_DEFAULT, &info));
+    EXPECT_HRESULT(E_POINTER, dispatch->GetTypeInfo(0, LOCALE_USER_DEFAULT, nullptr));
+    ASSERT_HRESULT(S_OK, dispatch->GetTypeInfo(0, LOCALE_USER_DEFAULT, &info));
+    TYPEATTR* attributes = nullptr;
+    ASSERT_HRESULT(S_OK, info->GetTypeAttr(&attributes));
+    EXPECT_EQ(IID_IMediaPosition, attributes->guid);
+    info->ReleaseTypeAttr(attributes);
 }
 
 TEST_F(FilterTest, ProgramsAndStreamsInWords)

@@ -23,13 +23,6 @@ int typesOffered(IPin* pin)
     return count;
 }
 
-ComPtr<IMemAllocator> allocator()
-{
-    ComPtr<IMemAllocator> result;
-    EXPECT_HRESULT(S_OK, CreateMemoryAllocator(&result));
-    return result;
-}
-
 /// Grants no more than 188 bytes a buffer.
 class MeanAllocator final : public CMemAllocator
 {
@@ -45,15 +38,6 @@ public:
 
 }  // namespace
 
-struct LoadCase
-{
-    const char* fault;
-    const wchar_t* path;
-    HRESULT expected;
-    const wchar_t* currentFile;
-    int types;
-};
-
 TEST_F(FilterTest, LoadReportsWhatHappened)
 {
     const TemporaryFile empty;
@@ -61,7 +45,14 @@ TEST_F(FilterTest, LoadReportsWhatHappened)
     const std::wstring emptyPath = empty.path().wstring();
     const std::wstring textPath = text.path().wstring();
     const std::wstring longName(300, L'a');
-    const LoadCase cases[] = {
+    const struct
+    {
+        const char* fault;
+        const wchar_t* path;
+        HRESULT expected;
+        const wchar_t* currentFile;
+        int types;
+    } cases[] = {
         {"a missing name passes", nullptr, E_POINTER, L"", 0},
         {"no name and no open file passes", L"", E_FAIL, L"", 0},
         {"a name too long is reported, or kept", longName.c_str(), E_FAIL, L"", 0},
@@ -72,7 +63,7 @@ TEST_F(FilterTest, LoadReportsWhatHappened)
         {"a text passes for a stream", textPath.c_str(), S_OK, textPath.c_str(), 0},
         {"an empty file is loaded", emptyPath.c_str(), E_FAIL, L"", 0},
     };
-    for (const LoadCase& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.fault);
         EXPECT_HRESULT(c.expected, source->Load(c.path, nullptr));
         EXPECT_EQ(c.currentFile, currentFile());
@@ -124,7 +115,8 @@ TEST_F(FilterTest, AllocatorIsNegotiated)
     EXPECT_LE(33000, sink.agreed.cbBuffer);  // one that grants too little is passed over
     disconnect(sink);
 
-    const ComPtr<IMemAllocator> own = allocator();
+    ComPtr<IMemAllocator> own;
+    ASSERT_HRESULT(S_OK, CreateMemoryAllocator(&own));
     sink.offeredAllocator = own.Get();
     ASSERT_HRESULT(S_OK, connect(sink));
     ALLOCATOR_PROPERTIES properties = {};

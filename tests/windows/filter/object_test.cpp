@@ -10,7 +10,7 @@ TEST_F(FilterTest, TheFiltersInterfacesArePassedOnToThePin)
     for (const IID& iid : interfaces)
         EXPECT_EQ(query<IUnknown>(filter.Get(), iid).Get(), query<IUnknown>(pin.Get(), iid).Get());
     const IID own[] = {IID_IPersistStream, IID_ISpecifyPropertyPages, IID_IMediaFilter, IID_IPersist, IID_IAMovieSetup};
-    const ComPtr<IUnknown> identity = query<IUnknown>(filter.Get(), IID_IUnknown);
+    const ComPtr<IUnknown> identity = query<IUnknown>(filter.Get());
     for (const IID& iid : own)
         EXPECT_EQ(identity.Get(), query<IUnknown>(query<IUnknown>(filter.Get(), iid).Get(), IID_IUnknown).Get());
     ComPtr<IUnknown> none;
@@ -49,7 +49,7 @@ TEST_F(FilterTest, HasOneOutputPin)
 TEST_F(FilterTest, NamesItsPropertyPage)
 {
     CAUUID pages = {};
-    ASSERT_HRESULT(S_OK, query<ISpecifyPropertyPages>(filter.Get(), IID_ISpecifyPropertyPages)->GetPages(&pages));
+    ASSERT_HRESULT(S_OK, query<ISpecifyPropertyPages>(filter.Get())->GetPages(&pages));
     ASSERT_EQ(1U, pages.cElems);
     EXPECT_EQ(CLSID_ZarnowTSProperties, pages.pElems[0]);
     CoTaskMemFree(pages.pElems);
@@ -57,7 +57,7 @@ TEST_F(FilterTest, NamesItsPropertyPage)
 
 TEST_F(FilterTest, PersistsTheSelectedProgramBehindTheVersion)
 {
-    const ComPtr<IPersistStream> persist = query<IPersistStream>(filter.Get(), IID_IPersistStream);
+    const ComPtr<IPersistStream> persist = query<IPersistStream>(filter.Get());
     ULARGE_INTEGER size = {};
     EXPECT_HRESULT(S_OK, persist->GetSizeMax(&size));
     EXPECT_EQ(32U, size.QuadPart);
@@ -70,8 +70,8 @@ TEST_F(FilterTest, PersistsTheSelectedProgramBehindTheVersion)
     ASSERT_HRESULT(S_OK, CreateStreamOnHGlobal(nullptr, TRUE, &stream));
     ASSERT_HRESULT(S_OK, persist->Save(stream.Get(), TRUE));
     EXPECT_HRESULT(S_FALSE, persist->IsDirty());
-    const LARGE_INTEGER begin = {};
-    stream->Seek(begin, STREAM_SEEK_SET, nullptr);
+    const auto rewind = [&] { stream->Seek({}, STREAM_SEEK_SET, nullptr); };
+    rewind();
     BYTE saved[64] = {};
     ULONG count = 0;
     stream->Read(saved, sizeof(saved), &count);
@@ -80,109 +80,117 @@ TEST_F(FilterTest, PersistsTheSelectedProgramBehindTheVersion)
     const BYTE expected[] = {0x01, 0x10, 0x02, 0x00};  // PMT PID 0x1001, program 2
     EXPECT_EQ(0, memcmp(expected, saved + 24, 4));
 
-    ASSERT_HRESULT(S_OK, tarnwell->SelectProgram(0));
-    stream->Seek(begin, STREAM_SEEK_SET, nullptr);
-    EXPECT_HRESULT(S_OK, persist->Load(stream.Get()));
-    DWORD index = 9;
-    WORD number = 0;
-    WORD pmtPid = 0;
-    EXPECT_HRESULT(S_OK, tarnwell->GetCurrentProgram(&index, &number, &pmtPid));
-    EXPECT_EQ(1U, index);
-
     // A graph may be restored before its file is there: nothing is selected then, and nobody complains.
-    ASSERT_HRESULT(S_OK, load(kMpeg2Sample));
-    stream->Seek(begin, STREAM_SEEK_SET, nullptr);
-    EXPECT_HRESULT(S_OK, persist->Load(stream.Get()));
-    EXPECT_HRESULT(S_OK, tarnwell->GetCurrentProgram(&index, &number, &pmtPid));
-    EXPECT_EQ(0U, index);
+    ASSERT_HRESULT(S_OK, tarnwell->SelectProgram(0));
+    for (const DWORD restored : {1U, 0U}) {
+        rewind();
+        EXPECT_HRESULT(S_OK, persist->Load(stream.Get()));
+        DWORD index = 9;
+        WORD number = 0;
+        WORD pmtPid = 0;
+        EXPECT_HRESULT(S_OK, tarnwell->GetCurrentProgram(&index, &number, &pmtPid));
+        EXPECT_EQ(restored, index);
+        ASSERT_HRESULT(S_OK, load(kMpeg2Sample));
+    }
 }
 
 TEST(ModuleTest, ClassFactoriesAndLocks)
 {
     const Module module;
-    EXPECT_HRESULT(S_OK, module.canUnload());
+    ComPtr<IClassFactory> none;
+    EXPECT_HRESULT(CLASS_E_CLASSNOTAVAILABLE, module.classObject(CLSID_FilterGraph, IID_PPV_ARGS(&none)));
     for (const CLSID& clsid : {CLSID_ZarnowTSSource, CLSID_ZarnowTSProperties}) {
         ComPtr<IClassFactory> factory;
-        ASSERT_HRESULT(S_OK,
-                       module.classObject(clsid, IID_IClassFactory, reinterpret_cast<void**>(factory.GetAddressOf())));
-        EXPECT_HRESULT(S_FALSE, module.canUnload());
-        EXPECT_HRESULT(S_OK, factory->LockServer(TRUE));
+        ComPtr<IPersist> refused;
         ComPtr<IUnknown> object;
-        EXPECT_HRESULT(E_NOINTERFACE, factory->CreateInstance(factory.Get(), IID_IPersist,
-                                                              reinterpret_cast<void**>(object.GetAddressOf())));
-        EXPECT_HRESULT(S_OK,
-                       factory->CreateInstance(nullptr, IID_IUnknown, reinterpret_cast<void**>(object.GetAddressOf())));
+        ASSERT_HRESULT(S_OK, module.classObject(clsid, IID_PPV_ARGS(&factory)));
+        EXPECT_HRESULT(S_OK, factory->LockServer(TRUE));
+        EXPECT_HRESULT(E_NOINTERFACE, factory->CreateInstance(factory.Get(), IID_PPV_ARGS(&refused)));
+        EXPECT_HRESULT(S_OK, factory->CreateInstance(nullptr, IID_PPV_ARGS(&object)));
         EXPECT_EQ(0U, object.Reset());
         EXPECT_EQ(0U, factory.Reset());
         EXPECT_HRESULT(S_FALSE, module.canUnload());
-        ASSERT_HRESULT(S_OK,
-                       module.classObject(clsid, IID_IClassFactory, reinterpret_cast<void**>(factory.GetAddressOf())));
+        ASSERT_HRESULT(S_OK, module.classObject(clsid, IID_PPV_ARGS(&factory)));
         EXPECT_HRESULT(S_OK, factory->LockServer(FALSE));
+        factory.Reset();
+        EXPECT_HRESULT(S_OK, module.canUnload());
     }
-    EXPECT_HRESULT(S_OK, module.canUnload());
-    ComPtr<IUnknown> none;
-    EXPECT_HRESULT(CLASS_E_CLASSNOTAVAILABLE, module.classObject(CLSID_FilterGraph, IID_IClassFactory,
-                                                                 reinterpret_cast<void**>(none.GetAddressOf())));
-    EXPECT_HRESULT(E_NOINTERFACE, module.classObject(CLSID_ZarnowTSSource, IID_IPersist,
-                                                     reinterpret_cast<void**>(none.GetAddressOf())));
 }
+
+namespace {
+
+const std::wstring kClass = L"CLSID\\{4A7E2C19-B3D5-4F08-9C61-2E5D8A3F7B14}";
+const std::wstring kPageClass = L"CLSID\\{6F2D9E41-0A7C-4B3E-A5D2-71C8E94B0F36}";
+const std::wstring kInstance =
+    L"CLSID\\{083863F1-70DE-11d0-BD40-00A0C911CE86}\\Instance\\{4A7E2C19-B3D5-4F08-9C61-2E5D8A3F7B14}";
+constexpr DWORD kMerit = 0x00200000;
+
+/// Empty when there is none.
+std::wstring registered(const std::wstring& key, const wchar_t* value = nullptr)
+{
+    wchar_t text[MAX_PATH] = L"";
+    DWORD size = sizeof(text);
+    RegGetValueW(HKEY_CLASSES_ROOT, key.c_str(), value, RRF_RT_REG_SZ, nullptr, text, &size);
+    return text;
+}
+
+bool exists(const std::wstring& path)
+{
+    HKEY opened = nullptr;
+    const bool there = RegOpenKeyW(HKEY_CLASSES_ROOT, path.c_str(), &opened) == ERROR_SUCCESS;
+    RegCloseKey(opened);
+    return there;
+}
+
+/// How often the filter mapper lists the filter among those with such an output.
+int listed(DWORD merit)
+{
+    ComPtr<IFilterMapper2> mapper;
+    EXPECT_HRESULT(S_OK, CoCreateInstance(CLSID_FilterMapper2, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(&mapper)));
+    const GUID types[] = {MEDIATYPE_Stream, MEDIASUBTYPE_MPEG2_TRANSPORT};
+    ComPtr<IEnumMoniker> monikers;
+    mapper->EnumMatchingFilters(&monikers, 0, TRUE, merit, FALSE, 0, nullptr, nullptr, nullptr, FALSE, TRUE, 1, types,
+                                nullptr, nullptr);
+    int found = 0;
+    for (ComPtr<IMoniker> moniker; monikers && monikers->Next(1, moniker.ReleaseAndGetAddressOf(), nullptr) == S_OK;) {
+        ComPtr<IPropertyBag> bag;
+        VARIANT name = {};
+        if (SUCCEEDED(moniker->BindToStorage(nullptr, nullptr, IID_PPV_ARGS(&bag))) &&
+            SUCCEEDED(bag->Read(L"FriendlyName", &name, nullptr)))
+            found += std::wstring(name.bstrVal) == L"Zarnow Transport Stream Source" ? 1 : 0;
+        VariantClear(&name);
+    }
+    return found;
+}
+
+}  // namespace
 
 TEST(ModuleTest, RegistrationComesAndGoesWhole)
 {
     const Module module;
-    const std::wstring key = L"CLSID\\{4A7E2C19-B3D5-4F08-9C61-2E5D8A3F7B14}";
-    const std::wstring instance =
-        L"CLSID\\{083863F1-70DE-11d0-BD40-00A0C911CE86}\\Instance\\{4A7E2C19-B3D5-4F08-9C61-2E5D8A3F7B14}";
-    const auto exists = [](const std::wstring& path) {
-        HKEY opened = nullptr;
-        const bool there = RegOpenKeyW(HKEY_CLASSES_ROOT, path.c_str(), &opened) == ERROR_SUCCESS;
-        RegCloseKey(opened);
-        return there;
-    };
-    for (int round = 0; round < 2; ++round)  // repeatable
+    wchar_t path[MAX_PATH] = L"";
+    GetModuleFileNameW(module.handle(), path, MAX_PATH);
+    module.call("DllUnregisterServer");
+    for (int round = 0; round < 2; ++round) {  // repeatable
         ASSERT_HRESULT(S_OK, module.call("DllRegisterServer"));
-    EXPECT_TRUE(exists(key));
-    wchar_t model[16] = {};
-    DWORD size = sizeof(model);
-    RegGetValueW(HKEY_CLASSES_ROOT, (key + L"\\InprocServer32").c_str(), L"ThreadingModel", RRF_RT_REG_SZ, nullptr,
-                 model, &size);
-    EXPECT_STREQ(L"Both", model);
-    {
+        for (const std::wstring& key : {kClass, kPageClass}) {
+            EXPECT_NE(L"", registered(key));
+            EXPECT_EQ(path, registered(key + L"\\InprocServer32"));
+            EXPECT_EQ(L"Both", registered(key + L"\\InprocServer32", L"ThreadingModel"));
+        }
+        EXPECT_EQ(1, listed(kMerit));
+        EXPECT_EQ(0, listed(kMerit + 1));
         ComPtr<IBaseFilter> created;
-        EXPECT_HRESULT(S_OK, CoCreateInstance(CLSID_ZarnowTSSource, nullptr, CLSCTX_INPROC_SERVER, IID_IBaseFilter,
-                                              reinterpret_cast<void**>(created.GetAddressOf())));
-        ComPtr<IFilterMapper2> mapper;
-        ASSERT_HRESULT(S_OK, CoCreateInstance(CLSID_FilterMapper2, nullptr, CLSCTX_INPROC_SERVER, IID_IFilterMapper2,
-                                              reinterpret_cast<void**>(mapper.GetAddressOf())));
-        const auto listed = [&](DWORD merit) {
-            const GUID types[] = {MEDIATYPE_Stream, MEDIASUBTYPE_MPEG2_TRANSPORT};
-            ComPtr<IEnumMoniker> monikers;
-            if (mapper->EnumMatchingFilters(&monikers, 0, TRUE, merit, FALSE, 0, nullptr, nullptr, nullptr, FALSE, TRUE,
-                                            1, types, nullptr, nullptr) != S_OK)
-                return false;
-            for (ComPtr<IMoniker> moniker; monikers->Next(1, moniker.ReleaseAndGetAddressOf(), nullptr) == S_OK;) {
-                ComPtr<IPropertyBag> bag;
-                VARIANT name = {};
-                if (SUCCEEDED(moniker->BindToStorage(nullptr, nullptr, IID_IPropertyBag,
-                                                     reinterpret_cast<void**>(bag.GetAddressOf()))) &&
-                    SUCCEEDED(bag->Read(L"FriendlyName", &name, nullptr))) {
-                    const bool ours = std::wstring(name.bstrVal) == L"Zarnow Transport Stream Source";
-                    VariantClear(&name);
-                    if (ours)
-                        return true;
-                }
-            }
-            return false;
-        };
-        EXPECT_TRUE(listed(0x00200000));
-        EXPECT_FALSE(listed(0x00200001));
+        EXPECT_HRESULT(S_OK,
+                       CoCreateInstance(CLSID_ZarnowTSSource, nullptr, CLSCTX_INPROC_SERVER, IID_PPV_ARGS(&created)));
     }
     CoFreeUnusedLibraries();
-    for (int round = 0; round < 2; ++round)
+    for (int round = 0; round < 2; ++round) {  // what is not there is no error
         EXPECT_HRESULT(S_OK, module.call("DllUnregisterServer"));
-    EXPECT_FALSE(exists(key));
-    EXPECT_FALSE(exists(instance));
-    EXPECT_FALSE(exists(L"CLSID\\{6F2D9E41-0A7C-4B3E-A5D2-71C8E94B0F36}"));
+        EXPECT_EQ(0, listed(kMerit));
+        for (const std::wstring& key : {kClass, kPageClass, kInstance})
+            EXPECT_FALSE(exists(key));
+    }
 }
 
 }  // namespace zarnow::test

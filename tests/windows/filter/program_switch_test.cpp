@@ -45,7 +45,7 @@ TEST_F(FilterTest, TheDemultiplexersPinsFollowTheSelection)
     ASSERT_HRESULT(S_OK, tarnwell->SelectProgram(1));
     EXPECT_EQ((Names{L"H264_0", L"MPEG2_0", L"AC3_0"}), pins());  // AVC pins are not swept
 
-    const ComPtr<IPersistStream> persist = query<IPersistStream>(filter.Get(), IID_IPersistStream);
+    const ComPtr<IPersistStream> persist = query<IPersistStream>(filter.Get());
     ComPtr<IStream> saved;
     ASSERT_HRESULT(S_OK, CreateStreamOnHGlobal(nullptr, TRUE, &saved));
     ASSERT_HRESULT(S_OK, persist->Save(saved.Get(), TRUE));

@@ -37,13 +37,14 @@ struct Behaviour
 
 class RecordingFilter;
 
-/// An output pin that writes down what is mapped to it.
-class MapPin final : public CBaseOutputPin, public IMPEG2PIDMap
+/// Any pin: one that writes down what is mapped to it, or one connected without any negotiation.
+class Pin final : public CBaseOutputPin, public IMPEG2PIDMap
 {
 public:
     DECLARE_IUNKNOWN
 
-    MapPin(RecordingFilter& owner, const wchar_t* name, HRESULT* result);
+    explicit Pin(RecordingFilter& owner, const wchar_t* name = L"", IPin* peer = nullptr);
+    ~Pin() override { m_Connected = nullptr; }  // was never counted
 
     STDMETHODIMP NonDelegatingQueryInterface(REFIID riid, void** ppv) override;
     HRESULT CheckMediaType(const CMediaType*) override { return S_OK; }
@@ -53,17 +54,10 @@ public:
     STDMETHODIMP UnmapPID(ULONG, ULONG*) override { return E_NOTIMPL; }
     STDMETHODIMP EnumPIDMap(IEnumPIDMap**) override { return E_NOTIMPL; }
 
+    HRESULT created = S_OK;
+
 private:
     RecordingFilter& owner_;
-};
-
-class SinkPin final : public CBaseInputPin
-{
-public:
-    SinkPin(CBaseFilter* filter, CCritSec* lock, HRESULT* result) : CBaseInputPin(nullptr, filter, lock, result, L"In")
-    {
-    }
-    HRESULT CheckMediaType(const CMediaType*) override { return S_OK; }
 };
 
 /// A filter that is a demultiplexer, or is none, and writes down the calls.
@@ -73,7 +67,7 @@ public:
     DECLARE_IUNKNOWN
 
     explicit RecordingFilter(bool demultiplexer)
-        : CBaseFilter(nullptr, nullptr, &lock, CLSID_NULL), input(this, &lock, &created), demultiplexer_(demultiplexer)
+        : CBaseFilter(nullptr, nullptr, &lock, CLSID_NULL), demultiplexer_(demultiplexer)
     {
         AddRef();  // lives on the test's stack
     }
@@ -95,11 +89,10 @@ public:
         *pin = nullptr;
         if (behaviours[narrow(name)].noPin)
             return S_OK;
-        HRESULT result = S_OK;
-        pins.push_back(std::make_unique<MapPin>(*this, name, &result));
+        pins.push_back(std::make_unique<Pin>(*this, name));
         *pin = pins.back().get();
         (*pin)->AddRef();
-        return result;
+        return pins.back()->created;
     }
     STDMETHODIMP SetOutputPinMediaType(LPWSTR, AM_MEDIA_TYPE*) override { return E_NOTIMPL; }
     STDMETHODIMP DeleteOutputPin(LPWSTR name) override
@@ -109,30 +102,30 @@ public:
     }
 
     CCritSec lock;
-    HRESULT created = S_OK;
-    SinkPin input;
+    Pin input{*this};
     Calls calls;
     std::map<std::string, GUID> majorTypes;
     std::map<std::string, Behaviour> behaviours;
-    std::vector<std::unique_ptr<MapPin>> pins;
+    std::vector<std::unique_ptr<Pin>> pins;
 
 private:
     bool demultiplexer_;
 };
 
-MapPin::MapPin(RecordingFilter& owner, const wchar_t* name, HRESULT* result)
-    : CBaseOutputPin(nullptr, &owner, &owner.lock, result, name), owner_(owner)
+Pin::Pin(RecordingFilter& owner, const wchar_t* name, IPin* peer)
+    : CBaseOutputPin(nullptr, &owner, &owner.lock, &created, name), owner_(owner)
 {
+    m_Connected = peer;
 }
 
-STDMETHODIMP MapPin::NonDelegatingQueryInterface(REFIID riid, void** ppv)
+STDMETHODIMP Pin::NonDelegatingQueryInterface(REFIID riid, void** ppv)
 {
     if (riid == IID_IMPEG2PIDMap && !owner_.behaviours[narrow(Name())].noMap)
         return GetInterface(static_cast<IMPEG2PIDMap*>(this), ppv);
     return CBaseOutputPin::NonDelegatingQueryInterface(riid, ppv);
 }
 
-STDMETHODIMP MapPin::MapPID(ULONG count, ULONG* pids, MEDIA_SAMPLE_CONTENT content)
+STDMETHODIMP Pin::MapPID(ULONG count, ULONG* pids, MEDIA_SAMPLE_CONTENT content)
 {
     const char* kind = content == MEDIA_ELEMENTARY_STREAM   ? " elementary"
                        : content == MEDIA_TRANSPORT_PAYLOAD ? " payload"
@@ -140,20 +133,6 @@ STDMETHODIMP MapPin::MapPID(ULONG count, ULONG* pids, MEDIA_SAMPLE_CONTENT conte
     owner_.calls.push_back("map " + narrow(Name()) + " " + std::to_string(count) + "x" + std::to_string(*pids) + kind);
     return owner_.behaviours[narrow(Name())].mapResult;
 }
-
-/// An output pin of somebody's that is connected to the filter under test, without any negotiation.
-class ConnectedPin final : public CBaseOutputPin
-{
-public:
-    ConnectedPin(CBaseFilter& filter, CCritSec& lock, HRESULT* result, IPin* peer)
-        : CBaseOutputPin(nullptr, &filter, &lock, result, L"Out")
-    {
-        m_Connected = peer;
-    }
-    ~ConnectedPin() override { m_Connected = nullptr; }  // was never counted
-    HRESULT CheckMediaType(const CMediaType*) override { return S_OK; }
-    HRESULT DecideBufferSize(IMemAllocator*, ALLOCATOR_PROPERTIES*) override { return E_NOTIMPL; }
-};
 
 VideoProbeRecord video(std::uint16_t pid, std::uint8_t streamType, std::uint8_t streamId = 0xE0)
 {
@@ -202,8 +181,7 @@ protected:
     HRESULT configure(RecordingFilter& filter, IPin* peer, const std::vector<VideoProbeRecord>& videos,
                       const std::vector<AudioProbeRecord>& audios)
     {
-        HRESULT result = S_OK;
-        ConnectedPin pin(filter, filter.lock, &result, peer);
+        Pin pin(filter, L"Out", peer);
         const LONG before = filter.references();
         const HRESULT configured = ConfigureDemultiplexer(&pin, {.video = videos, .audio = audios}, avcPresent);
         EXPECT_EQ(before, filter.references());
@@ -228,18 +206,16 @@ TEST_F(DemultiplexerConfiguration, WithoutConnectionOrDemultiplexerNothingHappen
     EXPECT_TRUE(avcPresent);
 }
 
-struct StreamsCase
-{
-    const char* fault;
-    std::vector<VideoProbeRecord> videos;
-    std::vector<AudioProbeRecord> audios;
-    Calls expected;
-    bool avcPresent;
-};
-
 TEST_F(DemultiplexerConfiguration, PinsNamesAndMappings)
 {
-    const StreamsCase cases[] = {
+    const struct
+    {
+        const char* fault;
+        std::vector<VideoProbeRecord> videos;
+        std::vector<AudioProbeRecord> audios;
+        Calls expected;
+        bool avcPresent;
+    } cases[] = {
         {"a program without streams does more than sweep", {}, {}, {}, false},
         {"an empty record does not end its list",
          {video(1, 2), video(0, 2), video(3, 2)},
@@ -275,7 +251,7 @@ TEST_F(DemultiplexerConfiguration, PinsNamesAndMappings)
                  pinCalls("AUDIO_0", 3, "elementary"), pinCalls("LPCM_1", 4, "payload")}),
          false},
     };
-    for (const StreamsCase& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.fault);
         RecordingFilter filter(true);
         avcPresent = false;
@@ -296,24 +272,22 @@ TEST_F(DemultiplexerConfiguration, MajorTypeOfAudioBesideAvc)
     EXPECT_EQ(MEDIATYPE_MPEG2_PES, filter.majorTypes["AC3_2"]);
 }
 
-struct FailureCase
-{
-    const char* fault;
-    const char* pin;
-    Behaviour behaviour;
-    HRESULT expected;
-};
-
 TEST_F(DemultiplexerConfiguration, OnlyTheLastAudioPinsFailureCounts)
 {
-    const FailureCase cases[] = {
+    const struct
+    {
+        const char* fault;
+        const char* pin;
+        Behaviour behaviour;
+        HRESULT expected;
+    } cases[] = {
         {"no video pin ends the run", "MPEG2_0", {.noPin = true}, S_OK},
         {"an earlier audio pin's failure is reported", "AUDIO_0", {.noMap = true}, S_OK},
         {"the last audio pin is missing and nobody says so", "AUDIO_1", {.noPin = true}, E_FAIL},
         {"a pin without PID map passes for a mapped one", "AUDIO_1", {.noMap = true}, E_FAIL},
         {"MapPID's own result is lost", "AUDIO_1", {.mapResult = E_OUTOFMEMORY}, E_OUTOFMEMORY},
     };
-    for (const FailureCase& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.fault);
         RecordingFilter filter(true);
         filter.behaviours[c.pin] = c.behaviour;

@@ -4,6 +4,7 @@
 
 #include <streams.h>
 
+#include <algorithm>
 #include <numeric>
 #include <span>
 
@@ -14,32 +15,28 @@ namespace zarnow {
 
 namespace {
 
-/// A block of zeros with little-endian numbers put in by offset.
-class BlockBuilder
+using Block = std::vector<std::uint8_t>;
+
+struct Number
 {
-public:
-    explicit BlockBuilder(std::size_t size) : bytes_(size) {}
-
-    BlockBuilder& put(std::size_t offset, std::uint64_t value, std::size_t size = 4)
-    {
-        for (std::size_t i = 0; i < size; ++i)
-            bytes_.at(offset + i) = static_cast<std::uint8_t>(value >> (8 * i));
-        return *this;
-    }
-
-    BlockBuilder& putBytes(std::size_t offset, std::span<const std::uint8_t> data)
-    {
-        std::copy(data.begin(), data.end(), bytes_.begin() + static_cast<std::ptrdiff_t>(offset));
-        return *this;
-    }
-
-    const std::vector<std::uint8_t>& bytes() const { return bytes_; }
-
-private:
-    std::vector<std::uint8_t> bytes_;
+    std::size_t offset;
+    std::uint64_t value;
+    std::size_t size = 4;
 };
 
-std::vector<std::uint8_t> formatOf(const CMediaType& type)
+/// Zeros with little-endian numbers put in, and bytes at the end of a structure.
+Block block(std::size_t size, std::initializer_list<Number> numbers, std::size_t at = 0,
+            std::span<const std::uint8_t> bytes = {})
+{
+    Block result(size);
+    for (const Number& number : numbers)
+        for (std::size_t i = 0; i < number.size; ++i)
+            result.at(number.offset + i) = static_cast<std::uint8_t>(number.value >> (8 * i));
+    std::ranges::copy(bytes, result.begin() + static_cast<std::ptrdiff_t>(at));
+    return result;
+}
+
+Block formatOf(const CMediaType& type)
 {
     return {type.Format(), type.Format() + type.FormatLength()};
 }
@@ -75,24 +72,42 @@ AudioProbeRecord audioRecord(std::uint8_t streamType, std::uint8_t layer)
 }
 
 /// WAVEFORMATEX: tag 0, channels, rate, bytes per second, block align, bits, size 0.
-std::vector<std::uint8_t> waveBlock(std::uint32_t channels, std::uint32_t rate, std::uint32_t bytesPerSecond,
-                                    std::uint32_t align, std::uint32_t bits)
+Block waveBlock(std::uint32_t channels, std::uint32_t bytesPerSecond, std::uint32_t align)
 {
-    return BlockBuilder(18)
-        .put(2, channels, 2)
-        .put(4, rate)
-        .put(8, bytesPerSecond)
-        .put(12, align, 2)
-        .put(14, bits, 2)
-        .bytes();
+    return block(18, {{2, channels, 2}, {4, 48000}, {8, bytesPerSecond}, {12, align, 2}, {14, 16, 2}});
 }
 
-void expectSamples(const CMediaType& type, bool fixed, bool temporal, ULONG size)
+struct Expected
 {
-    EXPECT_EQ(fixed, type.bFixedSizeSamples != FALSE);
-    EXPECT_EQ(temporal, type.bTemporalCompression != FALSE);
-    EXPECT_EQ(size, type.lSampleSize);
+    GUID major;
+    GUID subtype;
+    GUID format;
+    bool fixedSize;
+    bool temporal;
+    ULONG sampleSize;
+    Block block;
+};
+
+void expectType(const Expected& expected, const CMediaType& type)
+{
+    EXPECT_EQ(expected.major, type.majortype);
+    EXPECT_EQ(expected.subtype, type.subtype);
+    EXPECT_EQ(expected.format, type.formattype);
+    EXPECT_EQ(expected.fixedSize, type.bFixedSizeSamples != FALSE);
+    EXPECT_EQ(expected.temporal, type.bTemporalCompression != FALSE);
+    EXPECT_EQ(expected.sampleSize, type.lSampleSize);
     EXPECT_EQ(nullptr, type.pUnk);
+    EXPECT_EQ(expected.block, formatOf(type));
+}
+
+void expectVideo(const GUID& major, const GUID& subtype, const GUID& format, const Block& block, const CMediaType& type)
+{
+    expectType({major, subtype, format, false, true, 1, block}, type);
+}
+
+void expectAudio(const GUID& major, const GUID& subtype, const Block& block, const CMediaType& type)
+{
+    expectType({major, subtype, FORMAT_WaveFormatEx, true, true, 1, block}, type);
 }
 
 GUID fourccGuid(DWORD data1)
@@ -102,54 +117,47 @@ GUID fourccGuid(DWORD data1)
 
 }  // namespace
 
-struct Mpeg2Case
-{
-    const char* fault;
-    std::uint32_t headerLength;
-    std::uint8_t progressive;
-    std::uint32_t interlaceFlags;
-};
-
 TEST(VideoMediaTypes, Mpeg2FormatBlock)
 {
-    const Mpeg2Case cases[] = {
+    const struct
+    {
+        const char* fault;
+        std::uint32_t headerLength;
+        std::uint8_t progressive;
+        std::uint32_t interlaceFlags;
+    } cases[] = {
         {"an interlaced stream without its flags, or a block not 146 bytes longer than the header", 22, 0, 5},
         {"a progressive stream marked as interlaced", 22, 1, 0},
         {"a header with both matrices and the extension cut off", 150, 0, 5},
         {"a type that cannot do without a sequence header", 0, 0, 5},
     };
-    for (const Mpeg2Case& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.fault);
         VideoProbeRecord record = mpegRecord(c.headerLength);
         record.progressive = c.progressive;
         CMediaType type;
         ASSERT_TRUE(describeMpeg2Video(record, type));
-        EXPECT_EQ(MEDIATYPE_Video, type.majortype);
-        EXPECT_EQ(MEDIASUBTYPE_MPEG2_VIDEO, type.subtype);
-        EXPECT_EQ(FORMAT_MPEG2Video, type.formattype);
-        expectSamples(type, false, true, 1);
-        const auto header = std::span(record.sequenceHeader).first(c.headerLength);
-        EXPECT_EQ(BlockBuilder(c.headerLength + 146)
-                      .put(8, 720)
-                      .put(12, 576)
-                      .put(32, 6000000)
-                      .put(40, 400000, 8)
-                      .put(48, c.interlaceFlags)
-                      .put(56, 16)
-                      .put(60, 9)
-                      .put(72, 40)
-                      .put(76, 720)
-                      .put(80, 576)
-                      .put(84, 1, 2)
-                      .put(92, 720 * 576 * 2)
-                      .put(96, 2000)
-                      .put(100, 53031)
-                      .put(116, c.headerLength)
-                      .put(120, 2)
-                      .put(124, 2)
-                      .putBytes(132, header)
-                      .bytes(),
-                  formatOf(type));
+        expectVideo(MEDIATYPE_Video, MEDIASUBTYPE_MPEG2_VIDEO, FORMAT_MPEG2Video,
+                    block(c.headerLength + 146,
+                          {{8, 720},
+                           {12, 576},
+                           {32, 6000000},
+                           {40, 400000, 8},
+                           {48, c.interlaceFlags},
+                           {56, 16},
+                           {60, 9},
+                           {72, 40},
+                           {76, 720},
+                           {80, 576},
+                           {84, 1, 2},
+                           {92, 720 * 576 * 2},
+                           {96, 2000},
+                           {100, 53031},
+                           {116, c.headerLength},
+                           {120, 2},
+                           {124, 2}},
+                          132, std::span(record.sequenceHeader).first(c.headerLength)),
+                    type);
     }
 }
 
@@ -158,26 +166,22 @@ TEST(VideoMediaTypes, Mpeg1FormatBlockHasNoAspectRatio)
     const VideoProbeRecord record = mpegRecord(12);
     CMediaType type;
     ASSERT_TRUE(describeMpeg1Video(record, type));
-    EXPECT_EQ(MEDIATYPE_Video, type.majortype);
-    EXPECT_EQ(MEDIASUBTYPE_MPEG1Payload, type.subtype);
-    EXPECT_EQ(FORMAT_MPEGVideo, type.formattype);
-    expectSamples(type, false, true, 1);
-    EXPECT_EQ(BlockBuilder(12 + 114)
-                  .put(8, 720)
-                  .put(12, 576)
-                  .put(32, 6000000)
-                  .put(40, 400000, 8)
-                  .put(48, 40)
-                  .put(52, 720)
-                  .put(56, 576)
-                  .put(60, 1, 2)
-                  .put(68, 720 * 576 * 2)
-                  .put(72, 2000)
-                  .put(76, 53031)
-                  .put(92, 12)
-                  .putBytes(96, std::span(record.sequenceHeader).first(12))
-                  .bytes(),
-              formatOf(type));
+    expectVideo(MEDIATYPE_Video, MEDIASUBTYPE_MPEG1Payload, FORMAT_MPEGVideo,
+                block(12 + 114,
+                      {{8, 720},
+                       {12, 576},
+                       {32, 6000000},
+                       {40, 400000, 8},
+                       {48, 40},
+                       {52, 720},
+                       {56, 576},
+                       {60, 1, 2},
+                       {68, 720 * 576 * 2},
+                       {72, 2000},
+                       {76, 53031},
+                       {92, 12}},
+                      96, std::span(record.sequenceHeader).first(12)),
+                type);
 }
 
 TEST(VideoMediaTypes, AvcFormatBlockRoundsTheHeightAndKeepsItsOwnFrameRate)
@@ -188,81 +192,62 @@ TEST(VideoMediaTypes, AvcFormatBlockRoundsTheHeightAndKeepsItsOwnFrameRate)
     record.bitRate = 77;
     CMediaType type;
     ASSERT_TRUE(describeAvcVideo(record, type));
-    EXPECT_EQ(MEDIATYPE_MPEG2_PES, type.majortype);
-    EXPECT_EQ(fourccGuid(0x31435641), type.subtype);  // 'AVC1'
-    EXPECT_EQ(FORMAT_VideoInfo2, type.formattype);
-    expectSamples(type, false, true, 1);
-    EXPECT_EQ(BlockBuilder(212)
-                  .put(8, 1920)
-                  .put(12, 1072)
-                  .put(40, 333667, 8)
-                  .put(48, 1)
-                  .put(56, 16)
-                  .put(60, 9)
-                  .put(72, 40)
-                  .put(76, 1920)
-                  .put(80, 1080)
-                  .put(84, 1, 2)
-                  .put(88, 0x34363248)
-                  .put(92, 77)
-                  .bytes(),
-              formatOf(type));
+    expectVideo(MEDIATYPE_MPEG2_PES, fourccGuid(0x31435641), FORMAT_VideoInfo2,  // 'AVC1'
+                block(212, {{8, 1920},
+                            {12, 1072},
+                            {40, 333667, 8},
+                            {48, 1},
+                            {56, 16},
+                            {60, 9},
+                            {72, 40},
+                            {76, 1920},
+                            {80, 1080},
+                            {84, 1, 2},
+                            {88, 0x34363248},
+                            {92, 77}}),
+                type);
 }
-
-struct MpegAudioCase
-{
-    const char* fault;
-    AudioProbeRecord record;
-    bool mpeg2;
-    bool avcPresent;
-    GUID major;
-    GUID subtype;
-    std::vector<std::uint8_t> block;
-};
 
 TEST(AudioMediaTypes, MpegAudioByStreamTypeLayerAndVideo)
 {
-    const AudioProbeRecord empty;
-    const MpegAudioCase cases[] = {
+    const GUID rawAac = fourccGuid(0xFF);
+    const struct
+    {
+        const char* fault;
+        AudioProbeRecord record;
+        bool mpeg2;
+        bool avcPresent;
+        GUID major;
+        GUID subtype;
+        std::uint32_t bytesPerSecond;
+    } cases[] = {
         {"stream_type 3 not taken for MPEG-1 audio", audioRecord(3, 2), false, false, MEDIATYPE_Audio,
-         MEDIASUBTYPE_MPEG1AudioPayload, waveBlock(2, 48000, 24000, 32, 16)},
+         MEDIASUBTYPE_MPEG1AudioPayload, 24000},
         {"PES data not announced beside AVC", audioRecord(3, 3), false, true, MEDIATYPE_MPEG2_PES,
-         MEDIASUBTYPE_MPEG1AudioPayload, waveBlock(2, 48000, 24000, 32, 16)},
+         MEDIASUBTYPE_MPEG1AudioPayload, 24000},
         {"layer II of stream_type 4 relabelled", audioRecord(4, 2), true, false, MEDIATYPE_Audio,
-         MEDIASUBTYPE_MPEG2_AUDIO, waveBlock(2, 48000, 24000, 32, 16)},
-        {"AAC under stream_type 4 not recognised", audioRecord(4, 1), true, false, MEDIATYPE_Audio, fourccGuid(0xFF),
-         waveBlock(2, 48000, 192000, 32, 16)},
-        {"defaults of a relabelled stream left out", empty, true, true, MEDIATYPE_MPEG2_PES, fourccGuid(0xFF),
-         waveBlock(2, 48000, 192000, 32, 16)},
+         MEDIASUBTYPE_MPEG2_AUDIO, 24000},
+        {"AAC under stream_type 4 not recognised", audioRecord(4, 1), true, false, MEDIATYPE_Audio, rawAac, 192000},
+        {"defaults of a relabelled stream left out", {}, true, true, MEDIATYPE_MPEG2_PES, rawAac, 192000},
     };
-    for (const MpegAudioCase& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.fault);
         CMediaType type;
         ASSERT_TRUE(describeMpegAudio(c.record, c.mpeg2, c.avcPresent, type));
-        EXPECT_EQ(c.major, type.majortype);
-        EXPECT_EQ(c.subtype, type.subtype);
-        EXPECT_EQ(FORMAT_WaveFormatEx, type.formattype);
-        EXPECT_EQ(c.block, formatOf(type));
-        expectSamples(type, true, true, 1);
+        expectAudio(c.major, c.subtype, waveBlock(2, c.bytesPerSecond, 32), type);
     }
 }
 
 TEST(AudioMediaTypes, AacIsFixedWhateverTheHeaderSays)
 {
-    const struct
-    {
-        std::uint8_t streamType;
-        GUID subtype;
-    } cases[] = {{0x0F, fourccGuid(0xFF)}, {0x11, fourccGuid(0x4D54414C)}, {0x04, GUID_NULL}};
-    for (const auto& c : cases) {
-        AudioProbeRecord record = audioRecord(c.streamType, 3);
+    const std::pair<std::uint8_t, GUID> cases[] = {
+        {std::uint8_t{0x0F}, fourccGuid(0xFF)}, {std::uint8_t{0x11}, fourccGuid(0x4D54414C)}, {std::uint8_t{4}, {}}};
+    for (const auto& [streamType, subtype] : cases) {
+        AudioProbeRecord record = audioRecord(streamType, 3);
         record.channels = 1;
         CMediaType type;
         ASSERT_TRUE(describeAac(record, type));
-        EXPECT_EQ(MEDIATYPE_Audio, type.majortype);
-        EXPECT_EQ(c.subtype, type.subtype);
-        EXPECT_EQ(waveBlock(2, 48000, 28000, 32, 16), formatOf(type));
-        expectSamples(type, true, true, 1);
+        expectAudio(MEDIATYPE_Audio, subtype, waveBlock(2, 28000, 32), type);
     }
 }
 
@@ -272,17 +257,13 @@ TEST(AudioMediaTypes, PrivateStreams)
     record.channels = 5;
     CMediaType ac3;
     ASSERT_TRUE(describeAc3(record, true, ac3));
-    EXPECT_EQ(MEDIATYPE_MPEG2_PES, ac3.majortype);
-    EXPECT_EQ(MEDIASUBTYPE_DOLBY_AC3, ac3.subtype);
-    EXPECT_EQ(waveBlock(5, 48000, 24000, 80, 16), formatOf(ac3));
-    expectSamples(ac3, true, true, 1);
+    expectAudio(MEDIATYPE_MPEG2_PES, MEDIASUBTYPE_DOLBY_AC3, waveBlock(5, 24000, 80), ac3);
 
     CMediaType lpcm;
     ASSERT_TRUE(describeLpcm(record, lpcm));
     const GUID lpcmSubtype = {0x525f0058, 0x522f, 0x4312, {0xb4, 0x0f, 0x11, 0xac, 0x41, 0x58, 0xe0, 0x2b}};
-    EXPECT_EQ(MEDIATYPE_MPEG2_PES, lpcm.majortype);
-    EXPECT_EQ(lpcmSubtype, lpcm.subtype);
-    expectSamples(lpcm, true, false, 188);
+    expectType({MEDIATYPE_MPEG2_PES, lpcmSubtype, FORMAT_WaveFormatEx, true, false, 188, waveBlock(5, 24000, 80)},
+               lpcm);
 }
 
 }  // namespace zarnow

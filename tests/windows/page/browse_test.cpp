@@ -9,11 +9,6 @@ namespace zarnow::test {
 
 namespace {
 
-using Texts = std::vector<std::string>;
-using Statuses = std::vector<DWORD>;
-
-constexpr const wchar_t* kFileName = L"Fähre 2.ts";
-
 /// The file need not be there; its directory must.
 std::wstring pathOf(const wchar_t* name)
 {
@@ -32,19 +27,25 @@ protected:
                            {0x200, 2, L"Program 2", {{3, L"old c"}}}};
         filter.programsOfFile = {{0x300, 7, L"Program 7", {{4, L"new"}}}};
     }
+
+    void browse(FileDialogUser& user)
+    {
+        site.statuses.clear();
+        filter.calls.clear();
+        command(IDC_BROWSE, BN_CLICKED);
+        ASSERT_TRUE(user.done());
+    }
 };
 
-TEST_F(BrowseTest, BrowseLoadsTheChosenFileAndFillsThePageAgain)
+TEST_F(BrowseTest, LoadsTheChosenFileAndFillsThePageAgain)
 {
-    const std::wstring path = pathOf(kFileName);
+    const std::wstring path = pathOf(L"Fähre 2.ts");
     if (inAnsi(path).empty())
         GTEST_SKIP() << "the code page does not have the characters";
     open();
     choose(1);
-    site.statuses.clear();
     FileDialogUser user(inAnsi(path));
-    command(IDC_BROWSE, BN_CLICKED);
-    ASSERT_TRUE(user.done());
+    browse(user);
     EXPECT_EQ((Texts{"TP Files *.tp", "TS Files *.ts", "M2TS Files *.m2ts", "M2T Files *.m2t", "MPEG File *.mpg",
                      "All Files *.*"}),
               user.kinds);
@@ -64,11 +65,8 @@ TEST_F(BrowseTest, ACancelledBrowseChangesNothing)
 {
     open();
     choose(1);
-    site.statuses.clear();
-    filter.calls.clear();
     FileDialogUser user("");
-    command(IDC_BROWSE, BN_CLICKED);
-    ASSERT_TRUE(user.done());
+    browse(user);
     EXPECT_EQ(Texts{}, filter.calls);
     EXPECT_EQ(Statuses{}, site.statuses);
     EXPECT_HRESULT(S_OK, page->IsPageDirty()) << "the choice before it is still to be applied";
@@ -76,30 +74,22 @@ TEST_F(BrowseTest, ACancelledBrowseChangesNothing)
     EXPECT_EQ(Texts{"old c"}, streamLines());
 }
 
-TEST_F(BrowseTest, AFileThatIsNotAnalysedEmptiesThePage)
+TEST_F(BrowseTest, AFileThatIsNotAnalysedEmptiesThePageAndOneThatIsNotLoadedDoesNot)
 {
     filter.programsOfFile.clear();
     filter.loadResult = HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND);
-    open();
-    FileDialogUser user(inAnsi(pathOf(L"missing.ts")));
-    command(IDC_BROWSE, BN_CLICKED);
-    ASSERT_TRUE(user.done());
-    EXPECT_EQ("0", text(IDC_PROGRAM_COUNT));
-    EXPECT_EQ(Texts{}, programLines());
-    EXPECT_EQ(Texts{}, streamLines());
-    EXPECT_EQ(Statuses{PROPPAGESTATUS_VALIDATE}, site.statuses);
-}
-
-TEST_F(BrowseTest, WithoutAFileSourceTheLoadIsLeftOut)
-{
-    filter.isSource = false;
-    open();
-    FileDialogUser user(inAnsi(pathOf(L"other.ts")));
-    command(IDC_BROWSE, BN_CLICKED);
-    ASSERT_TRUE(user.done());
-    EXPECT_EQ(std::vector<std::wstring>{}, filter.loaded);
-    EXPECT_EQ(2U, programLines().size());
-    EXPECT_EQ(Statuses{PROPPAGESTATUS_VALIDATE}, site.statuses);
+    for (const bool isSource : {false, true}) {
+        filter.isSource = isSource;
+        open();
+        FileDialogUser user(inAnsi(pathOf(L"missing.ts")));
+        browse(user);
+        EXPECT_EQ(isSource ? 1U : 0U, filter.loaded.size());
+        EXPECT_EQ(isSource ? "0" : "2", text(IDC_PROGRAM_COUNT));
+        EXPECT_EQ(isSource ? 0U : 2U, programLines().size());
+        EXPECT_EQ(isSource ? 0U : 2U, streamLines().size());
+        EXPECT_EQ(Statuses{PROPPAGESTATUS_VALIDATE}, site.statuses);
+        close();
+    }
 }
 
 }  // namespace zarnow::test

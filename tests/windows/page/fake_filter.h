@@ -43,10 +43,7 @@ public:
     STDMETHODIMP GetProgramInfo(DWORD index, WORD* pmtPid, WORD* number, BSTR* name) override;
     STDMETHODIMP GetStreamCount(WORD pmtPid, WORD number, DWORD* count) override;
     STDMETHODIMP GetStreamInfo(DWORD index, WORD pmtPid, WORD number, WORD* pid, BSTR* text) override;
-    STDMETHODIMP SetDefaultStreams(WORD, WORD, WORD, WORD, WORD) override
-    {
-        return called("SetDefaultStreams", E_NOTIMPL);
-    }
+    STDMETHODIMP SetDefaultStreams(WORD, WORD, WORD, WORD, WORD) override { return called("other", E_NOTIMPL); }
     STDMETHODIMP GetVideoInfo(TarnwellVideoInfo*) override { return called("GetVideoInfo", E_NOTIMPL); }
 
     STDMETHODIMP Load(LPCOLESTR path, const AM_MEDIA_TYPE* type) override;

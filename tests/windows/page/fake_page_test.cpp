@@ -6,11 +6,6 @@ namespace zarnow::test {
 
 namespace {
 
-using Texts = std::vector<std::string>;
-using Statuses = std::vector<DWORD>;
-
-constexpr const wchar_t* kUmlauts = L"Fähre Süd";
-
 std::vector<FakeProgram> threePrograms()
 {
     const std::vector<FakeStream> many = {{1, L"a"},    {2, nullptr}, {3, L"b"}, {4, L"c"},
@@ -42,13 +37,12 @@ TEST_F(FakePageTest, ShowsTheProgramsAndTheStreamsOfTheCurrentOne)
 
 TEST_F(FakePageTest, StreamLines)
 {
-    struct Case
+    const struct
     {
         const char* fault;
         std::vector<FakeStream> streams;
         Texts lines;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {"no stream leaves lines", {}, {}},
         {"one stream leaves others", {{1, L"a"}}, {"a"}},
         {"four streams", {{1, L"a"}, {2, L"b"}, {3, L"c"}, {4, L"d"}}, {"a", "b", "c", "d"}},
@@ -59,7 +53,7 @@ TEST_F(FakePageTest, StreamLines)
          {"b", "d", "e", "f"}},
         {"only streams without words", {{1, nullptr}, {2, nullptr}}, {}},
     };
-    for (const Case& each : cases) {
+    for (const auto& each : cases) {
         SCOPED_TRACE(each.fault);
         filter.programs = {{0x100, 1, L"Program 1", each.streams}};
         open();
@@ -113,10 +107,11 @@ TEST_F(FakePageTest, WhatDoesNotChangeTheChoiceDoesNotReachTheFilter)
 
 TEST_F(FakePageTest, TextsGoThroughTheCodePage)
 {
-    const std::string expected = inAnsi(kUmlauts);
+    const wchar_t* const umlauts = L"Fähre Süd";
+    const std::string expected = inAnsi(umlauts);
     if (expected.empty())
         GTEST_SKIP() << "the code page does not have the characters";
-    filter.programs = {{0x100, 1, kUmlauts, {{1, kUmlauts}}}};
+    filter.programs = {{0x100, 1, umlauts, {{1, umlauts}}}};
     open();
     EXPECT_EQ(Texts{expected + " (0x0100)"}, programLines());
     EXPECT_EQ(Texts{expected}, streamLines());

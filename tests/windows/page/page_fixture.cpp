@@ -31,7 +31,7 @@ void PageTest::SetUp()
 {
     const ComPtr<IUnknown> object = module.create(CLSID_ZarnowTSProperties);
     ASSERT_NE(nullptr, object);
-    page = query<IPropertyPage>(object.Get(), IID_IPropertyPage);
+    page = query<IPropertyPage>(object.Get());
 }
 
 void PageTest::TearDown()

@@ -17,6 +17,9 @@
 
 namespace zarnow::test {
 
+using Texts = std::vector<std::string>;
+using Statuses = std::vector<DWORD>;
+
 /// Empty where the code page does not have the characters.
 std::string inAnsi(const std::wstring& wide);
 
@@ -34,10 +37,10 @@ protected:
     HWND dialog() const { return GetWindow(host.handle(), GW_CHILD); }
     HWND control(int id) const { return GetDlgItem(dialog(), id); }
     std::string text(int id) const;
-    std::vector<std::string> programLines() const;
+    Texts programLines() const;
     LRESULT selection() const { return SendMessageA(control(IDC_PROGRAMS), CB_GETCURSEL, 0, 0); }
     /// The stream lines to be seen, from the first; a test failure when one is seen behind a hidden one.
-    std::vector<std::string> streamLines() const;
+    Texts streamLines() const;
 
     /// As the user does it: the list's position, then its notification.
     void choose(int position);

@@ -20,13 +20,6 @@ void show(int round, const ResourcesInUse& use, std::size_t blocks)
                 use.handles, use.threads, static_cast<std::size_t>(use.memory / 1024), use.gdi, use.user, blocks);
 }
 
-/// Enough of a stream to be analysed and played.
-Data smallStream()
-{
-    return join({patPacket({{1, 0x100}}), pmtPacket(0x100, 1, {{0x02, 0x200}}),
-                 repeat(packet({.pid = 0x200, .unitStart = false}, filled(184, 0x11)), 40)});
-}
-
 }  // namespace
 
 class GrowthTest : public FilterTest

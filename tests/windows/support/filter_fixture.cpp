@@ -11,16 +11,20 @@ std::vector<BYTE> contentOf(const std::filesystem::path& path)
     return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 
+Data smallStream()
+{
+    return join({patPacket({{1, 0x100}}), pmtPacket(0x100, 1, {{0x02, 0x200}}),
+                 repeat(packet({.pid = 0x200, .unitStart = false}, filled(184, 0x11)), 40)});
+}
+
 void FilterTest::SetUp()
 {
     ComPtr<IClassFactory> factory;
-    ASSERT_HRESULT(S_OK, module.classObject(CLSID_ZarnowTSSource, IID_IClassFactory,
-                                            reinterpret_cast<void**>(factory.GetAddressOf())));
-    ASSERT_HRESULT(S_OK,
-                   factory->CreateInstance(nullptr, IID_IBaseFilter, reinterpret_cast<void**>(filter.GetAddressOf())));
+    ASSERT_HRESULT(S_OK, module.classObject(CLSID_ZarnowTSSource, IID_PPV_ARGS(&factory)));
+    ASSERT_HRESULT(S_OK, factory->CreateInstance(nullptr, IID_PPV_ARGS(&filter)));
     ASSERT_HRESULT(S_OK, filter->FindPin(L"1", &pin));
-    source = query<IFileSourceFilter>(filter.Get(), IID_IFileSourceFilter);
-    tarnwell = query<ITarnwell>(filter.Get(), IID_ITarnwell);
+    source = query<IFileSourceFilter>(filter.Get());
+    tarnwell = query<ITarnwell>(filter.Get());
     position = query<IMediaPosition>(filter.Get(), IID_IMediaPosition);
 }
 
@@ -44,6 +48,15 @@ HRESULT FilterTest::load(const std::wstring& path)
 HRESULT FilterTest::connect(SinkFilter& sink)
 {
     return pin->Connect(&sink.input, nullptr);
+}
+
+HRESULT FilterTest::connectUnanalysed(SinkFilter& sink)
+{
+    AM_MEDIA_TYPE type = {};
+    type.majortype = MEDIATYPE_Stream;
+    type.subtype = MEDIASUBTYPE_MPEG2_TRANSPORT;
+    type.formattype = FORMAT_None;
+    return pin->Connect(&sink.input, &type);
 }
 
 void FilterTest::disconnect(SinkFilter& sink)

@@ -19,6 +19,9 @@ namespace zarnow::test {
 
 std::vector<BYTE> contentOf(const std::filesystem::path& path);
 
+/// Enough of a stream to be analysed and played: 42 packets.
+Data smallStream();
+
 /// Every test ends with nothing of the module left.
 class FilterTest : public ::testing::Test
 {
@@ -29,6 +32,8 @@ protected:
     HRESULT load(const std::wstring& path);
     /// Connects without a type, or with the transport-stream type when the sink proposes it.
     HRESULT connect(SinkFilter& sink);
+    /// Connects with the transport-stream type whatever the file is.
+    HRESULT connectUnanalysed(SinkFilter& sink);
     void disconnect(SinkFilter& sink);
     /// From the first packet to the end of the stream.
     void play(SinkFilter& sink);

@@ -33,10 +33,9 @@ ComPtr<IUnknown> Module::create(REFCLSID clsid) const
 {
     ComPtr<IClassFactory> factory;
     ComPtr<IUnknown> object;
-    EXPECT_HRESULT(S_OK, classObject(clsid, IID_IClassFactory, reinterpret_cast<void**>(factory.GetAddressOf())));
+    EXPECT_HRESULT(S_OK, classObject(clsid, IID_PPV_ARGS(&factory)));
     if (factory) {
-        EXPECT_HRESULT(S_OK,
-                       factory->CreateInstance(nullptr, IID_IUnknown, reinterpret_cast<void**>(object.GetAddressOf())));
+        EXPECT_HRESULT(S_OK, factory->CreateInstance(nullptr, IID_PPV_ARGS(&object)));
     }
     return object;
 }

@@ -39,7 +39,7 @@ private:
 };
 
 template <class Interface>
-ComPtr<Interface> query(IUnknown* object, REFIID iid)
+ComPtr<Interface> query(IUnknown* object, REFIID iid = __uuidof(Interface))
 {
     ComPtr<Interface> result;
     EXPECT_HRESULT(S_OK, object->QueryInterface(iid, reinterpret_cast<void**>(result.GetAddressOf())));

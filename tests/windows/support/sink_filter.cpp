@@ -1,15 +1,39 @@
 #include "tests/windows/support/sink_filter.h"
 
+#include <algorithm>
+
 namespace zarnow::test {
+
+Received::Received(IMediaSample& sample)
+    : syncPoint(sample.IsSyncPoint() == S_OK), discontinuity(sample.IsDiscontinuity() == S_OK)
+{
+    BYTE* data = nullptr;
+    if (SUCCEEDED(sample.GetPointer(&data)))
+        bytes.assign(data, data + sample.GetActualDataLength());
+    REFERENCE_TIME begin = 0;
+    REFERENCE_TIME end = 0;
+    if (SUCCEEDED(sample.GetTime(&begin, &end)))
+        start = begin;
+    AM_MEDIA_TYPE* type = nullptr;
+    if (sample.GetMediaType(&type) == S_OK) {
+        newSampleSize = type->lSampleSize;
+        DeleteMediaType(type);
+    }
+}
 
 SinkInputPin::SinkInputPin(SinkFilter& sink, CCritSec* pinLock, HRESULT* result)
     : CBaseInputPin(nullptr, &sink, pinLock, result, L"In"), sink_(sink)
 {
 }
 
-HRESULT SinkInputPin::CheckMediaType(const CMediaType*)
+HRESULT SinkInputPin::CheckMediaType(const CMediaType* type)
 {
-    return sink_.typeResult;
+    return sink_.checkType ? sink_.checkType(*type) : sink_.typeResult;
+}
+
+HRESULT SinkInputPin::CompleteConnect(IPin* peer)
+{
+    return FAILED(sink_.completionResult) ? sink_.completionResult : CBaseInputPin::CompleteConnect(peer);
 }
 
 STDMETHODIMP SinkInputPin::ReceiveConnection(IPin* connector, const AM_MEDIA_TYPE* type)
@@ -19,11 +43,13 @@ STDMETHODIMP SinkInputPin::ReceiveConnection(IPin* connector, const AM_MEDIA_TYP
 
 HRESULT SinkInputPin::GetMediaType(int position, CMediaType* type)
 {
-    if (!sink_.proposesTransport || position != 0)
-        return VFW_S_NO_MORE_ITEMS;
-    type->SetType(&MEDIATYPE_Stream);
-    type->SetSubtype(&MEDIASUBTYPE_MPEG2_TRANSPORT);
-    return S_OK;
+    const auto index = static_cast<std::size_t>(position);
+    if (sink_.proposesTransport && position == 0) {
+        type->SetType(&MEDIATYPE_Stream);
+        type->SetSubtype(&MEDIASUBTYPE_MPEG2_TRANSPORT);
+        return S_OK;
+    }
+    return index < sink_.proposes.size() ? type->Set(sink_.proposes[index]) : VFW_S_NO_MORE_ITEMS;
 }
 
 STDMETHODIMP SinkInputPin::GetAllocator(IMemAllocator** allocator)
@@ -35,10 +61,20 @@ STDMETHODIMP SinkInputPin::GetAllocator(IMemAllocator** allocator)
     return S_OK;
 }
 
+STDMETHODIMP SinkInputPin::GetAllocatorRequirements(ALLOCATOR_PROPERTIES* properties)
+{
+    if (sink_.requirements.cbAlign == 0)
+        return CBaseInputPin::GetAllocatorRequirements(properties);
+    *properties = sink_.requirements;
+    return S_OK;
+}
+
 STDMETHODIMP SinkInputPin::NotifyAllocator(IMemAllocator* allocator, BOOL readOnly)
 {
     if (FAILED(sink_.allocatorResult))
         return sink_.allocatorResult;
+    if (allocator == sink_.refusedAllocator)
+        return E_FAIL;
     allocator->GetProperties(&sink_.agreed);
     return CBaseInputPin::NotifyAllocator(allocator, readOnly);
 }
@@ -53,28 +89,37 @@ STDMETHODIMP SinkInputPin::Receive(IMediaSample* sample)
         WaitForSingleObject(sink_.blockUntil, INFINITE);
     if (static_cast<LONG>(sink_.samples.size()) >= sink_.refuseAfter)
         return sink_.receiveResult;
-    BYTE* data = nullptr;
-    sample->GetPointer(&data);
-    sink_.samples.emplace_back(data, data + sample->GetActualDataLength());
-    REFERENCE_TIME start = 0;
-    REFERENCE_TIME stop = 0;
-    sink_.timed = sink_.timed || sample->GetTime(&start, &stop) != VFW_E_SAMPLE_TIME_NOT_SET ||
-                  sample->IsSyncPoint() == S_OK || sample->IsDiscontinuity() == S_OK;
+    sink_.samples.emplace_back(*sample);
+    sink_.calls += 'S';
     ++sink_.count;
-    return S_OK;
+    return sink_.onReceive ? sink_.onReceive(sample) : S_OK;
 }
 
 STDMETHODIMP SinkInputPin::EndOfStream()
 {
+    sink_.calls += 'E';
     ++sink_.endsOfStream;
     SetEvent(sink_.ended);
     return S_OK;
 }
 
+STDMETHODIMP SinkInputPin::BeginFlush()
+{
+    sink_.calls += 'B';
+    return CBaseInputPin::BeginFlush();
+}
+
+STDMETHODIMP SinkInputPin::EndFlush()
+{
+    sink_.calls += 'F';
+    return CBaseInputPin::EndFlush();
+}
+
 STDMETHODIMP SinkInputPin::NewSegment(REFERENCE_TIME start, REFERENCE_TIME stop, double rate)
 {
+    sink_.calls += 'N';
     sink_.segments.push_back({start, stop, rate});
-    return S_OK;
+    return CBaseInputPin::NewSegment(start, stop, rate);
 }
 
 SinkFilter::SinkFilter()
@@ -92,12 +137,25 @@ SinkFilter::~SinkFilter()
     CloseHandle(receiving);
 }
 
+bool SinkFilter::waitForSamples(std::size_t atLeast) const
+{
+    for (int attempt = 0; count < atLeast && attempt < 1000; ++attempt)
+        Sleep(10);
+    return count >= atLeast;
+}
+
 std::vector<BYTE> SinkFilter::allBytes() const
 {
     std::vector<BYTE> all;
-    for (const auto& sample : samples)
-        all.insert(all.end(), sample.begin(), sample.end());
+    for (const Received& sample : samples)
+        all.insert(all.end(), sample.bytes.begin(), sample.bytes.end());
     return all;
+}
+
+bool SinkFilter::timed() const
+{
+    return std::ranges::any_of(
+        samples, [](const Received& sample) { return sample.start || sample.syncPoint || sample.discontinuity; });
 }
 
 }  // namespace zarnow::test

@@ -5,6 +5,9 @@
 #include <streams.h>
 
 #include <atomic>
+#include <functional>
+#include <optional>
+#include <string>
 #include <vector>
 
 namespace zarnow::test {
@@ -16,6 +19,17 @@ struct Segment
     double rate;
 };
 
+struct Received
+{
+    explicit Received(IMediaSample& sample);
+
+    std::vector<BYTE> bytes;
+    std::optional<REFERENCE_TIME> start;
+    bool syncPoint;
+    bool discontinuity;
+    std::optional<DWORD> newSampleSize;  ///< lSampleSize of a media type that came with the sample
+};
+
 class SinkFilter;
 
 class SinkInputPin final : public CBaseInputPin
@@ -23,14 +37,21 @@ class SinkInputPin final : public CBaseInputPin
 public:
     SinkInputPin(SinkFilter& sink, CCritSec* lock, HRESULT* result);
 
-    HRESULT CheckMediaType(const CMediaType*) override;
+    HRESULT CheckMediaType(const CMediaType* type) override;
+    HRESULT CompleteConnect(IPin* peer) override;
     STDMETHODIMP ReceiveConnection(IPin* connector, const AM_MEDIA_TYPE* type) override;
     HRESULT GetMediaType(int position, CMediaType* type) override;
     STDMETHODIMP GetAllocator(IMemAllocator** allocator) override;
+    STDMETHODIMP GetAllocatorRequirements(ALLOCATOR_PROPERTIES* properties) override;
     STDMETHODIMP NotifyAllocator(IMemAllocator* allocator, BOOL readOnly) override;
     STDMETHODIMP Receive(IMediaSample* sample) override;
     STDMETHODIMP EndOfStream() override;
+    STDMETHODIMP BeginFlush() override;
+    STDMETHODIMP EndFlush() override;
     STDMETHODIMP NewSegment(REFERENCE_TIME start, REFERENCE_TIME stop, double rate) override;
+
+    IMemAllocator* allocator() const { return m_pAllocator; }
+    const CMediaType& type() const { return m_mt; }
 
 private:
     SinkFilter& sink_;
@@ -46,7 +67,10 @@ public:
 
     LONG references() const { return m_cRef; }
     bool waitForEnd() const { return WaitForSingleObject(ended, 20'000) == WAIT_OBJECT_0; }
+    bool waitForSamples(std::size_t atLeast) const;
     std::vector<BYTE> allBytes() const;
+    /// Whether a sample carried a time, a sync point or a discontinuity.
+    bool timed() const;
 
     CCritSec lock;
     HRESULT created = S_OK;
@@ -54,21 +78,27 @@ public:
 
     // How to behave
     IMemAllocator* offeredAllocator = nullptr;  ///< instead of none; not owned
+    IMemAllocator* refusedAllocator = nullptr;  ///< NotifyAllocator does not take it
+    ALLOCATOR_PROPERTIES requirements = {};     ///< of allocators; none while there is no alignment
     bool proposesTransport = false;             ///< as a preferred type of its own
+    std::vector<CMediaType> proposes;           ///< further types
+    std::function<HRESULT(const CMediaType&)> checkType;
     HRESULT typeResult = S_OK;
     HRESULT connectionResult = S_OK;
+    HRESULT completionResult = S_OK;
     HRESULT allocatorResult = S_OK;
     HRESULT receiveResult = S_OK;
-    LONG refuseAfter = 0x7FFFFFFF;  ///< samples, before receiveResult is given
-    HANDLE blockUntil = nullptr;    ///< Receive waits for it
+    LONG refuseAfter = 0x7FFFFFFF;                    ///< samples, before receiveResult is given
+    HANDLE blockUntil = nullptr;                      ///< Receive waits for it
+    std::function<HRESULT(IMediaSample*)> onReceive;  ///< answers Receive when the sample is written down
 
     // What came
     ALLOCATOR_PROPERTIES agreed = {};
-    std::vector<std::vector<BYTE>> samples;
+    std::vector<Received> samples;
     std::atomic<std::size_t> count = 0;  ///< of the samples, for other threads
     std::vector<Segment> segments;
     std::atomic<int> endsOfStream = 0;
-    bool timed = false;  ///< a sample carried a time, a sync point or a discontinuity
+    std::string calls;  ///< S sample, E end of stream, B and F begin and end of flush, N new segment
     HANDLE ended;
     HANDLE receiving;  ///< set by the first sample
 };
