@@ -1,10 +1,14 @@
 // A sample comes back in the very moment in which somebody else asks for it, or the allocator is decommitted: nobody
 // waits for a sample that is there, and none is lost. A wait that does not end is the watchdog's.
 
-#include "support.h"
-
 #include <atomic>
 #include <thread>
+
+#include "com_ptr.h"
+#include "tests/windows/support/framework_test.h"
+#include "tests/windows/support/hresult.h"
+
+namespace zarnow::test {
 
 namespace {
 
@@ -32,7 +36,7 @@ private:
     std::atomic<int> arrived_ = 0;
 };
 
-class AllocatorRace : public ::testing::Test
+class AllocatorRace : public FrameworkTest
 {
 protected:
     AllocatorRace()
@@ -88,3 +92,5 @@ TEST_F(AllocatorRace, ASampleComesBackWhileItsAllocatorIsDecommitted)
 }
 
 }  // namespace
+
+}  // namespace zarnow::test
