@@ -22,13 +22,6 @@ struct Selection : CProgramSelection
         return loadFile(source.path().c_str()).status;
     }
 
-    void loadSample(const char* name)
-    {
-        const LoadResult result = loadFile((std::string(ZARNOW_TEST_DATA) + name).c_str());
-        ASSERT_EQ(result.status, LoadResult::Status::loaded) << result.systemError;
-        ASSERT_TRUE(analysed);
-    }
-
     std::vector<std::uint16_t> numbers() const
     {
         std::vector<std::uint16_t> all;
@@ -301,57 +294,6 @@ TEST(Descriptions, ByTypeAndProbing)
     for (const auto& test : cases)
         EXPECT_EQ(filter.describe(test.type, test.pid), test.expected) << int{test.type};
     EXPECT_EQ(programName(65535), "Program 65535");
-}
-
-// The samples: what the encoders were told, and ffprobe's time stamps -----------------------------------------------
-
-TEST(Samples, Mpeg2)
-{
-    Selection filter;
-    filter.loadSample("mpeg2.ts");
-    EXPECT_EQ(filter.describe(2, 0x200), "MPEG2 Video (0x0200)");
-    EXPECT_EQ(filter.describe(3, 0x201), "MPEG1 Audio (0x0201)");
-    const VideoProbeRecord& video = filter.videoStreams[0];
-    EXPECT_EQ(std::pair(video.codedWidth, video.codedHeight), std::pair(720U, 576U));
-    EXPECT_EQ(video.aspectX, 16U);
-    EXPECT_EQ(video.avgTimePerFrame, 400000);
-    EXPECT_EQ(std::pair(video.profile, video.level), std::pair(4U, 8U)) << "Main Profile at Main Level";
-    const AudioProbeRecord& audio = filter.audioStreams[0];
-    EXPECT_EQ(audio.layer, 2);
-    EXPECT_EQ(audio.sampleRate, 48000U);
-    EXPECT_EQ(audio.avgBytesPerSec, 16000U);
-    EXPECT_NEAR(filter.durationSeconds, 2.96, 0.13) << "75 frames; the last ones come in decoding order";
-    AvcStreamInfo info;
-    EXPECT_FALSE(filter.readVideoInfo(info));
-}
-
-TEST(Samples, TwoPrograms)
-{
-    Selection filter;
-    filter.loadSample("two-programs.ts");
-    ASSERT_EQ(filter.numbers(), (Numbers{1, 2}));
-    EXPECT_EQ(filter.describe(0x0F, 0x101), "MPEG2-ADTS Audio (0x0101)");
-    EXPECT_EQ(std::pair(filter.videoStreams[0].codedWidth, filter.videoStreams[0].codedHeight), std::pair(640U, 368U));
-    EXPECT_EQ(filter.videoStreams[0].avgTimePerFrame, 400000);
-    AvcStreamInfo info;
-    ASSERT_TRUE(filter.readVideoInfo(info));
-    EXPECT_EQ(info.profile_idc, 100U);
-    EXPECT_EQ(info.frameRateTimes100, 2500U);
-    EXPECT_EQ(info.entropy_coding_mode_flag, 1);
-    EXPECT_EQ(info.slicesPerPicture, 1);
-    EXPECT_EQ(info.bFrameRun, 2);
-    EXPECT_EQ(info.gopPictureCount, 25) << "keyint";
-    EXPECT_NEAR(info.hrdBitRate, 500000.0, 500.0) << "vbv-maxrate";
-    EXPECT_NEAR(info.hrdCpbSize, 500000.0, 500.0) << "vbv-bufsize";
-    EXPECT_EQ(info.estimatedAverageBitRate, info.hrdBitRate * 4 / 5);
-    EXPECT_NE(info.initialCpbRemovalDelay, 0U);
-    EXPECT_EQ(filter.file.position(), filter.startOffset);
-
-    ASSERT_TRUE(filter.selectProgram(1));
-    EXPECT_EQ(filter.describe(0x81, 0x103), "AC3 (0x0103)");
-    EXPECT_EQ(filter.videoStreams[0].aspectX, 4U);
-    EXPECT_EQ(filter.audioStreams[0].avgBytesPerSec, 12000U);
-    EXPECT_NEAR(filter.durationSeconds, 2.96, 0.13);
 }
 
 }  // namespace
