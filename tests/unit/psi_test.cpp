@@ -49,47 +49,36 @@ std::vector<Program> programs(std::size_t count)
 
 TEST(ParsePat, ProgramsTaken)
 {
+    const Data later = patPacket({{5, 0x500}});
+    const Data noPayload = packet({.pid = 0, .control = 2, .adaptation = 183});
+    const PsiEntry first = program(0x100, 1), fifth = program(0x500, 5);
     const struct
     {
         const char* fault;
         Data block;
         Entries expected;
     } cases[] = {
-        {"a network PID in the first place becomes a program",
-         followed(patPacket({{0, 0x10}, {1, 0x100}})),
-         {program(0x100, 1)}},
-        {"a network PID in a later place is dropped",
-         followed(patPacket({{1, 0x100}, {0, 0x10}})),
-         {program(0x100, 1), program(0x10, 0)}},
-        {"a null PID becomes a program",
-         followed(patPacket({{1, 0x1FFF}, {2, 0x1FFF}, {3, 0x300}})),
-         {program(0x300, 3)}},
+        {"a network PID in the first place becomes a program", patPacket({{0, 0x10}, {1, 0x100}}), {first}},
+        {"a network PID in a later place is dropped", patPacket({{1, 0x100}, {0, 0x10}}), {first, program(0x10, 0)}},
+        {"a null PID becomes a program", patPacket({{1, 0x1FFF}, {2, 0x1FFF}, {5, 0x500}}), {fifth}},
         {"the section is looked for in the adaptation field",
-         followed(packet({.pid = 0, .control = 3, .adaptation = 20}, pointed(patSection({{1, 0x100}})))),
-         {program(0x100, 1)}},
-        {"pointer_field is not followed",
-         followed(packet({.pid = 0}, pointed(patSection({{1, 0x100}}), 9))),
-         {program(0x100, 1)}},
+         packet({.pid = 0, .control = 3, .adaptation = 20}, pointed(patSection({{1, 0x100}}))),
+         {first}},
+        {"pointer_field is not followed", packet({.pid = 0}, pointed(patSection({{1, 0x100}}), 9)), {first}},
         {"a section with another table_id is taken, or ends the search",
-         followed(join({pmtPacket(0, 1, {{2, 0x200}}), nullPackets(1), patPacket({{5, 0x500}})})),
-         {program(0x500, 5)}},
-        {"a pointer_field out of the packet ends the search",
-         followed(join({packet({.pid = 0}, {188}), patPacket({{5, 0x500}})})),
-         {program(0x500, 5)}},
+         join({pmtPacket(0, 1, {{2, 0x200}}), nullPackets(1), later}),
+         {fifth}},
+        {"a pointer_field out of the packet ends the search", join({packet({.pid = 0}, {188}), later}), {fifth}},
         {"an adaptation field out of the packet ends the search",
-         followed(join({packet({.pid = 0, .control = 3, .adaptation = 183}), patPacket({{5, 0x500}})})),
-         {program(0x500, 5)}},
-        {"a packet without payload is passed over",
-         followed(join({packet({.pid = 0, .control = 2, .adaptation = 183}), patPacket({{5, 0x500}})})),
-         {}},
-        {"sections after the first are taken as well",
-         followed(join({patPacket({{1, 0x100}}), patPacket({{2, 0x200}})})),
-         {program(0x100, 1)}},
+         join({packet({.pid = 0, .control = 3, .adaptation = 183}), later}),
+         {fifth}},
+        {"a packet without payload is passed over", join({noPayload, later}), {}},
+        {"sections after the first are taken as well", join({patPacket({{1, 0x100}}), later}), {first}},
     };
     for (const auto& test : cases) {
         SCOPED_TRACE(test.fault);
         CPSIParser parser;
-        const ExactBuffer block(test.block);
+        const ExactBuffer block(followed(test.block));
         bool stillSearching = false;
         EXPECT_EQ(parser.parsePat(block.data(), block.length(), stillSearching), !test.expected.empty());
         EXPECT_EQ(stillSearching, test.expected.empty());
