@@ -1,8 +1,7 @@
-// The open file, and what a load reads from it before it looks into any stream.
+// Moves in the open file, and the program tables that a load reads from it.
 
 #include <gtest/gtest.h>
 
-#include <cerrno>
 #include <climits>
 #include <map>
 
@@ -21,18 +20,6 @@ struct Scan : CFileScan
 };
 
 using Pids = std::vector<std::uint16_t>;
-
-TEST(TransportFile, RefusesWhatIsNoFile)
-{
-    CTransportFile file;
-    EXPECT_EQ(file.open("/no/such/file.ts"), static_cast<std::uint32_t>(ENOENT));
-    EXPECT_EQ(file.open(std::filesystem::temp_directory_path().c_str()), static_cast<std::uint32_t>(EISDIR));
-    EXPECT_FALSE(file.isOpen());
-    std::int64_t size = 0;
-    EXPECT_FALSE(file.size(size));
-    EXPECT_FALSE(file.moveTo(0));
-    EXPECT_EQ(file.position(), -1);
-}
 
 TEST(TransportFile, MovesWithin32Bits)
 {
@@ -62,53 +49,6 @@ TEST(TransportFile, MovesWithin32Bits)
     EXPECT_FALSE(file.moveBy(0)) << "the position itself does not fit";
     EXPECT_FALSE(file.moveBy(-99));
     EXPECT_TRUE(file.moveBy(-100));
-}
-
-TEST(PacketSizeOfFile, OneOfThreeBuffers)
-{
-    const Data stream = nullPackets(20);
-    const struct
-    {
-        const char* fault;
-        Data content;
-        std::uint32_t size;  ///< 0: not found
-        std::int64_t position;
-    } cases[] = {
-        {"2000 bytes are enough", firstBytes(stream, 2000), 0, 0},
-        {"the third buffer is not looked at", join({filled(66000), stream}), 188, 66000 + 20 * 188},
-        {"a fourth buffer is looked at", join({filled(99000), stream}), 0, 0},
-        {"a packet size stays from an earlier file", join({filled(40000), timed(stream)}), 192, 40000 + 20 * 192},
-    };
-    for (const auto& test : cases) {
-        SCOPED_TRACE(test.fault);
-        Scan scan(test.content);
-        scan.packetSize = 4711;
-        EXPECT_EQ(scan.detectFilePacketSize(), test.size != 0);
-        EXPECT_EQ(scan.packetSize, test.size != 0 ? test.size : 188);
-        EXPECT_EQ(scan.file.position(), test.position);
-    }
-}
-
-TEST(SyncInFile, CountsFromTheCurrentPositionAndStaysThere)
-{
-    Scan scan(join({filled(70000), nullPackets(20)}));
-    std::uint32_t offset = 0;
-    ASSERT_TRUE(scan.file.moveTo(1234));
-    EXPECT_TRUE(scan.findSyncInFile(offset));
-    EXPECT_EQ(offset, 70000U - 1234U);
-    EXPECT_EQ(scan.file.position(), 1234);
-    EXPECT_TRUE(scan.rewindToData());
-    EXPECT_EQ(scan.startOffset, 70000U);
-    EXPECT_EQ(scan.file.position(), 70000);
-
-    Scan lost(filled(120000));
-    lost.startOffset = 4711;
-    ASSERT_TRUE(lost.file.moveTo(1234));
-    EXPECT_FALSE(lost.findSyncInFile(offset));
-    EXPECT_EQ(lost.file.position(), 1234);
-    EXPECT_FALSE(lost.rewindToData());
-    EXPECT_EQ(lost.startOffset, 0U);
-    EXPECT_EQ(lost.file.position(), 0);
 }
 
 /// Null packets with some replaced. A block of the table scans holds 175 packets and looks at 174 of them.
