@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <regex>
 
 #include "tests/robustness/facts.h"
 #include "tests/robustness/samples.h"
@@ -30,30 +31,12 @@ struct Halves
     Data tail;
 };
 
-/// The facts without those that the size has a part in, and these alone.
-struct Facts
+/// What a file says that is as long as need be: without the bit rates, and without durations where none is measured.
+std::string factsOf(CProgramSelection& selection, bool measured)
 {
-    explicit Facts(CProgramSelection& selection)
-    {
-        for (std::uint32_t i = 0; selection.selectProgram(i); ++i) {
-            durations.push_back(selection.durationSeconds);
-            for (const VideoProbeRecord& record : selection.videoStreams)
-                text += mediaText(record) + " at " + std::to_string(record.filePosition) + "\n";
-            for (const AudioProbeRecord& record : selection.audioStreams)
-                text += mediaText(record) + " at " + std::to_string(record.filePosition) + "\n";
-            AvcStreamInfo info;
-            if (selection.readVideoInfo(info))
-                text += structureText(info);
-            bitRate = info.hrdBitRate;
-            EXPECT_EQ(selection.file.position(), selection.startOffset);
-        }
-        text += tablesText(selection);
-    }
-
-    std::string text;
-    std::vector<double> durations;
-    std::uint32_t bitRate = 0;  // of the last program's AVC video
-};
+    const std::string facts = std::regex_replace(allFacts(selection), std::regex(" .* bit/s.*\n"), "");
+    return measured ? facts : std::regex_replace(facts, std::regex("[0-9.]+ seconds"), "0.000000 seconds");
+}
 
 /// The bit rate of a stream that does not tell its own.
 std::uint32_t estimate(std::uintmax_t size, double seconds)
@@ -80,7 +63,6 @@ TEST(LargeFiles, AllButTheDurationIsReadFromTheStart)
         const TemporaryFile small(sample(name).packets);
         CProgramSelection selection;
         selection.loadFile(small.path().c_str());
-        const Facts expected(selection);
         for (const std::uintmax_t size : {std::uintmax_t{2'100'000'000}, std::uintmax_t{4'200'000'000}, k4GiB + 3,
                                           k4GiB + 4, std::uintmax_t{20'000'000'000}}) {
             SCOPED_TRACE(testing::Message() << name << ", " << size << " bytes");
@@ -89,16 +71,15 @@ TEST(LargeFiles, AllButTheDurationIsReadFromTheStart)
                 GTEST_SKIP() << "no sparse files in " << large.path();
             CProgramSelection again;
             EXPECT_LT(secondsToLoad(again, large), kLoadSeconds);
-            const Facts found(again);
             EXPECT_TRUE(again.analysed);
             EXPECT_EQ(again.fileSize, static_cast<std::int64_t>(size));
-            EXPECT_EQ(found.text, expected.text);
             // The way back from the end begins 4 bytes before it, which has to be less than 4 GiB.
             const bool measured = size < k4GiB + 4;
-            EXPECT_EQ(found.durations,
-                      measured ? expected.durations : std::vector<double>(expected.durations.size(), 0.0));
-            if (name == std::string("every-type")) {
-                EXPECT_EQ(found.bitRate, estimate(size, found.durations[0]));
+            EXPECT_EQ(factsOf(again, true), factsOf(selection, measured));
+            EXPECT_EQ(again.file.position(), again.startOffset);
+            AvcStreamInfo info;
+            if (name == std::string("every-type") && again.readVideoInfo(info)) {
+                EXPECT_EQ(info.hrdBitRate, estimate(size, again.durationSeconds));
             }
         }
     }

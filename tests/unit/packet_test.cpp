@@ -82,6 +82,19 @@ struct WalkCase
     std::optional<std::ptrdiff_t> expected;
 };
 
+template <class Find>
+void expectWalks(std::span<const WalkCase> cases, Find find)
+{
+    for (const WalkCase& test : cases) {
+        SCOPED_TRACE(test.fault);
+        const ExactBuffer block(test.block);
+        const std::uint8_t* found = nullptr;
+        CPSIParser parser;
+        EXPECT_EQ((parser.*find)(block.data(), block.length(), test.key, found), test.expected.has_value());
+        EXPECT_EQ(found, test.expected ? block.data() + *test.expected : nullptr);
+    }
+}
+
 TEST(FindNextPacket, Cases)
 {
     const Data null = nullPackets(1);
@@ -100,14 +113,7 @@ TEST(FindNextPacket, Cases)
         {"six packets are needed where the first byte is a sync byte", join({start, {0}}), kKey, 0},
         {"an empty block is read", {}, kKey, std::nullopt},
     };
-    for (const auto& test : cases) {
-        SCOPED_TRACE(test.fault);
-        const ExactBuffer block(test.block);
-        const std::uint8_t* found = nullptr;
-        EXPECT_EQ(CPSIParser().findNextPacket(block.data(), block.length(), test.key, found),
-                  test.expected.has_value());
-        EXPECT_EQ(found, test.expected ? block.data() + *test.expected : nullptr);
-    }
+    expectWalks(cases, &CPSIParser::findNextPacket);
 }
 
 TEST(FindNextPacket, KeepsTheHeaderWordOfTheLastErrorFreePacket)
@@ -140,14 +146,7 @@ TEST(FindLastPacket, Cases)
         {"the walk begins behind the third sync byte", join({nulls, null, start, filled(100)}), kKey, std::nullopt},
         {"a block shorter than a packet is read", firstBytes(start, 187), kKey, std::nullopt},
     };
-    for (const auto& test : cases) {
-        SCOPED_TRACE(test.fault);
-        const ExactBuffer block(test.block);
-        const std::uint8_t* found = nullptr;
-        EXPECT_EQ(CPSIParser().findLastPacket(block.data(), block.length(), test.key, found),
-                  test.expected.has_value());
-        EXPECT_EQ(found, test.expected ? block.data() + *test.expected : nullptr);
-    }
+    expectWalks(cases, &CPSIParser::findLastPacket);
 }
 
 TEST(ParsePts, Cases)
