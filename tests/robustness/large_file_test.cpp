@@ -97,19 +97,13 @@ TEST(LargeFiles, AStampIsLookedForThroughTheZeros)
     EXPECT_NEAR(selection.durationSeconds, 1.3, 0.3) << "half of three seconds; not every block is read";
 }
 
-Data mpegVideo(std::uint16_t pid)
-{
-    return packet({.pid = pid}, pes(0xE0, join({sequenceHeader(), sequenceExtension()}), 90000));
-}
-
 TEST(LargeFiles, WhatLiesBeyond4GiBIsReadOnTo)
 {
     constexpr std::uintmax_t kSize = k4GiB + 10'000'000;
     const Data programs = patPacket({{1, 0x100}, {2, 0x100}});
     const Data maps = join({pmtPacket(0x100, 1, {{0x02, 0x200}}), pmtPacket(0x100, 2, {{0x02, 0x300}, {0x81, 0x301}})});
-    const Data audio = packet({.pid = 0x301}, pes(0xBD, {0x0B, 0x77, 0, 0, 0x1C, 0, 0x40}));
-    const Data tail =
-        join({repeat(join({maps, nullPackets(20)}), 4), mpegVideo(0x200), mpegVideo(0x300), audio, nullPackets(20)});
+    const Data tail = join({repeat(join({maps, nullPackets(20)}), 4), mpegVideoPacket(0x200), mpegVideoPacket(0x300),
+                            ac3Packet(0x301), nullPackets(20)});
     const SparseFile large(join({programs, nullPackets(40)}), kSize, tail);
     if (!large.valid())
         GTEST_SKIP() << "no sparse files in " << large.path();

@@ -52,11 +52,6 @@ protected:
 
 using Numbers = std::vector<std::uint16_t>;
 
-Data mpegVideo(std::uint16_t pid)
-{
-    return packet({.pid = pid}, pes(0xE0, join({sequenceHeader(), sequenceExtension()}), 90000));
-}
-
 /// Program n has its map on PID 0x100 + n and one video stream on PID 0x10 + n, playable or not.
 Data programFile(const std::vector<bool>& playable)
 {
@@ -69,7 +64,7 @@ Data programFile(const std::vector<bool>& playable)
         const auto pid = static_cast<std::uint16_t>(0x10 + number);
         programs.push_back({number, mapPid});
         maps = join({maps, pmtPacket(mapPid, number, {{2, pid}})});
-        video = join({video, playable[i] ? mpegVideo(pid) : Data{}});
+        video = join({video, playable[i] ? mpegVideoPacket(pid) : Data{}});
     }
     return join({patPacket(programs), maps, video, nullPackets(12)});
 }
@@ -149,9 +144,9 @@ TEST(Load, PrunesUnplayablePrograms)
 
 TEST(Load, DurationIsMeasuredByVideoAlone)
 {
-    const Data sound = packet({.pid = 0x21}, pes(0xBD, {0x0B, 0x77, 0, 0, 0x1C, 0, 0x40}, 90000));
     Selection filter;
-    filter.load(join({patPacket({{1, 0x100}}), pmtPacket(0x100, 1, {{0x81, 0x21}}), sound, nullPackets(200)}));
+    filter.load(
+        join({patPacket({{1, 0x100}}), pmtPacket(0x100, 1, {{0x81, 0x21}}), ac3Packet(0x21), nullPackets(200)}));
     EXPECT_EQ(filter.describe(0x81, 0x21), "AC3 (0x0021)");
     EXPECT_EQ(filter.durationSeconds, 4.0e12);
 }
@@ -168,10 +163,8 @@ TEST(Load, EndsWithinASecondWhateverTheFile)
             programs.push_back({number, 0x100});
             maps = join({maps, endlessMap(0x100, number, streamType, number <= 30 ? 0x1000 : 0x1400)});
         }
-        const Data content = join(
-            {patPacket(programs), maps, nullPackets(4000),
-             type == 0x81 ? packet({.pid = 0x1100}, pes(0xBD, {0x0B, 0x77, 0, 0, 0x1C, 0, 0x40})) : mpegVideo(0x1100),
-             nullPackets(2)});
+        const Data playable = type == 0x81 ? ac3Packet(0x1100) : mpegVideoPacket(0x1100);
+        const Data content = join({patPacket(programs), maps, nullPackets(4000), playable, nullPackets(2)});
         Selection filter;
         const auto begin = std::chrono::steady_clock::now();
         EXPECT_EQ(filter.load(content), LoadResult::Status::loaded);
@@ -208,7 +201,7 @@ TEST(DefaultPids, ReplaceTheTablesAndAreNotPruned)
 {
     Selection filter;
     filter.setDefaultStreams(0, 0x11, 2, 0x12, 0x81);
-    ASSERT_EQ(filter.load(join({mpegVideo(0x11), nullPackets(12)})), LoadResult::Status::loaded);
+    ASSERT_EQ(filter.load(join({mpegVideoPacket(0x11), nullPackets(12)})), LoadResult::Status::loaded);
     EXPECT_TRUE(filter.analysed);
     EXPECT_EQ(filter.numbers(), Numbers{1});
     EXPECT_EQ(filter.currentPmtPid, 0x100);
