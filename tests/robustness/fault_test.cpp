@@ -6,9 +6,8 @@
 #include <new>
 #include <string_view>
 
-#include "tests/robustness/allocation_fault.h"
 #include "tests/robustness/facts.h"
-#include "tests/robustness/file_fault.h"
+#include "tests/robustness/faults.h"
 #include "tests/robustness/samples.h"
 #include "tests/support/temporary_file.h"
 

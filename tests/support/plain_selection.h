@@ -12,12 +12,12 @@ namespace zarnow::test {
 struct PlainSelection : CProgramSelection
 {
     bool plainLoad(const CTransportFile::PathChar* path);
-    bool plainTables();
     void plainSelectProgram(const PsiEntry& program);
-    void plainProbes();
     double plainDuration(std::uint16_t pid);
 
 private:
+    bool plainTables();
+    void plainProbes();
     bool readAssociation(std::uint32_t size);
     bool readMaps(std::uint32_t size);
     void prune();
