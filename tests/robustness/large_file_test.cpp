@@ -21,10 +21,8 @@ constexpr double kLoadSeconds = 2.0;
 struct Halves
 {
     explicit Halves(const Data& packets)
+        : head(firstBytes(packets, packets.size() / kPacket / 2 * kPacket)), tail(bytesFrom(packets, head.size()))
     {
-        const auto middle = packets.begin() + static_cast<std::ptrdiff_t>(packets.size() / kPacket / 2 * kPacket);
-        head.assign(packets.begin(), middle);
-        tail.assign(middle, packets.end());
     }
 
     Data head;

@@ -314,8 +314,7 @@ TEST(GopScan, UnitsCutBetweenPayloadsAreCountedOnce)
 {
     const Data units = join({group({kI, kP, kB, kB, kP}), sps({}), filled(20, 0x55)});
     for (std::size_t cut = 0; cut <= units.size(); ++cut) {
-        const Parsed result =
-            scan({firstBytes(units, cut), Data(units.begin() + static_cast<std::ptrdiff_t>(cut), units.end())});
+        const Parsed result = scan({firstBytes(units, cut), bytesFrom(units, cut)});
         EXPECT_TRUE(result.accepted) << cut;
         EXPECT_EQ(result.info.gopPictureCount, 5) << cut;
         EXPECT_EQ(result.info.entropy_coding_mode_flag, 1) << cut;

@@ -171,8 +171,8 @@ PmtResult parsePmt(const Data& content, int programNumber = -1)
 Data split(const Data& section, const Header& second = {.pid = kPmtPid})
 {
     const Data whole = pointed(section);
-    const auto cut = whole.begin() + 184;
-    return join({packet({.pid = kPmtPid}, {whole.begin(), cut}), nullPackets(1), packet(second, {cut, whole.end()})});
+    return join(
+        {packet({.pid = kPmtPid}, bytesFrom(whole, 0, 184)), nullPackets(1), packet(second, bytesFrom(whole, 184))});
 }
 
 TEST(ParsePmt, StreamsTaken)
