@@ -25,9 +25,9 @@ TEST(BufferSizes, MapsCutByABlocksEnd)
     for (std::size_t i = 0; i < many.size(); ++i)
         many[i].pid = static_cast<std::uint16_t>(many[i].pid + i);
     const Data section = pointed(pmtSection(1, many));
-    const auto cut = section.begin() + kPacket - 4;
-    const TemporaryFile single(fileOf({{1, 0x100}}, join({packet({.pid = 0x100}, {section.begin(), cut}),
-                                                          packet({.pid = 0x100}, {cut, section.end()})})));
+    constexpr std::size_t kRoom = kPacket - 4;
+    const TemporaryFile single(fileOf({{1, 0x100}}, join({packet({.pid = 0x100}, bytesFrom(section, 0, kRoom)),
+                                                          packet({.pid = 0x100}, bytesFrom(section, kRoom))})));
     const TemporaryFile shared(fileOf(
         {{1, 0x100}, {2, 0x100}}, join({pmtPacket(0x100, 1, {{0x0F, 0x110}}), pmtPacket(0x100, 2, {{0x0F, 0x120}})})));
     std::set<std::size_t> counts;
