@@ -87,7 +87,7 @@ TEST(ReadFaults, ReadsInPiecesMakeNoDifference)
     constexpr std::pair<Kind, Lasting> kFaults[] = {
         {Kind::shortRead, Lasting::once}, {Kind::shortRead, Lasting::forGood}, {Kind::interruptedRead, Lasting::once}};
     for (const auto& [kind, lasting] : kFaults) {
-        atEveryPlace("pieces", [kind, lasting](const GoodFile& good, std::size_t place) {
+        atEveryPlace("pieces", [kind = kind, lasting = lasting](const GoodFile& good, std::size_t place) {
             CProgramSelection selection;
             const FileFault fault(kind, place, lasting);
             expectGoodLoad(selection, good);
