@@ -51,6 +51,23 @@ TEST(TransportFile, MovesWithin32Bits)
     EXPECT_TRUE(file.moveBy(-100));
 }
 
+TEST(SyncInFile, CountsFromTheCurrentPositionAndStaysThere)
+{
+    Scan scan(join({filled(70000), nullPackets(20)}));
+    Scan lost(filled(120000));
+    std::uint32_t offset = 0;
+    for (Scan* one : {&scan, &lost}) {
+        one->startOffset = 4711;
+        ASSERT_TRUE(one->file.moveTo(1234));
+        EXPECT_EQ(one->findSyncInFile(offset), one == &scan);
+        EXPECT_EQ(one->file.position(), 1234);
+        EXPECT_EQ(offset, 70000U - 1234U);
+        EXPECT_EQ(one->rewindToData(), one == &scan);
+        EXPECT_EQ(one->startOffset, one == &scan ? 70000U : 0U);
+        EXPECT_EQ(one->file.position(), one->startOffset);
+    }
+}
+
 /// Null packets with some replaced. A block of the table scans holds 175 packets and looks at 174 of them.
 Data fileWith(std::initializer_list<std::pair<std::size_t, Data>> replacements, std::size_t packets = 900)
 {

@@ -84,11 +84,13 @@ TEST(Load, FilesThatCannotBeAnalysed)
     for (const auto& test : cases) {
         SCOPED_TRACE(test.fault);
         Selection filter;
-        ASSERT_EQ(filter.load(programFile({true})), LoadResult::Status::loaded);
+        ASSERT_EQ(filter.load(timed(programFile({true}))), LoadResult::Status::loaded);
+        ASSERT_EQ(filter.packetSize, 192U);
         filter.avcStreamInfo.hrdBitRate = 4711;
         EXPECT_EQ(filter.load(test.content), test.status);
         EXPECT_FALSE(filter.analysed);
         EXPECT_TRUE(filter.programList.empty() || !test.content.empty()) << "the earlier file's programs";
+        EXPECT_EQ(filter.packetSize, test.content.empty() ? 192U : 188U);
         EXPECT_EQ(filter.startOffset, 0U);
         EXPECT_EQ(filter.file.position(), 0);
         EXPECT_EQ(filter.avcStreamInfo.hrdBitRate, 0U) << "the next stream's figures would not be taken";
