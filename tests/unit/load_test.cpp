@@ -3,8 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
-#include <chrono>
 #include <cstring>
+#include <ctime>
 
 #include "esparse/program_selection.h"
 #include "tests/support/difficult_files.h"
@@ -168,10 +168,9 @@ TEST(Load, EndsWithinASecondWhateverTheFile)
         const Data playable = type == 0x81 ? ac3Packet(0x1100) : mpegVideoPacket(0x1100);
         const Data content = join({patPacket(programs), maps, nullPackets(4000), playable, nullPackets(2)});
         Selection filter;
-        const auto begin = std::chrono::steady_clock::now();
+        const std::clock_t begin = std::clock();  // of the processor, which others may be busy with
         EXPECT_EQ(filter.load(content), LoadResult::Status::loaded);
-        const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - begin;
-        EXPECT_LT(seconds.count(), 1.0) << type << ": a file of 1 MB";
+        EXPECT_LT(std::clock() - begin, CLOCKS_PER_SEC) << type << ": a file of 1 MB";
     }
 }
 
