@@ -43,7 +43,7 @@ class Graph(unittest.TestCase):
         self.assertEqual(status, PLAYED, messages)
         return json.loads(report)
 
-    def check_file(self, name, start=0, packet=188):
+    def check_file(self, name, start, packet):
         path = samples.make(name)
         for index, streams in enumerate(facts.programs(path)):
             with tempfile.TemporaryDirectory(dir=samples.SAMPLES) as out:
@@ -121,35 +121,12 @@ class Graph(unittest.TestCase):
         self.check_type(pin, "AUDIO_0", mapping, types.AUDIO, types.RAW_AAC, types.FORMAT_WAVE)
         self.assertEqual(types.wave(bytes.fromhex(pin["formatBlock"])), types.WaveFormat(0, 2, 48000, 28000, 32, 16))
 
-    def test_mpeg2_video(self):
-        self.check_file("mpeg2-mp2.ts")
-
-    def test_mpeg2_video_at_30000_over_1001(self):
-        self.check_file("mpeg2-ntsc.mpg")
-
-    def test_mpeg1_video(self):
-        self.check_file("mpeg1-mp2.ts")
-
-    def test_h264_with_aac(self):
-        self.check_file("h264-aac.ts")
-
-    def test_h264_with_ac3(self):
-        self.check_file("h264-ac3.tp")
-
-    def test_two_programs(self):
-        self.check_file("two-programs.ts")
-
-    def test_packets_of_192_bytes(self):
-        self.check_file("packets-of-192.m2ts", start=4, packet=192)
-
-    def test_garbage_before_the_first_packet(self):
-        self.check_file("leading-garbage.ts", start=5000)
-
-    def test_file_that_begins_within_a_packet(self):
-        self.check_file("mid-packet.ts", start=samples.PACKET - 77)
-
-    def test_name_with_spaces_and_other_letters(self):
-        self.check_file("name with spaces, Größe 雪.ts")
+    def test_every_sample(self):
+        layouts = {"packets-of-192.m2ts": (4, 192), "leading-garbage.ts": (5000, 188),
+                   "mid-packet.ts": (samples.PACKET - 77, 188)}
+        for name in samples.MAKERS:
+            with self.subTest(file=name):
+                self.check_file(name, *layouts.get(name, (0, 188)))
 
 
 class Failures(unittest.TestCase):

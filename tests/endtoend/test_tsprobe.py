@@ -100,7 +100,6 @@ class Errors(unittest.TestCase):
         with tempfile.NamedTemporaryFile(suffix=".ts") as empty:
             self.assertEqual(run(HOST, "--json", empty.name)[:2], (2, ""))
 
-
     def test_a_full_disk_is_told(self):
         for option in ([], ["--json"]):
             with open("/dev/full", "wb") as full:

@@ -34,8 +34,7 @@ test::Data piece(test::Dice& dice)
     for (std::size_t at = 0; at < units.size();) {
         const std::size_t size = std::min<std::size_t>(1 + dice.below(dice.oneIn(2) ? 20 : 184), units.size() - at);
         payloads.push_back(static_cast<std::uint8_t>(size));
-        payloads.insert(payloads.end(), units.begin() + static_cast<std::ptrdiff_t>(at),
-                        units.begin() + static_cast<std::ptrdiff_t>(at + size));
+        test::append(payloads, test::bytesFrom(units, at, size));
         at += size;
     }
     return payloads;

@@ -11,7 +11,7 @@ namespace zarnow::fuzz {
 
 namespace {
 
-enum LoadOption : std::uint8_t { smallBuffer = 2, fixedPids = 4, stopped = 8, twice = 16 };
+enum LoadOption : std::uint8_t { smallBuffer = 2, fixedPids = 4, stopped = 8 };
 
 class Session
 {
@@ -29,8 +29,6 @@ public:
         }
         selection_.abortScan = (flags & stopped) != 0;
         load();
-        if ((flags & twice) != 0)
-            requireSameTables();
     }
 
     /// The upper half of the byte chooses the step, the lower one the program.
@@ -65,22 +63,6 @@ private:
         require(selection_.analysed || selection_.startOffset == 0, "a start without an analysis");
         require(!selection_.analysed || !selection_.streamList.empty(), "analysed without tables");
         requireCounts();
-    }
-
-    /// Nothing that a load finds in the tables depends on the load before.
-    void requireSameTables()
-    {
-        const auto programs = selection_.programList;
-        const auto streams = selection_.streamList;
-        load();
-        const auto same = [](const PsiEntry& a, const PsiEntry& b) {
-            return a.pid == b.pid && a.streamType == b.streamType && a.belongsTo(b.pmtPid, b.programNumber);
-        };
-        const auto& again = selection_.programList;
-        require(std::equal(programs.begin(), programs.end(), again.begin(), again.end(), same), "other programs");
-        const auto& streamsAgain = selection_.streamList;
-        require(std::equal(streams.begin(), streams.end(), streamsAgain.begin(), streamsAgain.end(), same),
-                "other streams");
     }
 
     void requireCounts() const

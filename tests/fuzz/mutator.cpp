@@ -35,16 +35,10 @@ public:
 private:
     void mutateRange(std::size_t from, std::size_t size, std::size_t room)
     {
-        Data part = slice(from, size);
+        Data part = test::bytesFrom(input_, from, size);
         part.resize(std::max<std::size_t>(room, 1));
         part.resize(mutateBytes_(part.data(), size, room));
         replace(from, size, part);
-    }
-
-    Data slice(std::size_t from, std::size_t size) const
-    {
-        const auto begin = input_.begin() + static_cast<std::ptrdiff_t>(from);
-        return Data(begin, begin + static_cast<std::ptrdiff_t>(size));
     }
 
     void replace(std::size_t from, std::size_t size, const Data& by)
@@ -107,7 +101,7 @@ private:
             case 3:
                 return replace(from, step(), {});
             case 4:
-                return replace(to, 0, slice(from, step()));
+                return replace(to, 0, test::bytesFrom(input_, from, step()));
             case 5:
                 return changeHeader(from + (isTimed() ? kPrefix : 0));
             case 6:
@@ -149,7 +143,7 @@ private:
                                 .garbage = 300,
                                 .withTables = !dice_.oneIn(8),
                                 .withPrefixes = dice_.oneIn(4)};
-        const Data options = slice(0, kOptionBytes);
+        const Data options = test::bytesFrom(input_, 0, kOptionBytes);
         input_ = test::join({options, test::randomStream(dice_, shape)});
         input_[0] = static_cast<std::uint8_t>((input_[0] & ~kTimedPackets) | (shape.withPrefixes ? kTimedPackets : 0));
     }

@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <chrono>
 #include <ctime>
-#include <functional>
 #include <future>
 #include <optional>
 #include <pthread.h>
@@ -40,8 +39,6 @@ struct WrittenFile
     TemporaryFile file;
 };
 
-using Work = std::function<void(CProgramSelection&)>;
-
 milliseconds timeOf(clockid_t clock)
 {
     timespec now = {};
@@ -50,15 +47,16 @@ milliseconds timeOf(clockid_t clock)
                                                     std::chrono::nanoseconds(now.tv_nsec));
 }
 
-/// Has a thread do the work and stops it after a while.
+/// Has a thread load a file and stops it after a while.
 /// @return for how long the thread ran on, which no other process has a part in; nothing when it had ended before
-std::optional<milliseconds> stopAfter(milliseconds delay, CProgramSelection& selection, const Work& work)
+std::optional<milliseconds> stopAfter(milliseconds delay, CProgramSelection& selection,
+                                      const std::filesystem::path& path)
 {
     std::promise<void> ended;
     std::promise<void> released;
     milliseconds end{};
     std::thread worker([&] {
-        work(selection);
+        EXPECT_EQ(selection.loadFile(path.c_str()).status, LoadResult::Status::loaded);
         end = timeOf(CLOCK_THREAD_CPUTIME_ID);
         ended.set_value();
         released.get_future().wait();  // its clock is there as long as it is
@@ -84,9 +82,7 @@ TEST(Abort, EndsEveryLoadWithin100Milliseconds)
         for (const int delay : {0, 1, 2, 5, 10, 20, 50, 100, 200}) {
             SCOPED_TRACE(testing::Message() << difficult.name << ", stopped after " << delay << " ms");
             CProgramSelection selection;
-            const auto wait = stopAfter(milliseconds(delay), selection, [&](CProgramSelection& loads) {
-                EXPECT_EQ(loads.loadFile(written.file.path().c_str()).status, LoadResult::Status::loaded);
-            });
+            const auto wait = stopAfter(milliseconds(delay), selection, written.file.path());
             EXPECT_EQ(selection.file.position(), selection.startOffset);
             if (!wait)
                 break;
@@ -97,33 +93,6 @@ TEST(Abort, EndsEveryLoadWithin100Milliseconds)
         RecordProperty(difficult.name, static_cast<int>(longest.count()));
     }
     EXPECT_GT(stopped, files.size()) << "the files are no trouble";
-}
-
-TEST(Abort, EndsSelectionsAndTheVideoFacts)
-{
-    const auto files = difficultFiles();
-    const auto avc = std::find_if(files.begin(), files.end(), [](const DifficultFile& file) {
-        return file.name == "a PES start in every packet, AVC";
-    });
-    ASSERT_NE(avc, files.end());
-    const WrittenFile written(*avc);
-    CProgramSelection selection;
-    selection.loadFile(written.file.path().c_str());
-    const Work works[] = {
-        [](CProgramSelection& loaded) { loaded.selectProgram(0); },
-        [](CProgramSelection& loaded) { loaded.selectProgramByNumber(loaded.currentPmtPid, 1); },
-        [](CProgramSelection& loaded) {
-            AvcStreamInfo info;
-            EXPECT_FALSE(loaded.readVideoInfo(info));
-        },
-    };
-    for (const Work& work : works) {
-        selection.abortScan = false;
-        selection.setReadBufferSize(selection.readBufferSize);  // or what the load read would be known
-        const auto wait = stopAfter(milliseconds(2), selection, work);
-        ASSERT_TRUE(wait.has_value());
-        EXPECT_LT(*wait, kLongestWait);
-    }
 }
 
 }  // namespace

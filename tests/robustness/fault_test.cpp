@@ -6,9 +6,8 @@
 #include <new>
 #include <string_view>
 
-#include "tests/robustness/allocation_fault.h"
 #include "tests/robustness/facts.h"
-#include "tests/robustness/file_fault.h"
+#include "tests/robustness/faults.h"
 #include "tests/robustness/samples.h"
 #include "tests/support/temporary_file.h"
 
@@ -59,6 +58,15 @@ void expectGoodLoad(CProgramSelection& selection, const GoodFile& good)
     EXPECT_EQ(allFacts(selection), good.facts) << "the load after the fault";
 }
 
+/// That a search could not read, or had no memory, is forgotten with the next selection.
+void expectNothingRemembered(CProgramSelection& selection)
+{
+    allFacts(selection);  // its records' leftovers are in both of the next two
+    const std::string again = allFacts(selection);
+    selection.setReadBufferSize(selection.readBufferSize);
+    EXPECT_EQ(again, allFacts(selection));
+}
+
 /// Runs a step on each sample with the fault at the first, the second, the third place and so on, until it finds none
 /// to strike at. @param step  given the good file and the place; whether the fault struck
 void atEveryPlace(const std::string& fault, const std::function<bool(const GoodFile&, std::size_t place)>& step)
@@ -76,17 +84,15 @@ void atEveryPlace(const std::string& fault, const std::function<bool(const GoodF
 
 TEST(ReadFaults, ReadsInPiecesMakeNoDifference)
 {
-    for (const Kind kind : {Kind::shortRead, Kind::interruptedRead}) {
-        for (const Lasting lasting : {Lasting::once, Lasting::forGood}) {
-            if (kind == Kind::interruptedRead && lasting == Lasting::forGood)
-                continue;  // would never end
-            atEveryPlace("pieces", [=](const GoodFile& good, std::size_t place) {
-                CProgramSelection selection;
-                const FileFault fault(kind, place, lasting);
-                expectGoodLoad(selection, good);
-                return fault.struck();
-            });
-        }
+    constexpr std::pair<Kind, Lasting> kFaults[] = {
+        {Kind::shortRead, Lasting::once}, {Kind::shortRead, Lasting::forGood}, {Kind::interruptedRead, Lasting::once}};
+    for (const auto& [kind, lasting] : kFaults) {
+        atEveryPlace("pieces", [kind = kind, lasting = lasting](const GoodFile& good, std::size_t place) {
+            CProgramSelection selection;
+            const FileFault fault(kind, place, lasting);
+            expectGoodLoad(selection, good);
+            return fault.struck();
+        });
     }
 }
 
@@ -106,10 +112,7 @@ TEST(ReadFaults, AreForgottenWithTheNextCall)
                 expectConsistent(selection);
                 if (kind == Kind::failedRead) {
                     EXPECT_EQ(selection.file.position(), selection.startOffset);
-                    allFacts(selection);  // its records' leftovers are in both of the next two
-                    const std::string again = allFacts(selection);
-                    selection.setReadBufferSize(selection.readBufferSize);
-                    EXPECT_EQ(again, allFacts(selection)) << "a search remembers what could not be read";
+                    expectNothingRemembered(selection);
                 }
                 expectGoodLoad(selection, good);
                 return struck;
@@ -219,18 +222,8 @@ const AllocatingCall kAllocatingCalls[] = {
          good.load(selection);
      }},
     {"selection", [](CProgramSelection& selection, const GoodFile&) { selection.selectProgram(0); }},
-    {"video facts",
-     [](CProgramSelection& selection, const GoodFile&) {
-         AvcStreamInfo info;
-         selection.readVideoInfo(info);
-     }},
-    {"description",
-     [](CProgramSelection& selection, const GoodFile&) {
-         for (const PsiEntry& stream : selection.streamList) {
-             std::string text;
-             selection.describeStream(stream.streamType, stream.pid, text);
-         }
-     }},
+    {"selection, video facts and descriptions",
+     [](CProgramSelection& selection, const GoodFile&) { allFacts(selection); }},
     {"buffer", [](CProgramSelection& selection, const GoodFile&) { selection.setReadBufferSize(70000); }},
 };
 
@@ -264,13 +257,11 @@ TEST(AllocationFaults, EndTheCallAndNothingElse)
                         selection.videoStreamCount + selection.audioStreamCount == 0)
                 << "headers are read without a buffer";
             expectConsistent(selection);
-            allFacts(selection);  // of what the fault left behind
             selection.setDefaultStreams(0, 0, 0, 0, 0);
-            if (select) {
-                const std::string again = allFacts(selection);
-                selection.setReadBufferSize(selection.readBufferSize);
-                EXPECT_EQ(again, allFacts(selection)) << "a search remembers that there was no memory";
-            }
+            if (select)
+                expectNothingRemembered(selection);
+            else
+                allFacts(selection);  // of what the fault left behind
             selection.setReadBufferSize(kDefaultReadBufferSize);
             expectGoodLoad(selection, good);
             return struck;

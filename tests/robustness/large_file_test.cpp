@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <regex>
 
 #include "tests/robustness/facts.h"
 #include "tests/robustness/samples.h"
@@ -20,40 +21,20 @@ constexpr double kLoadSeconds = 2.0;
 struct Halves
 {
     explicit Halves(const Data& packets)
+        : head(firstBytes(packets, packets.size() / kPacket / 2 * kPacket)), tail(bytesFrom(packets, head.size()))
     {
-        const auto middle = packets.begin() + static_cast<std::ptrdiff_t>(packets.size() / kPacket / 2 * kPacket);
-        head.assign(packets.begin(), middle);
-        tail.assign(middle, packets.end());
     }
 
     Data head;
     Data tail;
 };
 
-/// The facts without those that the size has a part in, and these alone.
-struct Facts
+/// What a file says that is as long as need be: without the bit rates, and without durations where none is measured.
+std::string factsOf(CProgramSelection& selection, bool measured)
 {
-    explicit Facts(CProgramSelection& selection)
-    {
-        for (std::uint32_t i = 0; selection.selectProgram(i); ++i) {
-            durations.push_back(selection.durationSeconds);
-            for (const VideoProbeRecord& record : selection.videoStreams)
-                text += mediaText(record) + " at " + std::to_string(record.filePosition) + "\n";
-            for (const AudioProbeRecord& record : selection.audioStreams)
-                text += mediaText(record) + " at " + std::to_string(record.filePosition) + "\n";
-            AvcStreamInfo info;
-            if (selection.readVideoInfo(info))
-                text += structureText(info);
-            bitRate = info.hrdBitRate;
-            EXPECT_EQ(selection.file.position(), selection.startOffset);
-        }
-        text += tablesText(selection);
-    }
-
-    std::string text;
-    std::vector<double> durations;
-    std::uint32_t bitRate = 0;  // of the last program's AVC video
-};
+    const std::string facts = std::regex_replace(allFacts(selection), std::regex(" .* bit/s.*\n"), "");
+    return measured ? facts : std::regex_replace(facts, std::regex("[0-9.]+ seconds"), "0.000000 seconds");
+}
 
 /// The bit rate of a stream that does not tell its own.
 std::uint32_t estimate(std::uintmax_t size, double seconds)
@@ -80,7 +61,6 @@ TEST(LargeFiles, AllButTheDurationIsReadFromTheStart)
         const TemporaryFile small(sample(name).packets);
         CProgramSelection selection;
         selection.loadFile(small.path().c_str());
-        const Facts expected(selection);
         for (const std::uintmax_t size : {std::uintmax_t{2'100'000'000}, std::uintmax_t{4'200'000'000}, k4GiB + 3,
                                           k4GiB + 4, std::uintmax_t{20'000'000'000}}) {
             SCOPED_TRACE(testing::Message() << name << ", " << size << " bytes");
@@ -89,16 +69,16 @@ TEST(LargeFiles, AllButTheDurationIsReadFromTheStart)
                 GTEST_SKIP() << "no sparse files in " << large.path();
             CProgramSelection again;
             EXPECT_LT(secondsToLoad(again, large), kLoadSeconds);
-            const Facts found(again);
             EXPECT_TRUE(again.analysed);
             EXPECT_EQ(again.fileSize, static_cast<std::int64_t>(size));
-            EXPECT_EQ(found.text, expected.text);
             // The way back from the end begins 4 bytes before it, which has to be less than 4 GiB.
             const bool measured = size < k4GiB + 4;
-            EXPECT_EQ(found.durations,
-                      measured ? expected.durations : std::vector<double>(expected.durations.size(), 0.0));
+            EXPECT_EQ(factsOf(again, true), factsOf(selection, measured));
+            EXPECT_EQ(again.file.position(), again.startOffset);
+            AvcStreamInfo info;
             if (name == std::string("every-type")) {
-                EXPECT_EQ(found.bitRate, estimate(size, found.durations[0]));
+                EXPECT_TRUE(again.readVideoInfo(info));
+                EXPECT_EQ(info.hrdBitRate, estimate(size, again.durationSeconds));
             }
         }
     }
@@ -116,19 +96,13 @@ TEST(LargeFiles, AStampIsLookedForThroughTheZeros)
     EXPECT_NEAR(selection.durationSeconds, 1.3, 0.3) << "half of three seconds; not every block is read";
 }
 
-Data mpegVideo(std::uint16_t pid)
-{
-    return packet({.pid = pid}, pes(0xE0, join({sequenceHeader(), sequenceExtension()}), 90000));
-}
-
 TEST(LargeFiles, WhatLiesBeyond4GiBIsReadOnTo)
 {
     constexpr std::uintmax_t kSize = k4GiB + 10'000'000;
     const Data programs = patPacket({{1, 0x100}, {2, 0x100}});
     const Data maps = join({pmtPacket(0x100, 1, {{0x02, 0x200}}), pmtPacket(0x100, 2, {{0x02, 0x300}, {0x81, 0x301}})});
-    const Data audio = packet({.pid = 0x301}, pes(0xBD, {0x0B, 0x77, 0, 0, 0x1C, 0, 0x40}));
-    const Data tail =
-        join({repeat(join({maps, nullPackets(20)}), 4), mpegVideo(0x200), mpegVideo(0x300), audio, nullPackets(20)});
+    const Data tail = join({repeat(join({maps, nullPackets(20)}), 4), mpegVideoPacket(0x200), mpegVideoPacket(0x300),
+                            ac3Packet(0x301), nullPackets(20)});
     const SparseFile large(join({programs, nullPackets(40)}), kSize, tail);
     if (!large.valid())
         GTEST_SKIP() << "no sparse files in " << large.path();

@@ -84,11 +84,9 @@ Data multiplex(const Data& tables, const std::vector<Elementary>& streams, std::
     Data whole;
     for (std::uint32_t round = 0; round < rounds; ++round) {
         if (round % 8 == 0)
-            whole.insert(whole.end(), tables.begin(), tables.end());
-        for (const Elementary& stream : streams) {
-            const Data packets = pesPackets(stream.pid, stream.unit(round));
-            whole.insert(whole.end(), packets.begin(), packets.end());
-        }
+            append(whole, tables);
+        for (const Elementary& stream : streams)
+            append(whole, pesPackets(stream.pid, stream.unit(round)));
     }
     return whole;
 }
@@ -142,10 +140,9 @@ Data mapOverBorder()
         streams.push_back({0x05, pid});
     streams.push_back({0x03, 0x111});
     const Data section = pointed(pmtSection(1, streams));
-    const auto middle = section.begin() + static_cast<std::ptrdiff_t>(kPacket - 4);
     // The further packet's payload is taken to begin where the header ends.
-    const Data tables = join({patPacket({{1, 0x100}}), packet({.pid = 0x100}, Data(section.begin(), middle)),
-                              packet({.pid = 0x100}, Data(middle, section.end()))});
+    const Data tables = join({patPacket({{1, 0x100}}), packet({.pid = 0x100}, bytesFrom(section, 0, kPacket - 4)),
+                              packet({.pid = 0x100}, bytesFrom(section, kPacket - 4))});
     return multiplex(tables, {mpegVideo(0x110), audio(0x111, 0xC0, kLayer2)}, 64);
 }
 

@@ -14,11 +14,16 @@ namespace zarnow::test {
 
 using Data = std::vector<std::uint8_t>;
 
+inline void append(Data& whole, std::span<const std::uint8_t> part)
+{
+    whole.insert(whole.end(), part.begin(), part.end());
+}
+
 inline Data join(std::initializer_list<Data> parts)
 {
     Data whole;
     for (const Data& part : parts)
-        whole.insert(whole.end(), part.begin(), part.end());
+        append(whole, part);
     return whole;
 }
 
@@ -27,7 +32,7 @@ inline Data repeat(const Data& part, std::size_t count)
     Data whole;
     whole.reserve(part.size() * count);
     for (std::size_t i = 0; i < count; ++i)
-        whole.insert(whole.end(), part.begin(), part.end());
+        append(whole, part);
     return whole;
 }
 
@@ -40,6 +45,13 @@ inline Data firstBytes(Data data, std::size_t size)
 {
     data.resize(std::min(size, data.size()));
     return data;
+}
+
+/// Up to the end unless a size is given.
+inline Data bytesFrom(std::span<const std::uint8_t> data, std::size_t from, std::size_t size = std::dynamic_extent)
+{
+    const auto part = data.subspan(from, size);
+    return {part.begin(), part.end()};
 }
 
 inline Data withByte(Data data, std::size_t offset, std::uint8_t value)

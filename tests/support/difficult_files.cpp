@@ -1,9 +1,9 @@
 #include "tests/support/difficult_files.h"
 
 #include <fstream>
-#include <random>
 
 #include "tests/support/bit_writer.h"
+#include "tests/support/dice.h"
 #include "tests/support/transport_stream.h"
 #include "tests/support/video_headers.h"
 
@@ -15,23 +15,15 @@ constexpr std::uint16_t kPmtPid = 0x147;
 constexpr std::uint8_t kAvc = 0x1B;
 constexpr std::uint8_t kMpeg2Video = 0x02;
 
-/// Packets of random bytes, as a scrambled stream has them, but none that any header begins with.
-class ScrambledPackets
+/// A packet of random bytes, as a scrambled stream has them, but none that any header begins with.
+Data scrambledPacket(Dice& dice, std::uint16_t pid, bool unitStart)
 {
-public:
-    Data next(std::uint16_t pid, bool unitStart)
-    {
-        Data payload(kPacket - 4);
-        for (std::uint8_t& byte : payload)
-            byte = static_cast<std::uint8_t>(0x10 + random_() % 0x60);
-        Data scrambled = packet({.pid = pid, .unitStart = unitStart}, payload);
-        scrambled[3] |= 0x80;  // transport_scrambling_control
-        return scrambled;
-    }
-
-private:
-    std::minstd_rand random_{1};
-};
+    Data payload(kPacket - 4);
+    std::generate(payload.begin(), payload.end(), [&] { return static_cast<std::uint8_t>(0x10 + dice.below(0x60)); });
+    Data scrambled = packet({.pid = pid, .unitStart = unitStart}, payload);
+    scrambled[3] |= 0x80;  // transport_scrambling_control
+    return scrambled;
+}
 
 /// A multiplex as broadcast: video has most of the packets and starts a PES packet in every hundredth.
 DifficultFile scrambledPrograms()
@@ -44,14 +36,13 @@ DifficultFile scrambledPrograms()
         programs.push_back({number, pmtPid});
         maps = join({maps, pmtPacket(pmtPid, number, {{kAvc, pid(1)}, {3, pid(2)}, {4, pid(3)}})});
     }
-    ScrambledPackets packets;
+    Dice dice(1);
     Data body;
     for (int round = 0; round < 200; ++round) {
         for (const Program& program : programs) {
             const int stream = round % 10 == 8 ? 2 : round % 10 == 9 ? 3 : 1;
-            const Data one = packets.next(static_cast<std::uint16_t>(program.pmtPid + stream),
-                                          stream != 1 || (round + program.number) % 100 == 0);
-            body.insert(body.end(), one.begin(), one.end());
+            append(body, scrambledPacket(dice, static_cast<std::uint16_t>(program.pmtPid + stream),
+                                         stream != 1 || (round + program.number) % 100 == 0));
         }
     }
     return {"20 scrambled programs", join({patPacket(programs), maps}), body};
@@ -72,11 +63,10 @@ DifficultFile fullTables(const char* name, unsigned pids)
     // The table is read on beyond its packet; there the low byte of the PMT PID serves as the next packet's sync byte.
     Data pat = join({firstBytes(packet({}), 4), pointed(patSection(programs))});
     pat.resize(2 * kPacket, 0xFF);
-    ScrambledPackets packets;
+    Dice dice(1);
     Data body;
     for (unsigned i = 0; i < std::max(pids, 512U); ++i) {
-        const Data one = packets.next(static_cast<std::uint16_t>(0x300 + i % pids), true);
-        body.insert(body.end(), one.begin(), one.end());
+        append(body, scrambledPacket(dice, static_cast<std::uint16_t>(0x300 + i % pids), true));
     }
     return {name, join({pat, maps}), body};
 }
@@ -97,10 +87,10 @@ DifficultFile noTimeStamps(std::uint16_t pid, const Data& body)
 /// AVC whose structure is scanned to the end of the file: the second sequence parameter set never comes.
 DifficultFile oneParameterSet(std::uint16_t pid)
 {
-    ScrambledPackets packets;
+    Dice dice(1);
     Data body = packet({.pid = pid}, pes(0xE0, join({accessUnitDelimiter(), slice(0, 0)}), 90000));
     for (int i = 0; i < 99; ++i)
-        body = join({body, packets.next(pid, false)});
+        append(body, scrambledPacket(dice, pid, false));
     DifficultFile file = oneVideo("AVC with one sequence parameter set", kAvc, pid, body);
     file.head = join({file.head, packet({.pid = pid}, pes(0xE0, join({sps({}), pps(true)}), 90000))});
     return file;

@@ -243,6 +243,7 @@ bool sameBytes(const Value& a, const Value& b)
 std::string differenceOf(const CProgramSelection& selection, const CProgramSelection& plain)
 {
     const std::pair<const char*, bool> comparisons[] = {
+        {"analysed", selection.analysed == plain.analysed},
         {"programList", sameTables(selection.programList, plain.programList)},
         {"streamList", sameTables(selection.streamList, plain.streamList)},
         {"currentPmtPid", selection.currentPmtPid == plain.currentPmtPid},
@@ -261,6 +262,44 @@ std::string differenceOf(const CProgramSelection& selection, const CProgramSelec
             different.append(different.empty() ? "" : ", ").append(name);
     }
     return different;
+}
+
+void SelectionPair::setReadBufferSize(std::uint32_t size)
+{
+    selection.setReadBufferSize(size);
+    plain.setReadBufferSize(size);
+}
+
+void SelectionPair::load(const CTransportFile::PathChar* path)
+{
+    selection.loadFile(path);
+    plain.plainLoad(path);
+    if (!plain.analysed)
+        plain.startOffset = 0;
+}
+
+void SelectionPair::select(std::size_t index, bool byNumber)
+{
+    if (index >= plain.programList.size())
+        return;
+    const PsiEntry program = plain.programList[index];
+    if (byNumber)
+        selection.selectProgramByNumber(program.pmtPid, program.programNumber);
+    else
+        selection.selectProgram(static_cast<std::uint32_t>(index));
+    plain.plainSelectProgram(program);
+    if (!byNumber && plain.videoStreams[0].pid != 0)
+        plain.durationSeconds = plain.plainDuration(plain.videoStreams[0].pid);
+    plain.rewindToData();
+}
+
+bool SelectionPair::readVideoInfo(AvcStreamInfo& info)
+{
+    AvcStreamInfo plainInfo = info;
+    plain.fileSize = selection.fileSize;
+    const bool read = selection.readVideoInfo(info);
+    sameVideoInfo = plain.readVideoInfo(plainInfo) == read && sameBytes(info, plainInfo);
+    return read;
 }
 
 }  // namespace zarnow::test

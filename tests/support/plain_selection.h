@@ -12,12 +12,12 @@ namespace zarnow::test {
 struct PlainSelection : CProgramSelection
 {
     bool plainLoad(const CTransportFile::PathChar* path);
-    bool plainTables();
     void plainSelectProgram(const PsiEntry& program);
-    void plainProbes();
     double plainDuration(std::uint16_t pid);
 
 private:
+    bool plainTables();
+    void plainProbes();
     bool readAssociation(std::uint32_t size);
     bool readMaps(std::uint32_t size);
     void prune();
@@ -30,5 +30,25 @@ private:
 /// Compares tables, records with whatever earlier searches left in them, AVC facts, and the selected program.
 /// @return the names of those that differ; empty when none does
 std::string differenceOf(const CProgramSelection& selection, const CProgramSelection& plain);
+
+/// A selection and a plain one, of which the same is asked.
+struct SelectionPair
+{
+    void setReadBufferSize(std::uint32_t size);
+    void load(const CTransportFile::PathChar* path);
+
+    /// No duration is measured by number; nothing is done where there is no such program.
+    void select(std::size_t index, bool byNumber = false);
+
+    /// Reads the selection's video facts. The plain selection's, which should be the same, are read likewise.
+    bool readVideoInfo(AvcStreamInfo& info);
+
+    /// Whatever differs; empty when nothing does.
+    std::string difference() const { return differenceOf(selection, plain) + (sameVideoInfo ? "" : " video facts"); }
+
+    CProgramSelection selection;
+    PlainSelection plain;
+    bool sameVideoInfo = true;
+};
 
 }  // namespace zarnow::test

@@ -11,11 +11,6 @@ constexpr unsigned kPids = 10;
 constexpr std::uint16_t kFirstPid = 0x20;
 constexpr unsigned kProgramNumbers = 8;
 
-void append(Data& whole, const Data& part)
-{
-    whole.insert(whole.end(), part.begin(), part.end());
-}
-
 /// Mostly the same PMT PID for a number, so that tables and maps agree; two programs share it.
 Program randomProgram(Dice& dice)
 {
@@ -68,8 +63,7 @@ Data sectionPackets(Dice& dice, std::uint16_t pid, const Data& section)
         const std::size_t used = 4U + ((header.control & 2) != 0 ? 1U + header.adaptation : 0U);
         const std::size_t room = used < kPacket ? kPacket - used : 0;
         const std::size_t end = std::min(at + std::max(room, std::size_t{1}), bytes.size());
-        append(packets, packet(header, Data(bytes.begin() + static_cast<std::ptrdiff_t>(at),
-                                            bytes.begin() + static_cast<std::ptrdiff_t>(end))));
+        append(packets, packet(header, bytesFrom(bytes, at, end - at)));
         at = end;
     }
     return packets;

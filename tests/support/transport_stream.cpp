@@ -53,7 +53,7 @@ Data packet(const Header& header, const Data& payload)
             bytes.push_back(0);  // no flags
         bytes.resize(5U + header.adaptation, header.stuffing);
     }
-    bytes.insert(bytes.end(), payload.begin(), payload.end());
+    append(bytes, payload);
     bytes.resize(kPacket, 0xFF);
     return bytes;
 }
@@ -92,13 +92,12 @@ Data pesPackets(std::uint16_t pid, const Data& pesPacket)
     Data whole;
     for (std::size_t at = 0; at < pesPacket.size(); at += kRoom) {
         const std::size_t size = std::min(kRoom, pesPacket.size() - at);
-        const auto begin = pesPacket.begin() + static_cast<std::ptrdiff_t>(at);
         Header header{.pid = pid, .unitStart = at == 0};
         if (size < kRoom) {
             header.control = 3;
             header.adaptation = low8(kRoom - size - 1);
         }
-        whole = join({whole, packet(header, Data(begin, begin + static_cast<std::ptrdiff_t>(size)))});
+        append(whole, packet(header, bytesFrom(pesPacket, at, size)));
     }
     return whole;
 }

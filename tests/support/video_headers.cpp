@@ -1,5 +1,7 @@
 #include "tests/support/video_headers.h"
 
+#include "tests/support/transport_stream.h"
+
 namespace zarnow::test {
 
 Data sequenceHeader(const SequenceHeader& fields)
@@ -107,6 +109,16 @@ Data pps(bool cabac)
 Data slice(std::uint32_t firstMacroblock, std::uint32_t type)
 {
     return join({nal(0x21, BitWriter().ue(firstMacroblock).ue(type).trailing().bytes()), filled(12, 0x55)});
+}
+
+Data mpegVideoPacket(std::uint16_t pid, const SequenceHeader& header)
+{
+    return packet({.pid = pid}, pes(0xE0, join({sequenceHeader(header), sequenceExtension()}), 90000));
+}
+
+Data ac3Packet(std::uint16_t pid, bool unitStart)
+{
+    return packet({.pid = pid, .unitStart = unitStart}, pes(0xBD, {0x0B, 0x77, 0, 0, 0x1C, 0, 0x40}, 90000));
 }
 
 Data seiMessage(unsigned type, const Data& payload)

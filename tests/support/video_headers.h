@@ -1,5 +1,6 @@
 /// @file
-/// MPEG video sequence headers (ISO/IEC 13818-2, 6.2.2) and AVC NAL units (H.264, 7.3), field by field.
+/// MPEG video sequence headers (ISO/IEC 13818-2, 6.2.2) and AVC NAL units (H.264, 7.3), field by field, and headers in
+/// a packet.
 #pragma once
 
 #include <functional>
@@ -71,6 +72,10 @@ Data pps(bool cabac);
 
 /// @param type  slice_type: 0 P, 1 B, 2 I
 Data slice(std::uint32_t firstMacroblock, std::uint32_t type);
+
+/// A packet with a stamp of one second and such a header.
+Data mpegVideoPacket(std::uint16_t pid, const SequenceHeader& header = {});
+Data ac3Packet(std::uint16_t pid, bool unitStart = true);
 
 /// One SEI NAL unit of messages already written as type, size and payload.
 Data sei(const Data& messages);

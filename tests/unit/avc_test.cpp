@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <optional>
+#include <array>
 
 #include "esparse/avc_sequence_header.h"
 #include "esparse/gop_scan.h"
@@ -87,6 +87,7 @@ TEST(AvcSequenceHeader, PictureSizeBehindEveryField)
                 out.flag(true).se(-8);
         };
     };
+    const auto type0 = [](BitWriter& out) { out.ue(0).ue(4); };
     const auto offsets = [](BitWriter& out) { out.ue(1).flag(true).se(-3).se(4).ue(2).se(5).se(-6); };
     const struct
     {
@@ -98,11 +99,7 @@ TEST(AvcSequenceHeader, PictureSizeBehindEveryField)
     } cases[] = {
         {"fields are not doubled", {.widthInMbs = 120, .heightInMapUnits = 34, .framesOnly = false}, 1920, 1088, 0},
         {"cropping is applied", {.widthInMbs = 120, .heightInMapUnits = 68, .cropping = true}, 1920, 1088, 1},
-        {"order count type 0 has no field",
-         {.pictureOrderCount = [](BitWriter& out) { out.ue(0).ue(4); }},
-         720,
-         576,
-         1},
+        {"order count type 0 has no field", {.pictureOrderCount = type0}, 720, 576, 1},
         {"order count type 1 is misread", {.pictureOrderCount = offsets}, 720, 576, 1},
         {"the High profile's fields are not skipped", {.profile = 100, .highProfile = chroma(1, false)}, 720, 576, 1},
         {"4:4:4 has twelve lists", {.profile = 144, .highProfile = chroma(3, true)}, 720, 576, 1},
@@ -126,6 +123,10 @@ TEST(AvcSequenceHeader, PictureSizeBehindEveryField)
 
 TEST(AvcSequenceHeader, AspectRatio)
 {
+    const auto extended = [](unsigned width, unsigned height) {
+        return Usability{.aspectRatio = 255, .sarWidth = width, .sarHeight = height};
+    };
+    const auto ratio = [](int idc) { return Usability{.aspectRatio = idc}; };
     const struct
     {
         const char* fault;
@@ -133,20 +134,16 @@ TEST(AvcSequenceHeader, AspectRatio)
         Usability usability;
         std::uint32_t aspectX;
     } cases[] = {
-        {"1088 lines are not taken for 1080", 90, 68, {.aspectRatio = 255, .sarWidth = 4, .sarHeight = 3}, 16},
-        {"an extended ratio of 4:3 is missed", 45, 36, {.aspectRatio = 255, .sarWidth = 16, .sarHeight = 15}, 4},
-        {"an odd ratio becomes 4:3", 45, 36, {.aspectRatio = 255, .sarWidth = 5, .sarHeight = 1}, 16},
-        {"a width of 0 is divided by", 45, 36, {.aspectRatio = 255, .sarWidth = 0, .sarHeight = 3}, 16},
-        {"a product that wraps to -2^31 is divided by -1",
-         0x10000,
-         0x8000,
-         {.aspectRatio = 255, .sarWidth = 0xFFFF, .sarHeight = 0xFFFF},
-         16},
-        {"square pixels make 720x480 a 4:3 picture", 45, 30, {.aspectRatio = 1}, 16},
-        {"ratio 2 is no 4:3", 45, 36, {.aspectRatio = 2}, 4},
-        {"ratio 3 is no 4:3", 45, 30, {.aspectRatio = 3}, 4},
-        {"ratio 0 is no 16:9", 45, 36, {.aspectRatio = 0}, 16},
-        {"ratio 4 is 4:3", 45, 36, {.aspectRatio = 4}, 16},
+        {"1088 lines are not taken for 1080", 90, 68, extended(4, 3), 16},
+        {"an extended ratio of 4:3 is missed", 45, 36, extended(16, 15), 4},
+        {"an odd ratio becomes 4:3", 45, 36, extended(5, 1), 16},
+        {"a width of 0 is divided by", 45, 36, extended(0, 3), 16},
+        {"a product that wraps to -2^31 is divided by -1", 0x10000, 0x8000, extended(0xFFFF, 0xFFFF), 16},
+        {"square pixels make 720x480 a 4:3 picture", 45, 30, ratio(1), 16},
+        {"ratio 2 is no 4:3", 45, 36, ratio(2), 4},
+        {"ratio 3 is no 4:3", 45, 30, ratio(3), 4},
+        {"ratio 0 is no 16:9", 45, 36, ratio(0), 16},
+        {"ratio 4 is 4:3", 45, 36, ratio(4), 16},
     };
     for (const auto& test : cases) {
         SCOPED_TRACE(test.fault);
@@ -216,60 +213,39 @@ TEST(AvcSequenceHeader, Timing)
 
 TEST(AvcSequenceHeader, HrdParameters)
 {
+    using Figures = std::array<std::uint32_t, 4>;  // bit rate, buffer size, lengths of delay and offset
     const auto first = hrd(1, 2, {{999, 499}, {7, 7}}, 23, 24);
     const auto second = hrd(0, 0, {{1, 1}}, 3, 4);
+    const auto large = hrd(15, 15, {{0x7FF, 0x1FFF}, {0, 0}}, 31, 31);
+    const Figures ofFirst{128000, 32000, 24, 25};
     const struct
     {
         const char* fault;
         Usability usability;
         AvcStreamInfo before;
-        std::uint32_t bitRate, cpbSize, delayLength, offsetLength;
+        Figures expected;
     } cases[] = {
-        {"the last schedule counts", {.nalHrd = first}, {}, 128000, 32000, 24, 25},
-        {"the VCL parameters alone are not read", {.vclHrd = first}, {}, 128000, 32000, 24, 25},
-        {"the VCL parameters are read behind the NAL ones",
-         {.nalHrd = first, .vclHrd = second},
-         {},
-         128000,
-         32000,
-         24,
-         25},
-        {"a later stream's rate replaces the first one's",
-         {.nalHrd = first},
-         {.hrdBitRate = 5, .hrdCpbSize = 6},
-         5,
-         6,
-         24,
-         25},
-        {"shifts are wider than 32 bits",
-         {.nalHrd = hrd(15, 15, {{0x7FF, 0x1FFF}, {0, 0}}, 31, 31)},
-         {},
-         1U << 21,
-         1U << 19,
-         32,
-         32},
+        {"the last schedule counts", {.nalHrd = first}, {}, ofFirst},
+        {"the VCL parameters alone are not read", {.vclHrd = first}, {}, ofFirst},
+        {"the VCL parameters are read behind the NAL ones", {.nalHrd = first, .vclHrd = second}, {}, ofFirst},
+        {"a later rate replaces the first", {.nalHrd = first}, {.hrdBitRate = 5, .hrdCpbSize = 6}, {5, 6, 24, 25}},
+        {"shifts are wider than 32 bits", {.nalHrd = large}, {}, {1U << 21, 1U << 19, 32, 32}},
     };
     for (const auto& test : cases) {
         SCOPED_TRACE(test.fault);
         const Parsed result = parseSps({.usability = test.usability}, test.before);
+        const AvcStreamInfo& info = result.info;
         EXPECT_TRUE(result.accepted);
-        EXPECT_EQ(result.info.hrdBitRate, test.bitRate);
-        EXPECT_EQ(result.info.hrdCpbSize, test.cpbSize);
-        EXPECT_EQ(result.info.initialCpbRemovalDelayLength, test.delayLength);
-        EXPECT_EQ(result.info.timeOffsetLength, test.offsetLength);
-        EXPECT_EQ(result.info.nal_hrd_parameters_present_flag, test.usability.nalHrd ? 1 : 0);
-        EXPECT_EQ(result.info.vcl_hrd_parameters_present_flag, test.usability.vclHrd ? 1 : 0);
+        EXPECT_EQ((Figures{info.hrdBitRate, info.hrdCpbSize, info.initialCpbRemovalDelayLength, info.timeOffsetLength}),
+                  test.expected);
+        EXPECT_EQ(info.nal_hrd_parameters_present_flag, test.usability.nalHrd ? 1 : 0);
+        EXPECT_EQ(info.vcl_hrd_parameters_present_flag, test.usability.vclHrd ? 1 : 0);
     }
 }
 
 TEST(AvcSequenceHeader, CutAnywhereIsRefused)
 {
-    const Usability usability{.aspectRatio = 255,
-                              .sarWidth = 4,
-                              .sarHeight = 3,
-                              .videoFormat = 5,
-                              .timing = true,
-                              .nalHrd = hrd(1, 2, {{999, 499}}, 23, 24)};
+    const Usability usability{.aspectRatio = 255, .timing = true, .nalHrd = hrd(1, 2, {{999, 499}}, 23, 24)};
     // All of it is needed but the trailing bits, which begin a byte of their own here.
     const Data whole = pes(0xE0, sps({.usability = usability}), 90000);
     for (std::size_t size = 0; size < whole.size() - 2; ++size)
@@ -290,20 +266,14 @@ Data group(std::initializer_list<std::uint32_t> types)
     return units;
 }
 
-struct Structure
-{
-    bool reached = false;
-    AvcStreamInfo info{};
-};
-
 /// The payloads as they come, after one another.
-Structure scan(std::initializer_list<Data> payloads, const AvcStreamInfo& before = {.frame_mbs_only_flag = 1})
+Parsed scan(std::initializer_list<Data> payloads, const AvcStreamInfo& before = {.frame_mbs_only_flag = 1})
 {
-    Structure result{.info = before};
+    Parsed result{.info = before};
     CGopScanner scanner(result.info);
     for (const Data& payload : payloads) {
         const ExactBuffer buffer(payload);
-        result.reached = scanner.scanAvcPayload(buffer.data(), buffer.length());
+        result.accepted = scanner.scanAvcPayload(buffer.data(), buffer.length());
     }
     scanner.storeCounts();
     return result;
@@ -331,13 +301,12 @@ TEST(GopScan, Counts)
     for (const auto& test : cases) {
         SCOPED_TRACE(test.fault);
         const std::uint8_t framesOnly = test.framesOnly ? 1 : 0;
-        const Structure result =
-            scan({join({test.units, next, filled(20, 0x55)})}, {.frame_mbs_only_flag = framesOnly});
-        EXPECT_TRUE(result.reached);
+        const Parsed result = scan({join({test.units, next, filled(20, 0x55)})}, {.frame_mbs_only_flag = framesOnly});
+        EXPECT_TRUE(result.accepted);
         EXPECT_EQ(result.info.slicesPerPicture, test.slices);
         EXPECT_EQ(result.info.bFrameRun, test.bRun);
         EXPECT_EQ(result.info.gopPictureCount, test.pictures);
-        EXPECT_FALSE(scan({test.units}, {}).reached) << "one parameter set does not end the scan";
+        EXPECT_FALSE(scan({test.units}, {}).accepted) << "one parameter set does not end the scan";
     }
 }
 
@@ -345,9 +314,8 @@ TEST(GopScan, UnitsCutBetweenPayloadsAreCountedOnce)
 {
     const Data units = join({group({kI, kP, kB, kB, kP}), sps({}), filled(20, 0x55)});
     for (std::size_t cut = 0; cut <= units.size(); ++cut) {
-        const Structure result =
-            scan({firstBytes(units, cut), Data(units.begin() + static_cast<std::ptrdiff_t>(cut), units.end())});
-        EXPECT_TRUE(result.reached) << cut;
+        const Parsed result = scan({firstBytes(units, cut), bytesFrom(units, cut)});
+        EXPECT_TRUE(result.accepted) << cut;
         EXPECT_EQ(result.info.gopPictureCount, 5) << cut;
         EXPECT_EQ(result.info.entropy_coding_mode_flag, 1) << cut;
     }
@@ -359,7 +327,7 @@ TEST(GopScan, ParameterSetsAndEmulationPrevention)
     EXPECT_EQ(scan({join({pps(true), pps(false), end})}).info.entropy_coding_mode_flag, 0) << "the last one counts";
     // 00 00 03 01 inside a unit is no start code, also when it ends the payload
     const Data escaped = join({nal(0x21, join({{0xB8}, Data{0, 0, 1, 0x67, 0, 0, 1}})), filled(12, 0x55)});
-    const Structure result = scan({join({sps({}), escaped, end})});
+    const Parsed result = scan({join({sps({}), escaped, end})});
     EXPECT_EQ(result.info.gopPictureCount, 1);
 }
 
@@ -384,7 +352,7 @@ TEST(GopScan, BufferingPeriod)
     };
     for (const auto& test : cases) {
         SCOPED_TRACE(test.fault);
-        const Structure result =
+        const Parsed result =
             scan({test.unit, sps({})}, {.initialCpbRemovalDelayLength = 24, .initialCpbRemovalDelay = 4711});
         EXPECT_EQ(result.info.initialCpbRemovalDelay, test.expected);
     }

@@ -17,7 +17,6 @@ struct Reader
 {
     explicit Reader(const Data& data) : buffer(data), cursor(bytesOf(buffer.data(), buffer.length())) {}
 
-    std::uint32_t bits(std::uint32_t n) { return readBits(cursor, bitsLeft, n); }
     std::uint32_t ue() { return readUE(cursor, bitsLeft, bitsUsed); }
     std::int32_t se() { return readSE(cursor, bitsLeft, bitsUsed); }
     std::ptrdiff_t consumed() const { return (cursor.position() - buffer.data()) * 8 + 8 - bitsLeft; }
@@ -27,24 +26,6 @@ struct Reader
     std::int32_t bitsLeft = 8;
     std::uint32_t bitsUsed = 0;
 };
-
-TEST(BitReader, ReadsAcrossBytes)
-{
-    Reader reader({0xA5, 0x01, 0x23, 0x45, 0x67, 0x89});
-    EXPECT_EQ(reader.bits(3), 5U);
-    EXPECT_EQ(reader.bits(5), 5U);
-    EXPECT_EQ(reader.bitsLeft, 8);
-    EXPECT_EQ(reader.bits(7), 0U);
-    EXPECT_EQ(reader.bits(0), 0U);
-    EXPECT_EQ(reader.bits(33), 0U);
-    EXPECT_EQ(reader.bitsLeft, 1) << "0 and 33 bits consume nothing";
-    EXPECT_EQ(reader.bits(32), 0x91A2B3C4U) << "1, 0x234567, and the top 7 bits of 0x89";
-    EXPECT_EQ(reader.bitsLeft, 1);
-    EXPECT_EQ(reader.bits(1), 1U);
-    EXPECT_FALSE(reader.cursor.overrun());
-    EXPECT_EQ(reader.bits(1), 0U);
-    EXPECT_TRUE(reader.cursor.overrun());
-}
 
 TEST(BitReader, ExpGolombCodes)
 {

@@ -3,7 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
-#include <chrono>
+#include <cstring>
+#include <ctime>
 
 #include "esparse/program_selection.h"
 #include "tests/support/difficult_files.h"
@@ -20,13 +21,6 @@ struct Selection : CProgramSelection
     {
         const TemporaryFile source(content);
         return loadFile(source.path().c_str()).status;
-    }
-
-    void loadSample(const char* name)
-    {
-        const LoadResult result = loadFile((std::string(ZARNOW_TEST_DATA) + name).c_str());
-        ASSERT_EQ(result.status, LoadResult::Status::loaded) << result.systemError;
-        ASSERT_TRUE(analysed);
     }
 
     std::vector<std::uint16_t> numbers() const
@@ -58,11 +52,6 @@ protected:
 
 using Numbers = std::vector<std::uint16_t>;
 
-Data mpegVideo(std::uint16_t pid)
-{
-    return packet({.pid = pid}, pes(0xE0, join({sequenceHeader(), sequenceExtension()}), 90000));
-}
-
 /// Program n has its map on PID 0x100 + n and one video stream on PID 0x10 + n, playable or not.
 Data programFile(const std::vector<bool>& playable)
 {
@@ -75,20 +64,13 @@ Data programFile(const std::vector<bool>& playable)
         const auto pid = static_cast<std::uint16_t>(0x10 + number);
         programs.push_back({number, mapPid});
         maps = join({maps, pmtPacket(mapPid, number, {{2, pid}})});
-        video = join({video, playable[i] ? mpegVideo(pid) : Data{}});
+        video = join({video, playable[i] ? mpegVideoPacket(pid) : Data{}});
     }
     return join({patPacket(programs), maps, video, nullPackets(12)});
 }
 
 TEST(Load, FilesThatCannotBeAnalysed)
 {
-    const Data garbage = [] {
-        Data bytes(200000);
-        std::uint32_t state = 1;
-        for (std::uint8_t& byte : bytes)
-            byte = static_cast<std::uint8_t>((state = state * 1664525 + 1013904223) >> 24);
-        return bytes;
-    }();
     const struct
     {
         const char* fault;
@@ -97,25 +79,27 @@ TEST(Load, FilesThatCannotBeAnalysed)
     } cases[] = {
         {"an empty file is analysed", {}, LoadResult::Status::noData},
         {"2000 bytes are enough", firstBytes(programFile({true}), 2000), LoadResult::Status::loaded},
-        {"garbage is analysed", garbage, LoadResult::Status::loaded},
         {"a file without tables is analysed", nullPackets(50), LoadResult::Status::loaded},
-        {"a file of sync bytes is analysed", filled(200000, 0x47), LoadResult::Status::loaded},
     };
     for (const auto& test : cases) {
         SCOPED_TRACE(test.fault);
         Selection filter;
-        ASSERT_EQ(filter.load(programFile({true})), LoadResult::Status::loaded);
+        ASSERT_EQ(filter.load(timed(programFile({true}))), LoadResult::Status::loaded);
+        ASSERT_EQ(filter.packetSize, 192U);
         filter.avcStreamInfo.hrdBitRate = 4711;
         EXPECT_EQ(filter.load(test.content), test.status);
         EXPECT_FALSE(filter.analysed);
         EXPECT_TRUE(filter.programList.empty() || !test.content.empty()) << "the earlier file's programs";
+        EXPECT_EQ(filter.packetSize, test.content.empty() ? 192U : 188U);
         EXPECT_EQ(filter.startOffset, 0U);
         EXPECT_EQ(filter.file.position(), 0);
         EXPECT_EQ(filter.avcStreamInfo.hrdBitRate, 0U) << "the next stream's figures would not be taken";
     }
     Selection filter;
     EXPECT_EQ(filter.loadFile("/no/such.ts").systemError, static_cast<std::uint32_t>(ENOENT));
-    EXPECT_EQ(filter.loadFile(std::filesystem::temp_directory_path().c_str()).status, LoadResult::Status::cannotOpen);
+    EXPECT_EQ(filter.loadFile(std::filesystem::temp_directory_path().c_str()).systemError,
+              static_cast<std::uint32_t>(EISDIR));
+    EXPECT_EQ(filter.loadFile("/no/such.ts").status, LoadResult::Status::cannotOpen);
     EXPECT_EQ(filter.loadFile(nullptr).status, LoadResult::Status::noData) << "no name and no open file";
     EXPECT_EQ(filter.configured, 0);
 }
@@ -162,26 +146,11 @@ TEST(Load, PrunesUnplayablePrograms)
 
 TEST(Load, DurationIsMeasuredByVideoAlone)
 {
-    const Data sound = packet({.pid = 0x21}, pes(0xBD, {0x0B, 0x77, 0, 0, 0x1C, 0, 0x40}, 90000));
     Selection filter;
-    filter.load(join({patPacket({{1, 0x100}}), pmtPacket(0x100, 1, {{0x81, 0x21}}), sound, nullPackets(200)}));
+    filter.load(
+        join({patPacket({{1, 0x100}}), pmtPacket(0x100, 1, {{0x81, 0x21}}), ac3Packet(0x21), nullPackets(200)}));
     EXPECT_EQ(filter.describe(0x81, 0x21), "AC3 (0x0021)");
     EXPECT_EQ(filter.durationSeconds, 4.0e12);
-}
-
-TEST(Load, OnlyTheFirstThreeRecordsOfAKindCount)
-{
-    std::vector<Stream> four;
-    Data video;
-    for (std::uint16_t pid = 0x11; pid <= 0x14; ++pid) {
-        four.push_back({2, pid});
-        video = join({video, mpegVideo(pid)});
-    }
-    Selection filter;
-    filter.load(join({patPacket({{1, 0x100}}), pmtPacket(0x100, 1, four), video, nullPackets(12)}));
-    EXPECT_EQ(filter.videoStreamCount, 4U);
-    EXPECT_EQ(filter.describe(2, 0x13), "MPEG2 Video (0x0013)");
-    EXPECT_EQ(filter.describe(2, 0x14), "");
 }
 
 TEST(Load, EndsWithinASecondWhateverTheFile)
@@ -196,15 +165,12 @@ TEST(Load, EndsWithinASecondWhateverTheFile)
             programs.push_back({number, 0x100});
             maps = join({maps, endlessMap(0x100, number, streamType, number <= 30 ? 0x1000 : 0x1400)});
         }
-        const Data content = join(
-            {patPacket(programs), maps, nullPackets(4000),
-             type == 0x81 ? packet({.pid = 0x1100}, pes(0xBD, {0x0B, 0x77, 0, 0, 0x1C, 0, 0x40})) : mpegVideo(0x1100),
-             nullPackets(2)});
+        const Data playable = type == 0x81 ? ac3Packet(0x1100) : mpegVideoPacket(0x1100);
+        const Data content = join({patPacket(programs), maps, nullPackets(4000), playable, nullPackets(2)});
         Selection filter;
-        const auto begin = std::chrono::steady_clock::now();
+        const std::clock_t begin = std::clock();  // of the processor, which others may be busy with
         EXPECT_EQ(filter.load(content), LoadResult::Status::loaded);
-        const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - begin;
-        EXPECT_LT(seconds.count(), 1.0) << type << ": a file of 1 MB";
+        EXPECT_LT(std::clock() - begin, CLOCKS_PER_SEC) << type << ": a file of 1 MB";
     }
 }
 
@@ -228,12 +194,7 @@ TEST(DefaultPids, Settings)
         const auto& [pmtPid, videoPid, audioPid, videoType, audioType] = test.given;
         filter.setDefaultStreams(pmtPid, videoPid, videoType, audioPid, audioType);
         EXPECT_EQ(filter.useDefaultPids, test.used);
-        const auto& kept = filter.defaultPids;
-        EXPECT_EQ(kept.pmtPid, test.kept.pmtPid);
-        EXPECT_EQ(kept.videoPid, test.kept.videoPid);
-        EXPECT_EQ(kept.audioPid, test.kept.audioPid);
-        EXPECT_EQ(kept.videoStreamType, test.kept.videoStreamType);
-        EXPECT_EQ(kept.audioStreamType, test.kept.audioStreamType);
+        EXPECT_EQ(std::memcmp(&filter.defaultPids, &test.kept, sizeof(DefaultPids)), 0);
     }
 }
 
@@ -241,7 +202,7 @@ TEST(DefaultPids, ReplaceTheTablesAndAreNotPruned)
 {
     Selection filter;
     filter.setDefaultStreams(0, 0x11, 2, 0x12, 0x81);
-    ASSERT_EQ(filter.load(join({mpegVideo(0x11), nullPackets(12)})), LoadResult::Status::loaded);
+    ASSERT_EQ(filter.load(join({mpegVideoPacket(0x11), nullPackets(12)})), LoadResult::Status::loaded);
     EXPECT_TRUE(filter.analysed);
     EXPECT_EQ(filter.numbers(), Numbers{1});
     EXPECT_EQ(filter.currentPmtPid, 0x100);
@@ -275,6 +236,7 @@ TEST(Descriptions, ByTypeAndProbing)
     Selection filter;
     filter.videoStreams[2].pid = 0x1ABC;
     filter.audioStreams[2].pid = 0x0042;
+    filter.videoStreams[3].pid = filter.audioStreams[3].pid = 0x0043;  // only the first three records of a kind count
     const struct
     {
         std::uint8_t type;
@@ -284,6 +246,7 @@ TEST(Descriptions, ByTypeAndProbing)
         {0x01, 0x1ABC, "MPEG1 Video (0x1ABC)"},
         {0x02, 0x1ABC, "MPEG2 Video (0x1ABC)"},
         {0x02, 0x0042, ""},
+        {0x02, 0x0043, ""},
         {0x03, 0x0042, "MPEG1 Audio (0x0042)"},
         {0x04, 0x0042, "MPEG2 Audio (0x0042)"},
         {0x04, 0x1ABC, ""},
@@ -301,57 +264,6 @@ TEST(Descriptions, ByTypeAndProbing)
     for (const auto& test : cases)
         EXPECT_EQ(filter.describe(test.type, test.pid), test.expected) << int{test.type};
     EXPECT_EQ(programName(65535), "Program 65535");
-}
-
-// The samples: what the encoders were told, and ffprobe's time stamps -----------------------------------------------
-
-TEST(Samples, Mpeg2)
-{
-    Selection filter;
-    filter.loadSample("mpeg2.ts");
-    EXPECT_EQ(filter.describe(2, 0x200), "MPEG2 Video (0x0200)");
-    EXPECT_EQ(filter.describe(3, 0x201), "MPEG1 Audio (0x0201)");
-    const VideoProbeRecord& video = filter.videoStreams[0];
-    EXPECT_EQ(std::pair(video.codedWidth, video.codedHeight), std::pair(720U, 576U));
-    EXPECT_EQ(video.aspectX, 16U);
-    EXPECT_EQ(video.avgTimePerFrame, 400000);
-    EXPECT_EQ(std::pair(video.profile, video.level), std::pair(4U, 8U)) << "Main Profile at Main Level";
-    const AudioProbeRecord& audio = filter.audioStreams[0];
-    EXPECT_EQ(audio.layer, 2);
-    EXPECT_EQ(audio.sampleRate, 48000U);
-    EXPECT_EQ(audio.avgBytesPerSec, 16000U);
-    EXPECT_NEAR(filter.durationSeconds, 2.96, 0.13) << "75 frames; the last ones come in decoding order";
-    AvcStreamInfo info;
-    EXPECT_FALSE(filter.readVideoInfo(info));
-}
-
-TEST(Samples, TwoPrograms)
-{
-    Selection filter;
-    filter.loadSample("two-programs.ts");
-    ASSERT_EQ(filter.numbers(), (Numbers{1, 2}));
-    EXPECT_EQ(filter.describe(0x0F, 0x101), "MPEG2-ADTS Audio (0x0101)");
-    EXPECT_EQ(std::pair(filter.videoStreams[0].codedWidth, filter.videoStreams[0].codedHeight), std::pair(640U, 368U));
-    EXPECT_EQ(filter.videoStreams[0].avgTimePerFrame, 400000);
-    AvcStreamInfo info;
-    ASSERT_TRUE(filter.readVideoInfo(info));
-    EXPECT_EQ(info.profile_idc, 100U);
-    EXPECT_EQ(info.frameRateTimes100, 2500U);
-    EXPECT_EQ(info.entropy_coding_mode_flag, 1);
-    EXPECT_EQ(info.slicesPerPicture, 1);
-    EXPECT_EQ(info.bFrameRun, 2);
-    EXPECT_EQ(info.gopPictureCount, 25) << "keyint";
-    EXPECT_NEAR(info.hrdBitRate, 500000.0, 500.0) << "vbv-maxrate";
-    EXPECT_NEAR(info.hrdCpbSize, 500000.0, 500.0) << "vbv-bufsize";
-    EXPECT_EQ(info.estimatedAverageBitRate, info.hrdBitRate * 4 / 5);
-    EXPECT_NE(info.initialCpbRemovalDelay, 0U);
-    EXPECT_EQ(filter.file.position(), filter.startOffset);
-
-    ASSERT_TRUE(filter.selectProgram(1));
-    EXPECT_EQ(filter.describe(0x81, 0x103), "AC3 (0x0103)");
-    EXPECT_EQ(filter.videoStreams[0].aspectX, 4U);
-    EXPECT_EQ(filter.audioStreams[0].avgBytesPerSec, 12000U);
-    EXPECT_NEAR(filter.durationSeconds, 2.96, 0.13);
 }
 
 }  // namespace

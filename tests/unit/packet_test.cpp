@@ -46,26 +46,38 @@ TEST(DetectPacketSize, Cases)
     }
 }
 
-TEST(FindSync, Cases)
+TEST(SyncSearches, Cases)
 {
+    using Find = bool (*)(const std::uint8_t* buffer, std::int32_t length, std::uint32_t& offset);
+    constexpr Find kPackets = [](const std::uint8_t* buffer, std::int32_t length, std::uint32_t& offset) {
+        return CPSIParser().findSync(buffer, length, offset);
+    };
+    constexpr Find kAc3 = CPSIParser::findAc3Sync, kMpeg = CPSIParser::findMpegAudioSync;
     const struct
     {
         const char* fault;
+        Find find;
         Data block;
         std::optional<std::uint32_t> expected;
     } cases[] = {
-        {"five packets are taken for enough", nullPackets(5), std::nullopt},
-        {"one byte more is taken for too little", join({nullPackets(5), {0}}), 0},
-        {"a stray sync byte skips 186 bytes", syncBytesAt(1000, {0, 185, 373, 561}), 185},
-        {"a stray sync byte skips less than 185 bytes", syncBytesAt(1000, {1, 185, 373, 561}), std::nullopt},
-        {"two sync bytes in a row are taken for confirmed", syncBytesAt(1000, {100, 288}), std::nullopt},
-        {"the third sync byte is looked for behind the block", syncBytesAt(1000, {624, 812, 999}), std::nullopt},
+        {"five packets are taken for enough", kPackets, nullPackets(5), std::nullopt},
+        {"one byte more is taken for too little", kPackets, join({nullPackets(5), {0}}), 0},
+        {"a stray sync byte skips 186 bytes", kPackets, syncBytesAt(1000, {0, 185, 373, 561}), 185},
+        {"a stray sync byte skips less than 185 bytes", kPackets, syncBytesAt(1000, {1, 185, 373, 561}), std::nullopt},
+        {"two sync bytes in a row are taken for confirmed", kPackets, syncBytesAt(1000, {100, 288}), std::nullopt},
+        {"the third sync byte is looked for behind the block", kPackets, syncBytesAt(1000, {624, 812, 999}),
+         std::nullopt},
+        {"half a sync word at the end matches", kAc3, {1, 2, 0x0B}, std::nullopt},
+        {"a sync word at the end is left out", kAc3, {1, 0x0B, 0x77}, 1},
+        {"the swapped sync word is not known", kAc3, {1, 0x77, 0x0B, 0x77}, 1},
+        {"11 bits of sync are enough", kMpeg, {0xFF, 0xEF, 0xFF, 0xF0}, 2},
+        {"half an audio sync at the end matches", kMpeg, {1, 0xFF}, std::nullopt},
     };
     for (const auto& test : cases) {
         SCOPED_TRACE(test.fault);
         const ExactBuffer block(test.block);
         std::uint32_t offset = 4711;
-        EXPECT_EQ(CPSIParser().findSync(block.data(), block.length(), offset), test.expected.has_value());
+        EXPECT_EQ(test.find(block.data(), block.length(), offset), test.expected.has_value());
         EXPECT_EQ(offset, test.expected.value_or(4711));
     }
 }
@@ -81,6 +93,19 @@ struct WalkCase
     std::uint16_t key;
     std::optional<std::ptrdiff_t> expected;
 };
+
+template <class Find>
+void expectWalks(std::span<const WalkCase> cases, Find find)
+{
+    for (const WalkCase& test : cases) {
+        SCOPED_TRACE(test.fault);
+        const ExactBuffer block(test.block);
+        const std::uint8_t* found = nullptr;
+        CPSIParser parser;
+        EXPECT_EQ((parser.*find)(block.data(), block.length(), test.key, found), test.expected.has_value());
+        EXPECT_EQ(found, test.expected ? block.data() + *test.expected : nullptr);
+    }
+}
 
 TEST(FindNextPacket, Cases)
 {
@@ -100,14 +125,7 @@ TEST(FindNextPacket, Cases)
         {"six packets are needed where the first byte is a sync byte", join({start, {0}}), kKey, 0},
         {"an empty block is read", {}, kKey, std::nullopt},
     };
-    for (const auto& test : cases) {
-        SCOPED_TRACE(test.fault);
-        const ExactBuffer block(test.block);
-        const std::uint8_t* found = nullptr;
-        EXPECT_EQ(CPSIParser().findNextPacket(block.data(), block.length(), test.key, found),
-                  test.expected.has_value());
-        EXPECT_EQ(found, test.expected ? block.data() + *test.expected : nullptr);
-    }
+    expectWalks(cases, &CPSIParser::findNextPacket);
 }
 
 TEST(FindNextPacket, KeepsTheHeaderWordOfTheLastErrorFreePacket)
@@ -140,14 +158,7 @@ TEST(FindLastPacket, Cases)
         {"the walk begins behind the third sync byte", join({nulls, null, start, filled(100)}), kKey, std::nullopt},
         {"a block shorter than a packet is read", firstBytes(start, 187), kKey, std::nullopt},
     };
-    for (const auto& test : cases) {
-        SCOPED_TRACE(test.fault);
-        const ExactBuffer block(test.block);
-        const std::uint8_t* found = nullptr;
-        EXPECT_EQ(CPSIParser().findLastPacket(block.data(), block.length(), test.key, found),
-                  test.expected.has_value());
-        EXPECT_EQ(found, test.expected ? block.data() + *test.expected : nullptr);
-    }
+    expectWalks(cases, &CPSIParser::findLastPacket);
 }
 
 TEST(ParsePts, Cases)
@@ -198,30 +209,6 @@ TEST(FindPesPts, Cases)
         SCOPED_TRACE(test.fault);
         const ExactBuffer buffer(test.buffer);
         EXPECT_EQ(CPSIParser::findPesPts(buffer.data(), 0xE0, buffer.length()), test.expected);
-    }
-}
-
-TEST(AudioSync, Cases)
-{
-    const struct
-    {
-        const char* fault;
-        decltype(&CPSIParser::findAc3Sync) find;
-        Data buffer;
-        std::optional<std::uint32_t> expected;
-    } cases[] = {
-        {"half a sync word at the end matches", CPSIParser::findAc3Sync, {1, 2, 0x0B}, std::nullopt},
-        {"a sync word at the end is left out", CPSIParser::findAc3Sync, {1, 0x0B, 0x77}, 1},
-        {"the swapped sync word is not known", CPSIParser::findAc3Sync, {1, 0x77, 0x0B, 0x77}, 1},
-        {"11 bits of sync are enough", CPSIParser::findMpegAudioSync, {0xFF, 0xEF, 0xFF, 0xF0}, 2},
-        {"half an audio sync at the end matches", CPSIParser::findMpegAudioSync, {1, 0xFF}, std::nullopt},
-    };
-    for (const auto& test : cases) {
-        SCOPED_TRACE(test.fault);
-        const ExactBuffer buffer(test.buffer);
-        std::uint32_t offset = 4711;
-        EXPECT_EQ(test.find(buffer.data(), buffer.length(), offset), test.expected.has_value());
-        EXPECT_EQ(offset, test.expected.value_or(4711));
     }
 }
 

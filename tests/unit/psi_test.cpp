@@ -49,47 +49,36 @@ std::vector<Program> programs(std::size_t count)
 
 TEST(ParsePat, ProgramsTaken)
 {
+    const Data later = patPacket({{5, 0x500}});
+    const Data noPayload = packet({.pid = 0, .control = 2, .adaptation = 183});
+    const PsiEntry first = program(0x100, 1), fifth = program(0x500, 5);
     const struct
     {
         const char* fault;
         Data block;
         Entries expected;
     } cases[] = {
-        {"a network PID in the first place becomes a program",
-         followed(patPacket({{0, 0x10}, {1, 0x100}})),
-         {program(0x100, 1)}},
-        {"a network PID in a later place is dropped",
-         followed(patPacket({{1, 0x100}, {0, 0x10}})),
-         {program(0x100, 1), program(0x10, 0)}},
-        {"a null PID becomes a program",
-         followed(patPacket({{1, 0x1FFF}, {2, 0x1FFF}, {3, 0x300}})),
-         {program(0x300, 3)}},
+        {"a network PID in the first place becomes a program", patPacket({{0, 0x10}, {1, 0x100}}), {first}},
+        {"a network PID in a later place is dropped", patPacket({{1, 0x100}, {0, 0x10}}), {first, program(0x10, 0)}},
+        {"a null PID becomes a program", patPacket({{1, 0x1FFF}, {2, 0x1FFF}, {5, 0x500}}), {fifth}},
         {"the section is looked for in the adaptation field",
-         followed(packet({.pid = 0, .control = 3, .adaptation = 20}, pointed(patSection({{1, 0x100}})))),
-         {program(0x100, 1)}},
-        {"pointer_field is not followed",
-         followed(packet({.pid = 0}, pointed(patSection({{1, 0x100}}), 9))),
-         {program(0x100, 1)}},
+         packet({.pid = 0, .control = 3, .adaptation = 20}, pointed(patSection({{1, 0x100}}))),
+         {first}},
+        {"pointer_field is not followed", packet({.pid = 0}, pointed(patSection({{1, 0x100}}), 9)), {first}},
         {"a section with another table_id is taken, or ends the search",
-         followed(join({pmtPacket(0, 1, {{2, 0x200}}), nullPackets(1), patPacket({{5, 0x500}})})),
-         {program(0x500, 5)}},
-        {"a pointer_field out of the packet ends the search",
-         followed(join({packet({.pid = 0}, {188}), patPacket({{5, 0x500}})})),
-         {program(0x500, 5)}},
+         join({pmtPacket(0, 1, {{2, 0x200}}), nullPackets(1), later}),
+         {fifth}},
+        {"a pointer_field out of the packet ends the search", join({packet({.pid = 0}, {188}), later}), {fifth}},
         {"an adaptation field out of the packet ends the search",
-         followed(join({packet({.pid = 0, .control = 3, .adaptation = 183}), patPacket({{5, 0x500}})})),
-         {program(0x500, 5)}},
-        {"a packet without payload is passed over",
-         followed(join({packet({.pid = 0, .control = 2, .adaptation = 183}), patPacket({{5, 0x500}})})),
-         {}},
-        {"sections after the first are taken as well",
-         followed(join({patPacket({{1, 0x100}}), patPacket({{2, 0x200}})})),
-         {program(0x100, 1)}},
+         join({packet({.pid = 0, .control = 3, .adaptation = 183}), later}),
+         {fifth}},
+        {"a packet without payload is passed over", join({noPayload, later}), {}},
+        {"sections after the first are taken as well", join({patPacket({{1, 0x100}}), later}), {first}},
     };
     for (const auto& test : cases) {
         SCOPED_TRACE(test.fault);
         CPSIParser parser;
-        const ExactBuffer block(test.block);
+        const ExactBuffer block(followed(test.block));
         bool stillSearching = false;
         EXPECT_EQ(parser.parsePat(block.data(), block.length(), stillSearching), !test.expected.empty());
         EXPECT_EQ(stillSearching, test.expected.empty());
@@ -149,11 +138,11 @@ std::vector<Stream> streams(std::size_t count)
     return all;
 }
 
-Entries entriesOf(const std::vector<Stream>& all, std::uint16_t programNumber)
+Entries entriesOf(const std::vector<Stream>& all)
 {
     Entries entries;
     for (const Stream& one : all)
-        entries.push_back(stream(one.pid, kPmtPid, one.type, programNumber));
+        entries.push_back(stream(one.pid, kPmtPid, one.type, 3));
     return entries;
 }
 
@@ -178,37 +167,61 @@ PmtResult parsePmt(const Data& content, int programNumber = -1)
     return result;
 }
 
+/// A section in two packets: as much as the first holds, then the rest behind the second one's header.
+Data split(const Data& section, const Header& second = {.pid = kPmtPid})
+{
+    const Data whole = pointed(section);
+    return join(
+        {packet({.pid = kPmtPid}, bytesFrom(whole, 0, 184)), nullPackets(1), packet(second, bytesFrom(whole, 184))});
+}
+
 TEST(ParsePmt, StreamsTaken)
 {
     const auto two = streams(2);
     const Data plain = pmtPacket(kPmtPid, 3, two);
-    const Data farEntries = packet({.pid = kPmtPid}, pointed(pmtSection(9, two, 172)));  // begin at 5 + 12 + 172 = 189
-    const Data lastEntries = packet({.pid = kPmtPid}, pointed(pmtSection(9, two, 171)));
+    const Data shortened = withByte(plain, 7, 12 + 5 * 2 - 3);
+    const Data described = pmtSection(3, {{2, 0x200, 7}, {3, 0x300, 3}}, 11);
+    const auto behind = [&](std::uint16_t programInfo) {
+        return packet({.pid = kPmtPid}, pointed(pmtSection(9, two, programInfo)));  // entries begin at 17 bytes more
+    };
+    const Data over = pmtSection(3, streams(40));
+    const Entries one = entriesOf(streams(1)), both = entriesOf(two), first34 = entriesOf(streams(34));
+    Entries shifted = first34;  // (183 - 12) / 5 of them
+    shifted.push_back(stream(0x04E4, kPmtPid, 35, 3));
+    // One long descriptor from 12 + 5 on ends 16 bytes into the second packet; another entry follows.
+    const std::vector<Stream> longInfo{{2, 0x200, 182}, {3, 0x300}};
+    const Header onward{.pid = kPmtPid, .unitStart = false}, noPayload{.pid = kPmtPid, .control = 2, .adaptation = 100};
+    const Header adapted{.pid = kPmtPid, .control = 3, .adaptation = 7, .stuffing = 0xE4};
     const struct
     {
         const char* fault;
         Data block;
-        int programNumber;
+        int programNumber;  ///< less than 0: by PID alone
         Entries expected;
+        bool taken = true;
     } cases[] = {
-        {"program numbers are mixed up", plain, -1, entriesOf(two, 3)},
-        {"another program's section is taken", join({pmtPacket(kPmtPid, 2, streams(1)), plain}), 3, entriesOf(two, 3)},
-        {"descriptors are taken for entries",
-         packet({.pid = kPmtPid}, pointed(pmtSection(3, {{2, 0x200, 7}, {3, 0x300, 3}}, 11))), -1,
-         entriesOf({{2, 0x200}, {3, 0x300}}, 3)},
-        {"entries that begin outside the packet are followed", join({farEntries, nullPackets(1), plain}), -1,
-         entriesOf(two, 3)},
-        {"entries that begin at the packet's end reject it", lastEntries, -1, {}},
+        {"program numbers are mixed up", plain, -1, both},
+        {"another program's section is taken", join({pmtPacket(kPmtPid, 2, streams(1)), plain}), 3, both},
+        {"descriptors are taken for entries", packet({.pid = kPmtPid}, pointed(described)), -1,
+         entriesOf({{2, 0x200}, {3, 0x300}})},
+        {"entries that begin outside the packet are followed", join({behind(172), nullPackets(1), plain}), -1, both},
+        {"entries that begin at the packet's end reject it", behind(171), -1, {}},
         // section_length 2 + 12 + 5 * 2 counts from byte 3 on: two entries by the number, one by the PID alone
-        {"the section's end is three bytes off, by PID", withByte(plain, 7, 12 + 5 * 2 - 3), -1,
-         entriesOf(streams(1), 3)},
-        {"the section's end is three bytes off, by number", withByte(plain, 7, 12 + 5 * 2 - 3), 3, entriesOf(two, 3)},
+        {"the section's end is three bytes off, by PID", shortened, -1, one},
+        {"the section's end is three bytes off, by number", shortened, 3, both},
+        {"a packet that starts no unit is read on", split(over, onward), -1, first34},
+        {"another PID's packet is read on", split(over, {.pid = kPmtPid + 1}), -1, first34},
+        // The last byte of the adaptation field, 0xE4, is taken for the entry's second one.
+        {"the section goes on behind the adaptation field", split(over, adapted), -1, shifted},
+        {"a packet without payload is passed over", split(over, noPayload), -1, first34, false},
+        {"descriptors over the packet's end are taken for entries", split(pmtSection(3, longInfo)), -1,
+         entriesOf(longInfo)},
     };
     for (const auto& test : cases) {
         SCOPED_TRACE(test.fault);
         const PmtResult result = parsePmt(followed(test.block), test.programNumber);
-        EXPECT_TRUE(result.taken);
-        EXPECT_FALSE(result.stillSearching);
+        EXPECT_EQ(result.taken, test.taken);
+        EXPECT_EQ(result.stillSearching, !test.taken);
         EXPECT_EQ(result.streams, test.expected);
     }
 }
@@ -222,82 +235,25 @@ TEST(ParsePmt, EmptySectionEndsTheSearch)
     }
 }
 
-/// A section in two packets: as much as the first holds, then the rest behind the second one's header.
-Data split(const Data& section, const Header& second, const Data& before = {})
+TEST(ParsePmt, EntriesAtTheSplit)
 {
-    const Data whole = pointed(section);
-    const auto cut = whole.begin() + 184;
-    return join({packet({.pid = kPmtPid}, Data(whole.begin(), cut)), nullPackets(1),
-                 packet(second, join({before, Data(cut, whole.end())}))});
-}
-
-TEST(ParsePmtOverTwoPackets, EntriesAtTheSplit)
-{
-    // 183 bytes of the section are in the first packet. With n bytes of program descriptors its entries begin at
-    // 12 + n; the bytes left of the entry that is cut are (183 - 12 - n) mod 5.
-    const struct
-    {
-        const char* fault;
-        std::uint16_t programInfo;
-        std::size_t extraEntries;
-    } cases[] = {
-        {"1 byte before the split", 0, 0},
-        {"no byte before the split", 1, 0},
-        {"3 bytes before the split", 3, 0},
-        {"2 bytes before the split", 4, 0},
-        // The count lags by the 4 bytes before the split: the CRC and a byte behind it are read as one entry more.
-        {"4 bytes before the split", 2, 1},
-    };
     const auto all = streams(40);
-    for (const auto& test : cases) {
-        SCOPED_TRACE(test.fault);
-        PmtResult result = parsePmt(followed(split(pmtSection(3, all, test.programInfo), {.pid = kPmtPid})));
+    for (std::uint16_t programInfo = 0; programInfo < 5; ++programInfo) {
+        // 183 bytes of the section are in the first packet, and its entries begin at 12 and the descriptors.
+        const int left = (183 - 12 - programInfo) % 5;
+        SCOPED_TRACE(testing::Message() << left << " bytes of an entry before the split");
+        PmtResult result = parsePmt(followed(split(pmtSection(3, all, programInfo))));
         EXPECT_TRUE(result.taken);
-        ASSERT_EQ(result.streams.size(), all.size() + test.extraEntries);
+        // The count lags by as many as 4 bytes: then the CRC and a byte behind it are read as one entry more.
+        ASSERT_EQ(result.streams.size(), all.size() + (left == 4 ? 1U : 0U));
         result.streams.resize(all.size());
-        EXPECT_EQ(result.streams, entriesOf(all, 3));
-    }
-}
-
-TEST(ParsePmtOverTwoPackets, HowTheSecondPacketIsRead)
-{
-    const auto all = streams(40);
-    const auto first34 = entriesOf(streams(34), 3);  // (183 - 12) / 5
-    const Data section = pmtSection(3, all);
-    Entries shifted = first34;
-    shifted.push_back(stream(0x04E4, kPmtPid, 35, 3));
-    // One long descriptor from 12 + 5 on ends 16 bytes into the second packet; another entry follows.
-    const std::vector<Stream> longInfo{{2, 0x200, 182}, {3, 0x300}};
-    const struct
-    {
-        const char* fault;
-        Data block;
-        bool taken;
-        Entries expected;
-    } cases[] = {
-        {"a packet that starts no unit is read on", split(section, {.pid = kPmtPid, .unitStart = false}), true,
-         first34},
-        {"another PID's packet is read on", split(section, {.pid = kPmtPid + 1}), true, first34},
-        // The last byte of the adaptation field, 0xE4, is taken for the entry's second one.
-        {"the section goes on behind the adaptation field",
-         split(section, {.pid = kPmtPid, .control = 3, .adaptation = 7, .stuffing = 0xE4}), true, shifted},
-        {"a packet without payload is passed over", split(section, {.pid = kPmtPid, .control = 2, .adaptation = 100}),
-         false, first34},
-        {"descriptors over the packet's end are taken for entries", split(pmtSection(3, longInfo), {.pid = kPmtPid}),
-         true, entriesOf(longInfo, 3)},
-    };
-    for (const auto& test : cases) {
-        SCOPED_TRACE(test.fault);
-        const PmtResult result = parsePmt(followed(test.block));
-        EXPECT_EQ(result.taken, test.taken);
-        EXPECT_EQ(result.stillSearching, !test.taken);
-        EXPECT_EQ(result.streams, test.expected);
+        EXPECT_EQ(result.streams, entriesOf(all));
     }
 }
 
 TEST(ParsePmt, EndsWithTheBlock)
 {
-    const Data block = join({split(pmtSection(3, streams(40)), {.pid = kPmtPid}), nullPackets(1)});
+    const Data block = join({split(pmtSection(3, streams(40))), nullPackets(1)});
     for (std::size_t size = 0; size < block.size(); ++size) {
         parsePmt(firstBytes(block, size));
         parsePmt(firstBytes(block, size), 3);

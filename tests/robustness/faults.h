@@ -1,5 +1,6 @@
 /// @file
-/// Faults of the file system, put between CTransportFile and the system by the linker (--wrap). One is armed at a time.
+/// Faults of the file system, put between CTransportFile and the system by the linker (--wrap), and allocations that
+/// fail: the program's operator new in all its forms. One of each is armed at a time.
 #pragma once
 
 #include <cstddef>
@@ -35,6 +36,19 @@ public:
 
     /// Reads, whatever became of them, since the fault struck.
     std::size_t readsSince() const noexcept;
+};
+
+class AllocationFault
+{
+public:
+    /// The allocation that comes after `after` others fails, and all that follow.
+    explicit AllocationFault(std::size_t after) noexcept;
+    AllocationFault(const AllocationFault&) = delete;
+    AllocationFault& operator=(const AllocationFault&) = delete;
+    ~AllocationFault();
+
+    /// Whether an allocation has failed.
+    bool struck() const noexcept;
 };
 
 }  // namespace zarnow::test
