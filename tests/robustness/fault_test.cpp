@@ -10,6 +10,7 @@
 #include "tests/robustness/faults.h"
 #include "tests/robustness/samples.h"
 #include "tests/support/temporary_file.h"
+#include "tests/support/transport_stream.h"
 
 namespace zarnow::test {
 namespace {
@@ -205,6 +206,18 @@ TEST(StopFlag, EndsSelectionsAndTheVideoFacts)
         EXPECT_LE(fault.readsSince(), kReadsOn);
         return fault.struck();
     });
+}
+
+TEST(StopFlag, EndsTheSearchForMapsThatLieFarBack)
+{
+    const TemporaryFile file(join({patPacket({{1, 0x100}}), nullPackets(4000), pmtPacket(0x100, 1, {{2, 0x101}})}));
+    for (std::size_t place = 0; place < 20; ++place) {
+        CProgramSelection selection;
+        const FileFault fault(place, [&] { selection.abortScan = true; });
+        selection.loadFile(file.path().c_str());
+        EXPECT_TRUE(fault.struck());
+        EXPECT_LE(fault.readsSince(), kReadsOn) << place;
+    }
 }
 
 /// Every call that may allocate, with the n-th allocation failing.
