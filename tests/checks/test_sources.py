@@ -9,8 +9,8 @@ from pathlib import Path
 
 ROOT = Path(__file__).resolve().parents[2]
 STAMPS = ROOT / "build" / "clang-tidy"  # one for each file that was clean, by all that its result depends on
-PORTABLE = ("source/analysis", "source/esparse", "tools/common", "tools/tsprobe")
-WINDOWS = ("source/baseclasses", "source/mediatypes", "source/filter", "source/ui")
+PORTABLE = ("source/analysis", "source/esparse", "tools/tsprobe")
+WINDOWS = ("source/baseclasses", "source/mediatypes", "source/filter", "source/ui", "tools/common")
 
 
 def files(directories, *suffixes):
