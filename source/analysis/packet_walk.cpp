@@ -73,16 +73,18 @@ bool CPSIParser::findNextPacket(const std::uint8_t* buffer, std::int32_t length,
                                 const std::uint8_t*& packet) noexcept
 {
     CPacketWalk walk(*this, bytesOf(buffer, length));
+    std::uint32_t word = lastHeaderWord;
+    bool found = false;
     while (const std::uint8_t* here = walk.next()) {
-        const std::uint16_t word = maskedHeaderWord(here);
-        if (lastHeaderWord != word)
-            lastHeaderWord = word;
-        if (matchesKey(word, headerKey)) {
+        word = maskedHeaderWord(here);
+        found = matchesKey(static_cast<std::uint16_t>(word), headerKey);
+        if (found) {
             packet = here;
-            return true;
+            break;
         }
     }
-    return false;
+    lastHeaderWord = word;
+    return found;
 }
 
 bool CPSIParser::findLastPacket(const std::uint8_t* buffer, std::int32_t length, std::uint16_t headerKey,
