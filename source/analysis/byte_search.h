@@ -32,16 +32,15 @@ public:
             return bytes.size();
         const std::uint8_t* const data = bytes.data();
 #ifdef ZARNOW_HAVE_SSE2
-        while (from + 4 * kGroup <= places && !standsInFourGroups(data + from))
-            from += 4 * kGroup;
-        for (; from + kGroup <= places; from += kGroup) {
-            if (const std::uint32_t found = placesInGroup(data + from); found != 0)
-                return from + static_cast<std::size_t>(std::countr_zero(found));
-        }
-        if (places >= kGroup) {  // the rest, in a group that overlaps the last one
-            const std::size_t at = places - kGroup;
-            const std::uint32_t found = placesInGroup(data + at) >> (from - at);
-            return found != 0 ? from + static_cast<std::size_t>(std::countr_zero(found)) : bytes.size();
+        for (std::size_t window = from; places >= kWindow; window += kWindow) {
+            window = std::min(window, places - kWindow);  // the last one overlaps
+            if (mayStandInWindow(data + window)) {
+                const std::uint64_t found = placesInWindow(data + window) >> (std::max(from, window) - window);
+                if (found != 0)
+                    return std::max(from, window) + static_cast<std::size_t>(std::countr_zero(found));
+            }
+            if (window == places - kWindow)
+                return bytes.size();
         }
 #endif
         while (from < places && !std::equal(kPattern.begin(), kPattern.end(), data + from))
@@ -58,37 +57,43 @@ private:
     static constexpr std::array<std::uint8_t, kLength> kPattern = {kBytes...};
 
 #ifdef ZARNOW_HAVE_SSE2
-    static constexpr std::size_t kGroup = sizeof(__m128i);  // places looked at together
+    static constexpr std::size_t kGroup = sizeof(__m128i);
+    static constexpr std::size_t kWindow = 4 * kGroup;  // places looked at together
 
-    /// A zero byte for each place where the pattern stands.
-    static __m128i differences(const std::uint8_t* at) noexcept
+    /// A zero byte for each place in a group where the first `length` bytes of the pattern stand.
+    static __m128i differences(const std::uint8_t* at, std::size_t length) noexcept
     {
         __m128i sum = _mm_setzero_si128();
-        std::size_t offset = 0;
-        const auto add = [&](std::uint8_t byte) {
-            const __m128i here = _mm_loadu_si128(reinterpret_cast<const __m128i*>(at + offset++));
-            sum = _mm_or_si128(sum, _mm_xor_si128(here, _mm_set1_epi8(static_cast<char>(byte))));
-        };
-        (add(kBytes), ...);
+        for (std::size_t i = 0; i < length; ++i) {
+            const __m128i here = _mm_loadu_si128(reinterpret_cast<const __m128i*>(at + i));
+            sum = _mm_or_si128(sum, _mm_xor_si128(here, _mm_set1_epi8(static_cast<char>(kPattern[i]))));
+        }
         return sum;
     }
 
     /// A bit for each zero byte.
-    static std::uint32_t zeros(__m128i group) noexcept
+    static std::uint64_t zeros(__m128i group) noexcept
     {
-        return static_cast<std::uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(group, _mm_setzero_si128())));
+        const int mask = _mm_movemask_epi8(_mm_cmpeq_epi8(group, _mm_setzero_si128()));
+        return static_cast<std::uint64_t>(mask);
     }
 
-    static std::uint32_t placesInGroup(const std::uint8_t* at) noexcept
+    /// Goes by the first two bytes, which are hardly ever there without the rest.
+    static bool mayStandInWindow(const std::uint8_t* at) noexcept
     {
-        return zeros(differences(at));
+        constexpr std::size_t kLooked = std::min<std::size_t>(kLength, 2);
+        __m128i least = differences(at, kLooked);
+        for (std::size_t offset = kGroup; offset < kWindow; offset += kGroup)
+            least = _mm_min_epu8(least, differences(at + offset, kLooked));
+        return zeros(least) != 0;
     }
 
-    static bool standsInFourGroups(const std::uint8_t* at) noexcept
+    static std::uint64_t placesInWindow(const std::uint8_t* at) noexcept
     {
-        const __m128i first = _mm_min_epu8(differences(at), differences(at + kGroup));
-        const __m128i second = _mm_min_epu8(differences(at + 2 * kGroup), differences(at + 3 * kGroup));
-        return zeros(_mm_min_epu8(first, second)) != 0;
+        std::uint64_t places = 0;
+        for (std::size_t offset = 0; offset < kWindow; offset += kGroup)
+            places |= zeros(differences(at + offset, kLength)) << offset;
+        return places;
     }
 #endif
 };

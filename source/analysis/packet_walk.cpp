@@ -105,7 +105,7 @@ bool CPSIParser::findLastPacket(const std::uint8_t* buffer, std::int32_t length,
         if (here[0] != kSyncByte)
             return false;
         const bool headerWhole = position + 3 <= bytes.size();
-        if (headerWhole && (here[1] & kTransportErrorBit) == 0 && matchesKey(maskedHeaderWord(here), headerKey)) {
+        if (headerWhole && !isInError(here) && matchesKey(maskedHeaderWord(here), headerKey)) {
             packet = here;
             return true;
         }
