@@ -80,29 +80,38 @@ bool CGopScanner::scanAvcPayload(const std::uint8_t* payload, std::int32_t lengt
 
 /// Most payloads are the inside of slices. One that has nothing to unescape and no start code leaves its end to the
 /// next packet, and need not be copied for that.
-bool CGopScanner::passOver(Bytes payload)
+bool CGopScanner::passOver(Bytes payload) noexcept
 {
     if (payload.size() < kBytesCarried || spsCount_ >= kSpsWanted)
         return false;
-    const bool joined = !carry_.empty() && carry_.back() == 0 && payload.front() == 0;
-    if (joined || CZeroPair::standsIn(carry_) || CZeroPair::standsIn(payload))
+    const bool joined = carriedCount_ != 0 && carried_[carriedCount_ - 1] == 0 && payload.front() == 0;
+    if (joined || zeroPairCarried_ || CZeroPair::standsIn(payload))
         return false;
-    const Bytes last = payload.last(kBytesCarried);
-    carry_.assign(last.begin(), last.end());
+    carry(payload.last(kBytesCarried));
     return true;
 }
 
 void CGopScanner::loadBuffer(Bytes payload)
 {
-    buffer_.swap(carry_);
-    carry_.clear();
+    const Bytes carried = Bytes(carried_).first(carriedCount_);
+    buffer_.assign(carried.begin(), carried.end());
+    carry({});
     const std::size_t consumed = appendUnescaped(payload, buffer_);
     buffer_.insert(buffer_.end(), payload.begin() + static_cast<std::ptrdiff_t>(consumed), payload.end());
 }
 
-void CGopScanner::carryFrom(std::size_t position)
+void CGopScanner::carryFrom(std::size_t position) noexcept
 {
-    carry_.assign(buffer_.begin() + static_cast<std::ptrdiff_t>(position), buffer_.end());
+    const Bytes rest = Bytes(buffer_).subspan(position);
+    carry(rest);
+    zeroPairCarried_ = CZeroPair::standsIn(rest);
+}
+
+void CGopScanner::carry(Bytes bytes) noexcept
+{
+    std::copy(bytes.begin(), bytes.end(), carried_.begin());
+    carriedCount_ = bytes.size();
+    zeroPairCarried_ = false;
 }
 
 void CGopScanner::takeNalUnit(std::size_t header)
