@@ -63,10 +63,9 @@ public:
         position_ += static_cast<std::int64_t>(bytes.size());
         const ProbeBlock block{
             .parser = parser, .bytes = bytes, .packets = packets_, .scratch = scratch_, .end = position_};
-        for (const std::uint16_t word : packets_.distinctWords()) {
-            if (wanted_[word] && !comesWithPlainWord(word))
-                lookFor(pidOfHeaderKey(word), block);
-        }
+        noteWantedPids();
+        for (const std::uint16_t pid : wantedPids_)
+            lookFor(pid, block);
         if (++blockCount_ == blockLimit_ || last)
             end();
     }
@@ -82,11 +81,16 @@ public:
     }
 
 private:
-    /// Whether the block's packets of that PID are looked at for another word.
-    bool comesWithPlainWord(std::uint16_t word) const noexcept
+    /// Those of the block, each once, and before the searches begin to look for other words.
+    void noteWantedPids()
     {
-        const std::uint16_t plain = word & ~kUnitStartBit;
-        return plain != word && wanted_[plain] && packets_.has(plain);
+        wantedPids_.clear();
+        for (const std::uint16_t word : packets_.distinctWords()) {
+            const std::uint16_t plain = word & ~kUnitStartBit;
+            const bool again = plain != word && wanted_[plain] && packets_.has(plain);
+            if (wanted_[word] && !again)
+                wantedPids_.push_back(pidOfHeaderKey(word));
+        }
     }
 
     void lookFor(std::uint16_t pid, const ProbeBlock& block)
@@ -106,6 +110,7 @@ private:
     std::unordered_map<std::uint32_t, Search> searches_;
     std::unordered_map<std::uint16_t, std::vector<Search*>> pending_;  // those that have not ended, by PID
     std::bitset<0x10000> wanted_;                                      // header words that searches look for
+    std::vector<std::uint16_t> wantedPids_;
     CBlockPackets packets_;
     std::vector<std::uint8_t> scratch_;
     std::int64_t position_ = 0;
