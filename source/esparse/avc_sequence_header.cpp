@@ -13,7 +13,7 @@ constexpr std::size_t kPesHeaderSize = 9;  // up to and with PES_header_data_len
 constexpr std::uint8_t kAccessUnitDelimiter = 9;
 constexpr std::uint8_t kSequenceParameterSet = 7;
 constexpr std::int64_t kLeastAfterDelimiter = 40;  // bytes
-constexpr std::size_t kBytesLeftEscaped = 2;  // at the payload's end
+constexpr std::size_t kBytesLeftEscaped = 2;       // at the payload's end
 
 std::uint8_t nalUnitType(std::uint8_t header) noexcept
 {

@@ -212,8 +212,8 @@ protected:
 TEST_P(AllocationTest, EveryRequestMayFail)
 {
     ModuleRequests requests(module.handle());
-    // All from there on, with the run-time system as it is when nothing was ever thrown; one; the one behind it as well,
-    // which an exception asks for.
+    // All from there on, with the run-time system as it is when nothing was ever thrown; one; the one behind it as
+    // well, which an exception asks for.
     for (const long count : {LONG_MAX, 1L, 2L}) {
         SCOPED_TRACE(count);
         long number = 1;
