@@ -12,8 +12,8 @@
 #include <thread>
 
 #include "esparse/program_selection.h"
-#include "tests/robustness/sparse_file.h"
 #include "tests/support/difficult_files.h"
+#include "tests/support/temporary_file.h"
 
 namespace zarnow::test {
 namespace {
@@ -31,7 +31,7 @@ constexpr std::uintmax_t kFileSize = 64U << 20;
 /// A difficult file, in memory if that can be.
 struct WrittenFile
 {
-    explicit WrittenFile(const DifficultFile& content) : file({}, ".ts", SparseFile::directory())
+    explicit WrittenFile(const DifficultFile& content) : file({}, ".ts", directoryInMemory())
     {
         content.write(file.path(), kFileSize);
     }
