@@ -10,7 +10,6 @@
 #include <sstream>
 #include <unistd.h>
 
-#include "tests/robustness/facts.h"
 #include "tests/robustness/samples.h"
 #include "tests/support/difficult_files.h"
 #include "tests/support/plain_selection.h"
@@ -26,9 +25,7 @@ TEST(Golden, FactsOfEverySample)
 {
     for (const Sample& one : samples()) {
         const TemporaryFile file(one.packets);
-        CProgramSelection selection;
-        selection.loadFile(file.path().c_str());
-        const std::string facts = allFacts(selection);
+        const std::string facts = factsOf(file.path());
         const std::string path = ZARNOW_TEST_DATA "golden/" + one.name + ".txt";
         if (std::getenv("ZARNOW_WRITE_GOLDEN") != nullptr)
             std::ofstream(path, std::ios::binary) << facts;
@@ -76,7 +73,7 @@ std::string expectSame(SelectionPair& pair, const Environment& environment, cons
         pair.readVideoInfo(info);
         EXPECT_EQ(pair.difference(), "") << "program " << i;
     }
-    return withoutPlaces(allFacts(selection));
+    return withoutPlaces(factsOf(file.path(), environment.bufferSize));
 }
 
 /// What is found in the sample as its golden text has it, or as timed packets.

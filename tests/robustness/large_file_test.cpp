@@ -6,7 +6,6 @@
 #include <fstream>
 #include <sys/stat.h>
 
-#include "tests/robustness/facts.h"
 #include "tests/robustness/samples.h"
 #include "tests/support/temporary_file.h"
 #include "tests/support/transport_stream.h"
@@ -31,11 +30,10 @@ protected:
             GTEST_SKIP() << "no sparse files in " << probe.path();
     }
 
-    /// Loads such a file. @param longest  seconds that it may take
-    static void load(CProgramSelection& selection, const Data& head, std::uintmax_t size, const Data& tail,
+    /// Makes such a file of one that has its head, and loads it. @param longest  seconds that it may take
+    static void load(CProgramSelection& selection, TemporaryFile& file, std::uintmax_t size, const Data& tail = {},
                      double longest = 2.0)
     {
-        TemporaryFile file(head, ".ts", directoryInMemory());
         file.growTo(size - tail.size());
         std::ofstream(file.path(), std::ios::binary | std::ios::app)
             .write(reinterpret_cast<const char*>(tail.data()), static_cast<std::streamsize>(tail.size()));
@@ -62,10 +60,11 @@ TEST_F(LargeFiles, AllButTheDurationIsReadFromTheStart)
                                           k4GiB + 4, std::uintmax_t{20'000'000'000}}) {
             SCOPED_TRACE(testing::Message() << name << ", " << size << " bytes");
             CProgramSelection again;
-            load(again, head, size, tail);
+            TemporaryFile large(head, ".ts", directoryInMemory());
+            load(again, large, size, tail);
             // The way back from the end begins 4 bytes before it, which has to be less than 4 GiB.
             const bool measured = size < k4GiB + 4;
-            EXPECT_EQ(withoutPlaces(allFacts(again)), withoutPlaces(allFacts(selection)));
+            EXPECT_EQ(withoutPlaces(factsOf(large.path())), withoutPlaces(factsOf(small.path())));
             EXPECT_EQ(again.durationSeconds, measured ? selection.durationSeconds : 0.0);
             AvcStreamInfo info;
             if (name == std::string("every-type") && again.readVideoInfo(info)) {
@@ -82,7 +81,8 @@ TEST_F(LargeFiles, AStampIsLookedForThroughTheZeros)
     // Without a stream at the end the way back goes on to the one at the start.
     const Data& packets = sample("mpeg2").packets;
     CProgramSelection selection;
-    load(selection, firstBytes(packets, packets.size() / kPacket / 2 * kPacket), 300'000'000, {});
+    TemporaryFile large(firstBytes(packets, packets.size() / kPacket / 2 * kPacket), ".ts", directoryInMemory());
+    load(selection, large, 300'000'000);
     EXPECT_NEAR(selection.durationSeconds, 1.3, 0.3) << "half of three seconds; not every block is read";
 }
 
@@ -94,7 +94,8 @@ TEST_F(LargeFiles, WhatLiesBeyond4GiBIsReadOnTo)
     const Data tail = join({repeat(join({maps, nullPackets(20)}), 4), mpegVideoPacket(0x200), mpegVideoPacket(0x300),
                             ac3Packet(0x301), nullPackets(20)});
     CProgramSelection selection;
-    load(selection, join({programs, nullPackets(40)}), kSize, tail, 15.0);  // it is read four times
+    TemporaryFile large(join({programs, nullPackets(40)}), ".ts", directoryInMemory());
+    load(selection, large, kSize, tail, 15.0);  // it is read four times
     ASSERT_TRUE(selection.analysed);
     EXPECT_EQ(selection.programList.size(), 2U);
     EXPECT_EQ(selection.countStreams(0x100, 2), 2U);
@@ -110,7 +111,8 @@ TEST_F(LargeFiles, WhatLiesBeyond4GiBIsReadOnTo)
 TEST_F(LargeFiles, NothingInThemIsFoundOnce)
 {
     CProgramSelection selection;
-    load(selection, nullPackets(40), 20'000'000'000, {}, 15.0);
+    TemporaryFile large(nullPackets(40), ".ts", directoryInMemory());
+    load(selection, large, 20'000'000'000, {}, 15.0);
     EXPECT_FALSE(selection.analysed);
 }
 

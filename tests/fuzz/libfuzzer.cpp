@@ -1,0 +1,153 @@
+// libFuzzer's way into the target that ZARNOW_FUZZ_TARGET names. Inputs are changed in ways that keep them worth
+// parsing: whole headers and tables come and go, packets stay packets.
+
+#include "tests/fuzz/target.h"
+#include "tests/support/random_stream.h"
+#include "tests/support/transport_stream.h"
+
+extern "C" std::size_t LLVMFuzzerMutate(std::uint8_t* data, std::size_t size, std::size_t room);
+
+namespace zarnow::fuzz {
+
+namespace {
+
+using test::Data;
+
+constexpr const Target& kTarget = ZARNOW_FUZZ_TARGET;
+constexpr std::size_t kPrefix = 4;          // with which 192-byte packets come
+constexpr std::size_t kShortStream = 2200;  // hardly more than detecting the packet size takes
+
+class Mutation
+{
+public:
+    Mutation(Data& input, std::size_t longest, unsigned seed) : input_(input), longest_(longest), dice_(seed) {}
+
+    void run()
+    {
+        if (dice_.oneIn(3))
+            mutateRange(0, input_.size(), longest_);
+        else if (kTarget.layout == Layout::bytes)
+            changeBytes();
+        else
+            changeStream();
+        input_.resize(std::min(input_.size(), longest_));
+    }
+
+private:
+    unsigned below(std::size_t count) { return dice_.below(static_cast<unsigned>(count)); }
+
+    void mutateRange(std::size_t from, std::size_t size, std::size_t room)
+    {
+        Data part = test::bytesFrom(input_, from, size);
+        part.resize(std::max<std::size_t>(room, 1));
+        part.resize(LLVMFuzzerMutate(part.data(), size, room));
+        replace(from, size, part);
+    }
+
+    void replace(std::size_t from, std::size_t size, const Data& by)
+    {
+        const auto begin = input_.begin() + static_cast<std::ptrdiff_t>(from);
+        const auto behind = input_.erase(begin, begin + static_cast<std::ptrdiff_t>(size));
+        input_.insert(behind, by.begin(), by.end());
+    }
+
+    /// A header in place of what was there, over it, or in between.
+    void changeBytes()
+    {
+        const std::size_t from = dice_.oneIn(3) ? 0 : below(input_.size() + 1);
+        replace(from, from == 0 || dice_.oneIn(2) ? input_.size() - from : 0, kTarget.piece(dice_));
+    }
+
+    bool isTimed() const { return (input_[0] & kTimedPackets) != 0; }
+    std::size_t step() const { return test::kPacket + (isTimed() ? kPrefix : 0); }
+
+    void changeStream()
+    {
+        input_.resize(std::max(input_.size(), kOptionBytes));
+        const std::size_t packets = (input_.size() - kOptionBytes) / step();
+        if (dice_.oneIn(input_.size() < kShortStream ? 10 : 200))
+            makeStream();
+        else if (packets == 0)
+            replace(kOptionBytes, 0, piece());
+        else
+            changePackets(kOptionBytes + below(packets) * step(), kOptionBytes + below(packets) * step());
+    }
+
+    Data piece()
+    {
+        const Data packets = kTarget.piece(dice_);
+        return isTimed() ? test::timed(packets) : packets;
+    }
+
+    void changePackets(std::size_t from, std::size_t to)
+    {
+        switch (dice_.below(9)) {
+            case 0:
+                return mutateRange(0, kOptionBytes, kOptionBytes);
+            case 1:
+                return replace(from, 0, piece());
+            case 2:
+                return replace(from, step(), piece());
+            case 3:
+                return replace(from, step(), {});
+            case 4:
+                return replace(to, 0, test::bytesFrom(input_, from, step()));
+            case 5:
+                return changeHeader(from + (isTimed() ? kPrefix : 0));
+            case 6:
+                return mutateRange(from, step(), step());
+            case 7:
+                return replace(from, 0, Data(1 + dice_.below(300), dice_.oneIn(2) ? 0x47 : dice_.byte()));
+            default:
+                input_.resize(std::max(from, kOptionBytes) + below(step()));
+        }
+    }
+
+    /// Another PID or adaptation field length, or a bit of the others: unit start, error mark, scrambling, control.
+    void changeHeader(std::size_t packet)
+    {
+        constexpr std::pair<std::size_t, unsigned> kBits[] = {{1, 0x40}, {1, 0x80}, {3, 0x10}, {3, 0x20}, {3, 0x80}};
+        const auto& [at, bit] = dice_.of(kBits);
+        if (dice_.oneIn(5))
+            input_[packet + 2] = static_cast<std::uint8_t>(dice_.oneIn(4) ? std::uint16_t{0} : test::randomPid(dice_));
+        else if (dice_.oneIn(4))
+            input_[packet + 4] = dice_.byte();
+        else
+            input_[packet + at] ^= static_cast<std::uint8_t>(bit);
+    }
+
+    void makeStream()
+    {
+        const std::size_t room = longest_ - std::min(longest_, std::size_t{kOptionBytes});
+        const test::StreamShape shape{.packets = below(room / test::kPacket + 1) + 1,
+                                      .rarity = 1 + dice_.below(4),
+                                      .garbage = 300,
+                                      .withTables = !dice_.oneIn(8),
+                                      .withPrefixes = dice_.oneIn(4)};
+        input_.resize(kOptionBytes);
+        input_[0] = static_cast<std::uint8_t>((input_[0] & ~kTimedPackets) | (shape.withPrefixes ? kTimedPackets : 0));
+        test::append(input_, test::randomStream(dice_, shape));
+    }
+
+    Data& input_;
+    std::size_t longest_;
+    test::Dice dice_;
+};
+
+}  // namespace
+
+}  // namespace zarnow::fuzz
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
+{
+    zarnow::fuzz::kTarget.run({data, size});
+    return 0;
+}
+
+extern "C" std::size_t LLVMFuzzerCustomMutator(std::uint8_t* data, std::size_t size, std::size_t room, unsigned seed)
+{
+    zarnow::test::Data input(data, data + size);
+    zarnow::fuzz::Mutation(input, room, seed).run();
+    std::copy(input.begin(), input.end(), data);
+    return input.size();
+}
