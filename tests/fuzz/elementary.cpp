@@ -10,7 +10,7 @@
 #include "esparse/mpeg_video_header.h"
 #include "esparse/written_bytes.h"
 #include "tests/fuzz/target.h"
-#include "tests/support/random_headers.h"
+#include "tests/support/random_stream.h"
 #include "tests/support/transport_stream.h"
 
 namespace zarnow::fuzz {

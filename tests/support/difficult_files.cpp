@@ -2,7 +2,6 @@
 
 #include <fstream>
 
-#include "tests/support/bit_writer.h"
 #include "tests/support/dice.h"
 #include "tests/support/transport_stream.h"
 #include "tests/support/video_headers.h"
