@@ -34,7 +34,7 @@ public:
     }
 
 private:
-    unsigned below(std::size_t count) { return dice_.below(static_cast<unsigned>(count)); }
+    std::size_t below(std::size_t count) { return dice_.below(static_cast<unsigned>(count)); }
 
     void mutateRange(std::size_t from, std::size_t size, std::size_t room)
     {
@@ -58,68 +58,41 @@ private:
         replace(from, from == 0 || dice_.oneIn(2) ? input_.size() - from : 0, kTarget.piece(dice_));
     }
 
-    bool isTimed() const { return (input_[0] & kTimedPackets) != 0; }
-    std::size_t step() const { return test::kPacket + (isTimed() ? kPrefix : 0); }
-
     void changeStream()
     {
         input_.resize(std::max(input_.size(), kOptionBytes));
-        const std::size_t packets = (input_.size() - kOptionBytes) / step();
-        if (dice_.oneIn(input_.size() < kShortStream ? 10 : 200))
-            makeStream();
-        else if (packets == 0)
-            replace(kOptionBytes, 0, piece());
-        else
-            changePackets(kOptionBytes + below(packets) * step(), kOptionBytes + below(packets) * step());
-    }
-
-    Data piece()
-    {
-        const Data packets = kTarget.piece(dice_);
-        return isTimed() ? test::timed(packets) : packets;
-    }
-
-    void changePackets(std::size_t from, std::size_t to)
-    {
+        const bool isTimed = (input_[0] & kTimedPackets) != 0;
+        const std::size_t step = test::kPacket + (isTimed ? kPrefix : 0);
+        const std::size_t packets = (input_.size() - kOptionBytes) / step;
+        if (packets == 0 || dice_.oneIn(input_.size() < kShortStream ? 10 : 200))
+            return makeStream();
+        const std::size_t from = kOptionBytes + below(packets) * step, to = kOptionBytes + below(packets) * step;
+        const Data piece = kTarget.piece(dice_);
         switch (dice_.below(9)) {
             case 0:
                 return mutateRange(0, kOptionBytes, kOptionBytes);
             case 1:
-                return replace(from, 0, piece());
             case 2:
-                return replace(from, step(), piece());
+                return replace(from, dice_.oneIn(2) ? step : 0, isTimed ? test::timed(piece) : piece);
             case 3:
-                return replace(from, step(), {});
+                return replace(from, step, {});
             case 4:
-                return replace(to, 0, test::bytesFrom(input_, from, step()));
-            case 5:
-                return changeHeader(from + (isTimed() ? kPrefix : 0));
+                return replace(to, 0, test::bytesFrom(input_, from, step));
+            case 5:  // of the header: PID, unit start, error mark, scrambling, adaptation field and its length
+                return mutateRange(from + step - test::kPacket + 1, 4, 4);
             case 6:
-                return mutateRange(from, step(), step());
+                return mutateRange(from, step, step);
             case 7:
-                return replace(from, 0, Data(1 + dice_.below(300), dice_.oneIn(2) ? 0x47 : dice_.byte()));
+                return replace(from, 0, Data(1 + below(300), dice_.oneIn(2) ? 0x47 : dice_.byte()));
             default:
-                input_.resize(std::max(from, kOptionBytes) + below(step()));
+                input_.resize(from + below(step));
         }
-    }
-
-    /// Another PID or adaptation field length, or a bit of the others: unit start, error mark, scrambling, control.
-    void changeHeader(std::size_t packet)
-    {
-        constexpr std::pair<std::size_t, unsigned> kBits[] = {{1, 0x40}, {1, 0x80}, {3, 0x10}, {3, 0x20}, {3, 0x80}};
-        const auto& [at, bit] = dice_.of(kBits);
-        if (dice_.oneIn(5))
-            input_[packet + 2] = static_cast<std::uint8_t>(dice_.oneIn(4) ? std::uint16_t{0} : test::randomPid(dice_));
-        else if (dice_.oneIn(4))
-            input_[packet + 4] = dice_.byte();
-        else
-            input_[packet + at] ^= static_cast<std::uint8_t>(bit);
     }
 
     void makeStream()
     {
         const std::size_t room = longest_ - std::min(longest_, std::size_t{kOptionBytes});
-        const test::StreamShape shape{.packets = below(room / test::kPacket + 1) + 1,
+        const test::StreamShape shape{.packets = static_cast<unsigned>(below(room / test::kPacket + 1) + 1),
                                       .rarity = 1 + dice_.below(4),
                                       .garbage = 300,
                                       .withTables = !dice_.oneIn(8),
@@ -135,7 +108,6 @@ private:
 };
 
 }  // namespace
-
 }  // namespace zarnow::fuzz
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)

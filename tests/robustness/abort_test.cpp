@@ -28,17 +28,6 @@ using std::chrono::milliseconds;
 constexpr milliseconds kLongestWait{ZARNOW_SLOW ? 1000 : 100};
 constexpr std::uintmax_t kFileSize = 64U << 20;
 
-/// A difficult file, in memory if that can be.
-struct WrittenFile
-{
-    explicit WrittenFile(const DifficultFile& content) : file({}, ".ts", directoryInMemory())
-    {
-        content.write(file.path(), kFileSize);
-    }
-
-    TemporaryFile file;
-};
-
 milliseconds timeOf(clockid_t clock)
 {
     timespec now = {};
@@ -77,12 +66,13 @@ TEST(Abort, EndsEveryLoadWithin100Milliseconds)
     const auto files = difficultFiles();
     std::size_t stopped = 0;
     for (const DifficultFile& difficult : files) {
-        const WrittenFile written(difficult);
+        const TemporaryFile written({}, ".ts", directoryInMemory());
+        difficult.write(written.path(), kFileSize);
         milliseconds longest{};
         for (const int delay : {0, 1, 2, 5, 10, 20, 50, 100, 200}) {
             SCOPED_TRACE(testing::Message() << difficult.name << ", stopped after " << delay << " ms");
             CProgramSelection selection;
-            const auto wait = stopAfter(milliseconds(delay), selection, written.file.path());
+            const auto wait = stopAfter(milliseconds(delay), selection, written.path());
             EXPECT_EQ(selection.file.position(), selection.startOffset);
             if (!wait)
                 break;

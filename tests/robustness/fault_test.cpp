@@ -5,7 +5,7 @@
 #include <cstring>
 #include <functional>
 #include <new>
-#include <optional>
+#include <tuple>
 
 #include "tests/robustness/faults.h"
 #include "tests/robustness/samples.h"
@@ -19,28 +19,31 @@ namespace {
 using Kind = Fault::Kind;
 using Lasting = Fault::Lasting;
 
-/// A sample in a file.
-struct GoodFile
-{
-    explicit GoodFile(const char* name) : packets(sample(name).packets), file(packets) {}
-
-    void load(CProgramSelection& selection) const
-    {
-        EXPECT_EQ(selection.loadFile(file.path().c_str()).status, LoadResult::Status::loaded);
-    }
-
-    const Data& packets;
-    TemporaryFile file;
-};
-
 struct Attempt
 {
-    const GoodFile& good;
+    const std::filesystem::path& good;  ///< a sample's file
     CProgramSelection selection{};
     bool struck = true;
 };
 
 using Step = std::function<void(Attempt&)>;
+
+LoadResult::Status load(CProgramSelection& selection, const std::filesystem::path& path)
+{
+    return selection.loadFile(path.c_str()).status;
+}
+
+void loadGood(Attempt& run)
+{
+    EXPECT_EQ(load(run.selection, run.good), LoadResult::Status::loaded);
+}
+
+/// A selection reads next to nothing right after a load.
+void loadAndForget(Attempt& run)
+{
+    loadGood(run);
+    run.selection.setReadBufferSize(3000);
+}
 
 /// Selects every program and reads the video facts.
 void readFacts(Attempt& run)
@@ -69,8 +72,8 @@ void expectGoodSelections(Attempt& run, CProgramSelection& untouched)
 void expectGoodLoad(Attempt& run)
 {
     CProgramSelection untouched;
-    run.good.load(untouched);
-    run.good.load(run.selection);
+    load(untouched, run.good);
+    loadGood(run);
     expectGoodSelections(run, untouched);
 }
 
@@ -88,7 +91,7 @@ void expectConsistent(const CProgramSelection& selection)
 void expectNothingRemembered(Attempt& run)
 {
     CProgramSelection untouched;
-    run.good.load(untouched);
+    load(untouched, run.good);
     untouched.setReadBufferSize(run.selection.readBufferSize);
     untouched.analysed = run.selection.analysed;
     untouched.programList = run.selection.programList;
@@ -96,18 +99,6 @@ void expectNothingRemembered(Attempt& run)
     untouched.durationSeconds = run.selection.durationSeconds;
     untouched.avcStreamInfo = run.selection.avcStreamInfo;
     expectGoodSelections(run, untouched);
-}
-
-void load(Attempt& run)
-{
-    run.good.load(run.selection);
-}
-
-/// A selection reads next to nothing right after a load.
-void loadAndForget(Attempt& run)
-{
-    load(run);
-    run.selection.setReadBufferSize(3000);
 }
 
 void stop(Attempt& run)
@@ -121,7 +112,7 @@ struct FaultCase
     Kind kind;
     Lasting lasting = Lasting::once;
     Step prepare = nullptr;
-    Step run = load;  ///< with the fault armed
+    Step run = nullptr;  ///< with the fault armed
     Step meanwhile = nullptr;
     std::size_t readsOn = SIZE_MAX;  ///< at most, after the fault
     Step check = nullptr;
@@ -132,11 +123,11 @@ struct FaultCase
 void expectAtEveryPlace(const FaultCase& test)
 {
     for (const char* name : {"two-programs", "every-type", "shared-maps"}) {
-        const GoodFile good(name);
+        const TemporaryFile good(sample(name).packets);
         bool struck = true;
         for (std::size_t place = 0; struck && !testing::Test::HasFailure(); ++place) {
             SCOPED_TRACE(testing::Message() << name << ", " << test.name << " at " << place);
-            Attempt run{good};
+            Attempt run{good.path()};
             if (test.prepare)
                 test.prepare(run);
             {
@@ -159,15 +150,18 @@ void expectAtEveryPlace(const FaultCase& test)
 
 TEST(ReadFaults, ReadsInPiecesMakeNoDifference)
 {
-    expectAtEveryPlace({.name = "a short read", .kind = Kind::shortRead, .run = expectGoodLoad});
-    expectAtEveryPlace({"short reads", Kind::shortRead, Lasting::forGood, nullptr, expectGoodLoad});
-    expectAtEveryPlace({.name = "interruption", .kind = Kind::interruptedRead, .run = expectGoodLoad});
+    std::string facts;
+    const Step readFirst = [&](Attempt& run) { facts = factsOf(run.good); };
+    const Step readAgain = [&](Attempt& run) { EXPECT_EQ(factsOf(run.good), facts); };
+    expectAtEveryPlace({"a short read", Kind::shortRead, Lasting::once, readFirst, readAgain});
+    expectAtEveryPlace({"short reads", Kind::shortRead, Lasting::forGood, readFirst, readAgain});
+    expectAtEveryPlace({"interruption", Kind::interruptedRead, Lasting::once, readFirst, readAgain});
 }
 
 /// A file in which a call fails is loaded as one that ends there; the next selection reads it anew.
 TEST(ReadFaults, AreForgottenWithTheNextCall)
 {
-    const Step tryToLoad = [](Attempt& run) { run.selection.loadFile(run.good.file.path().c_str()); };
+    const Step tryToLoad = [](Attempt& run) { load(run.selection, run.good); };
     const Step readAgain = [](Attempt& run) {
         EXPECT_EQ(run.selection.file.position(), run.selection.startOffset);
         expectNothingRemembered(run);
@@ -191,23 +185,23 @@ TEST(ReadFaults, AreForgottenWithTheNextCall)
 /// A file that loses its end, or all of it, and its name while it is read.
 TEST(ReadFaults, FilesThatShrink)
 {
+    const TemporaryFile file;
     for (const std::size_t size : {200077U, 2001U, 0U}) {
-        std::optional<TemporaryFile> file;
-        const auto loadCopy = [&](Attempt& run) { return run.selection.loadFile(file->path().c_str()).status; };
-        expectAtEveryPlace({.name = "cut to " + std::to_string(size),
-                            .kind = Kind::meanwhile,
-                            .prepare = [&](Attempt& run) { file.emplace(run.good.packets); },
-                            .run = [&](Attempt& run) { EXPECT_EQ(loadCopy(run), LoadResult::Status::loaded); },
-                            .meanwhile =
-                                [&](Attempt&) {
-                                    std::filesystem::resize_file(file->path(), size);
-                                    std::filesystem::remove(file->path());
-                                },
-                            .check =
-                                [&](Attempt& run) {
-                                    readFacts(run);
-                                    EXPECT_EQ(loadCopy(run) == LoadResult::Status::cannotOpen, run.struck);
-                                }});
+        const auto loadCopy = [&](Attempt& run) { return load(run.selection, file.path()); };
+        const Step copy = [&](Attempt& run) {
+            std::filesystem::copy(run.good, file.path(), std::filesystem::copy_options::overwrite_existing);
+        };
+        const Step shrink = [&](Attempt&) {
+            std::filesystem::resize_file(file.path(), size);
+            std::filesystem::remove(file.path());
+        };
+        const Step expectGone = [&](Attempt& run) {
+            readFacts(run);
+            EXPECT_EQ(loadCopy(run) == LoadResult::Status::cannotOpen, run.struck);
+        };
+        const Step expectLoaded = [&](Attempt& run) { EXPECT_EQ(loadCopy(run), LoadResult::Status::loaded); };
+        expectAtEveryPlace({"cut to " + std::to_string(size), Kind::meanwhile, Lasting::once, copy, expectLoaded,
+                            shrink, SIZE_MAX, expectGone});
     }
 }
 
@@ -223,7 +217,7 @@ TEST(StopFlag, EndsEveryCallAtTheNextBlock)
     const Step useSmallBuffer = [](Attempt& run) { run.selection.setReadBufferSize(2001); };
     for (const Step& prepare : {Step(), useSmallBuffer})
         expectAtEveryPlace(
-            {"a stopped load", Kind::meanwhile, Lasting::once, prepare, load, stop, kReadsOn, expectStopped});
+            {"a stopped load", Kind::meanwhile, Lasting::once, prepare, loadGood, stop, kReadsOn, expectStopped});
 
     const Step select = [](Attempt& run) {
         run.selection.selectProgram(0);
@@ -257,14 +251,6 @@ TEST(AllocationFaults, EndTheCallAndNothingElse)
             }
         };
     };
-    const auto test = [](const char* name, const Step& prepare, const Step& run, const Step& check) {
-        expectAtEveryPlace({.name = name,
-                            .kind = Kind::failedAllocation,
-                            .lasting = Lasting::forGood,
-                            .prepare = prepare,
-                            .run = run,
-                            .check = check});
-    };
     const Step expectEnded = [](Attempt& run) {
         EXPECT_NE(run.selection.analysed, run.struck);
         EXPECT_EQ(run.selection.file.position(), run.selection.startOffset);
@@ -272,7 +258,7 @@ TEST(AllocationFaults, EndTheCallAndNothingElse)
     };
     const Step loadByPids = [](Attempt& run) {
         run.selection.setDefaultStreams(0, 0x102, 2, 0x103, 0x81);
-        load(run);
+        loadGood(run);
     };
     const Step select = [](Attempt& run) { run.selection.selectProgram(0); };
     const Step resize = [](Attempt& run) { run.selection.setReadBufferSize(70000); };
@@ -281,11 +267,15 @@ TEST(AllocationFaults, EndTheCallAndNothingElse)
                     run.selection.videoStreamCount + run.selection.audioStreamCount == 0)
             << "headers are read without a buffer";
     };
-    test("load", load, load, expectEnded);
-    test("load by default PIDs", load, loadByPids, readFacts);
-    test("selection", loadAndForget, mayThrow(select), expectNothingRemembered);
-    test("selection, video facts and descriptions", load, mayThrow(readFacts), readFacts);
-    test("buffer", load, resize, expectNoHeaders);
+    const std::tuple<const char*, Step, Step, Step> calls[] = {
+        {"load", loadGood, loadGood, expectEnded},
+        {"load by default PIDs", loadGood, loadByPids, readFacts},
+        {"selection", loadAndForget, mayThrow(select), expectNothingRemembered},
+        {"selections and video facts", loadGood, mayThrow(readFacts), readFacts},
+        {"buffer", loadGood, resize, expectNoHeaders},
+    };
+    for (const auto& [name, prepare, run, check] : calls)
+        expectAtEveryPlace({name, Kind::failedAllocation, Lasting::forGood, prepare, run, nullptr, SIZE_MAX, check});
 }
 
 }  // namespace
