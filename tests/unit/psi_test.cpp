@@ -77,21 +77,19 @@ TEST(ParsePat, ProgramsTaken)
 
 TEST(ParsePat, ReadsOnlyTheLowLengthByteAndStraightThroughTheBlock)
 {
-    const auto patOf = [](std::size_t count) {
-        std::vector<Program> programs(count);
-        for (std::uint16_t i = 0; i < count; ++i)
-            programs[i] = {static_cast<std::uint16_t>(1 + i), static_cast<std::uint16_t>(0x100 + i)};
-        return patPacket(programs);
-    };
     const auto parse = [](const Data& content) {
         CPSIParser parser;
         parsePat(parser, content);
         return entriesOf(parser.programList);
     };
-    // 70 entries: section_length 289 is 0x121, and (0x21 - 9) / 4 - 1 = 5 follow the first.
-    EXPECT_EQ(parse(followed(patOf(70))).size(), 6U);
+    std::vector<Program> programs(70);
+    for (std::uint16_t i = 0; i < 70; ++i)
+        programs[i] = {static_cast<std::uint16_t>(1 + i), static_cast<std::uint16_t>(0x100 + i)};
+    // section_length 289 is 0x121, and (0x21 - 9) / 4 - 1 = 5 follow the first.
+    EXPECT_EQ(parse(followed(patPacket(programs))).size(), 6U);
     // 45 entries end 17 bytes into the next packet; the 44th (offset 5 + 8 + 43 * 4 = 185) straddles both.
-    const Data two = join({patOf(45), packet({.pid = 0x0ABC})});
+    programs.resize(45);
+    const Data two = join({patPacket(programs), packet({.pid = 0x0ABC})});
     const Entries all = parse(followed(two));
     ASSERT_EQ(all.size(), 45U);
     EXPECT_EQ(all[43], program(0x0147, 44)) << "the sync byte stands where the PID's low byte would be";
@@ -236,14 +234,15 @@ TEST(ParsePmt, EntriesAtTheSplit)
         result.streams.resize(all.size());
         EXPECT_EQ(result.streams, entriesOf(all));
     }
-}
-
-TEST(ParsePmt, ByNumberItIsReadOnThroughTheBlock)
-{
-    // From 17 on, five bytes each, while they are whole.
-    const Data block = join({split(pmtSection(3, streams(40))), nullPackets(1)});
+    // By number it is read on through the block, from 17 on, five bytes each, while they are whole.
+    const Data block = split(pmtSection(3, all));
     EXPECT_EQ(parsePmt(firstBytes(block, 192), 3).streams.size(), 35U);
     EXPECT_EQ(parsePmt(firstBytes(block, 191), 3).streams.size(), 34U);
+}
+
+PsiEntry stream(std::uint16_t pid, std::uint8_t type, std::uint16_t number)
+{
+    return {.pid = pid, .pmtPid = 0x100, .streamType = type, .programNumber = number};
 }
 
 TEST(Tables, FindStreamByType)
@@ -251,11 +250,7 @@ TEST(Tables, FindStreamByType)
     CPSIParser parser;
     parser.currentPmtPid = 0x100;
     parser.currentProgramNumber = 1;
-    parser.streamList = {{},
-                         {.pid = 0x40, .pmtPid = 0x100, .streamType = 2, .programNumber = 2},
-                         {.pid = 0x41, .pmtPid = 0x100, .streamType = 0x81, .programNumber = 1},
-                         {.pid = 0x42, .pmtPid = 0x100, .streamType = 0x80, .programNumber = 1},
-                         {.pid = 0x43, .pmtPid = 0x200, .streamType = 0, .programNumber = 2}};
+    parser.streamList = {{}, stream(0x40, 2, 2), stream(0x41, 0x81, 1), stream(0x42, 0x80, 1), stream(0x43, 0, 2)};
     const struct
     {
         const char* fault;
@@ -280,9 +275,6 @@ TEST(Tables, FindStreamByType)
 TEST(Tables, Removal)
 {
     CPSIParser parser;
-    const auto stream = [](std::uint16_t pid, std::uint8_t type, std::uint16_t number) {
-        return PsiEntry{.pid = pid, .pmtPid = 0x100, .streamType = type, .programNumber = number};
-    };
     const PsiEntry first = stream(0x41, 2, 1), second = stream(0x42, 3, 1), other = stream(0x41, 2, 2);
     parser.streamList = {first, other, stream(0x41, 3, 1), second, other, stream(0x42, 4, 1), first};
     EXPECT_TRUE(parser.removeDuplicateStreams(0x100, 1));
