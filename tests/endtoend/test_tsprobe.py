@@ -1,4 +1,4 @@
-"""tsprobe as people and programs call it, natively and under Wine."""
+"""tsprobe as people and programs call it, natively and under Wine. What its JSON says is in tests/data/golden."""
 
 import json
 import shutil
@@ -11,58 +11,22 @@ from programs import TSPROBE, run, wine
 DATA = samples.ROOT / "tests" / "data"
 MPEG2, TWO_PROGRAMS = "tests/data/mpeg2.ts", "tests/data/two-programs.ts"
 
-KEYS = ["file", "fileSize", "packetSize", "analysed", "startOffset", "durationSeconds", "currentProgram", "programs",
-        "streams", "video", "audio", "descriptions", "avc"]
-VIDEO_KEYS = ["pid", "streamId", "streamType", "filePosition", "profile", "level", "codedWidth", "codedHeight",
-              "vbvBufferBytes", "frameTicks90k", "avgTimePerFrame", "frameRate", "bitRate", "pelsPerMeterX",
-              "pelsPerMeterY", "aspectX", "aspectY", "firstPts", "progressive", "videoFormat", "sequenceHeader"]
-AUDIO_KEYS = ["pid", "streamId", "layer", "filePosition", "sampleRate", "avgBytesPerSec", "streamType", "isLpcm",
-              "channels", "bitsPerSample"]
-
-
-def report_of(*arguments):
-    return json.loads(run(TSPROBE, "--json", *arguments)[1])
-
-
-def texts(report):
-    return [entry["text"] for entry in report["descriptions"]]
-
-
-def test_keys_and_kinds():
-    status, out, _ = run(TSPROBE, "--json", TWO_PROGRAMS)
-    report = json.loads(out)
-    assert status == 0
-    assert list(report) == KEYS
-    assert list(report["video"][0]) == VIDEO_KEYS
-    assert list(report["audio"][0]) == AUDIO_KEYS
-    assert report["streams"][0] == {"pid": 0, "pmtPid": 0, "streamType": 0, "programNumber": 0}
-    assert report["programs"][1] == {"index": 1, "pmtPid": 0x1001, "programNumber": 2, "name": "Program 2"}
-    assert '"durationSeconds": 2.92,' in out
-    assert len(report["avc"]) == 23
-
-
-def test_the_selected_program_is_shown():
-    report = report_of("--program", "1", TWO_PROGRAMS)
-    assert report["currentProgram"] == {"index": 1, "pmtPid": 0x1001, "programNumber": 2}
-    assert texts(report) == ["MPEG2 Video (0x0102)", "AC3 (0x0103)"]
-    assert report["avc"] is None
-
 
 def test_a_file_that_cannot_be_analysed():
     status, out, _ = run(TSPROBE, "--json", "LICENSE")
     report = json.loads(out)
     assert status == 1
-    assert list(report) == KEYS
-    assert [report[key] for key in ("analysed", *KEYS[9:])] == [False, [], [], [], None]
+    assert report["analysed"] is False
+    assert [report[key] for key in ("video", "audio", "descriptions", "avc")] == [[], [], [], None]
     assert '"durationSeconds": 4000000000000.0,' in out
     assert report["currentProgram"]["index"] is None
 
 
 def test_default_pids():
-    report = report_of("--default-pids", "0,0x200,2,0x201,3", MPEG2)
+    report = json.loads(run(TSPROBE, "--json", "--default-pids", "0,0x200,2,0x201,3", MPEG2)[1])
     assert [entry["pid"] for entry in report["streams"]] == [0, 0x200, 0x201]
     assert report["programs"][0]["pmtPid"] == 0x0100
-    assert texts(report) == ["MPEG2 Video (0x0200)", "MPEG1 Audio (0x0201)"]
+    assert [entry["text"] for entry in report["descriptions"]] == ["MPEG2 Video (0x0200)", "MPEG1 Audio (0x0201)"]
 
 
 @pytest.mark.parametrize("arguments", [[TWO_PROGRAMS], ["--program", "1", TWO_PROGRAMS], ["LICENSE"]], ids=str)

@@ -77,41 +77,6 @@ TEST(TransportFile, MovesWithin32Bits)
     EXPECT_TRUE(file.moveBy(-100));
 }
 
-TEST(Load, TheFirstPacketIsCountedFromTheCurrentPositionWhichStays)
-{
-    const TemporaryFile found(join({filled(70000), nullPackets(20)})), lost(filled(120000));
-    std::uint32_t offset = 0;
-    for (const TemporaryFile* source : {&found, &lost}) {
-        const bool has = source == &found;
-        CFileScan scan;
-        EXPECT_EQ(scan.file.open(source->path().c_str()), 0U);
-        scan.startOffset = 4711;
-        ASSERT_TRUE(scan.file.moveTo(1234));
-        EXPECT_EQ(scan.findSyncInFile(offset), has);
-        EXPECT_EQ(scan.file.position(), 1234);
-        EXPECT_EQ(offset, 70000U - 1234U);
-        EXPECT_EQ(scan.rewindToData(), has);
-        EXPECT_EQ(scan.startOffset, has ? 70000U : 0U);
-        EXPECT_EQ(scan.file.position(), scan.startOffset);
-    }
-}
-
-TEST(Load, ScansNothingStoppedClosedOrWithTooSmallABuffer)
-{
-    const TemporaryFile source(join(
-        {patPacket({{1, 0x100}, {2, 0x100}}), nullPackets(4), pmtPacket(0x100, 1, {{2, 0x11}}), nullPackets(900)}));
-    for (const std::uint32_t size : {0U, 1U, 99U, 100U, 187U, 287U, 288U, 1040U, 1041U}) {
-        CFileScan scan;
-        scan.setReadBufferSize(size);
-        EXPECT_FALSE(scan.scanProgramTables() || scan.detectFilePacketSize() || scan.rewindToData()) << "closed";
-        EXPECT_EQ(scan.file.open(source.path().c_str()), 0U);
-        // five packets and a byte are needed to find one's footing in a block, which is 100 bytes less
-        EXPECT_EQ(scan.scanProgramTables(), size > 1040) << size;
-        scan.abortScan = true;
-        EXPECT_FALSE(scan.scanProgramTables());
-    }
-}
-
 TEST(Load, FilesThatCannotBeAnalysed)
 {
     for (const Data& content : {Data{}, firstBytes(programFile({true}), 2000), nullPackets(50)}) {
