@@ -241,7 +241,7 @@ Data group(std::initializer_list<std::uint32_t> types)
 }
 
 /// The payloads as they come, after one another.
-Parsed scan(std::initializer_list<Data> payloads, const AvcStreamInfo& before = {.frame_mbs_only_flag = 1})
+Parsed scan(const std::vector<Data>& payloads, const AvcStreamInfo& before = {.frame_mbs_only_flag = 1})
 {
     Parsed result{.info = before};
     CGopScanner scanner(result.info);
@@ -287,11 +287,14 @@ TEST(GopScan, Counts)
 TEST(GopScan, UnitsCutBetweenPayloadsAreCountedOnce)
 {
     const Data units = join({group({kI, kP, kB, kB, kP}), sps({}), filled(20, 0x55)});
-    for (std::size_t cut = 0; cut <= units.size(); ++cut) {
-        const Parsed result = scan({firstBytes(units, cut), bytesFrom(units, cut)});
-        EXPECT_TRUE(result.accepted) << cut;
-        EXPECT_EQ(result.info.gopPictureCount, 5) << cut;
-        EXPECT_EQ(result.info.entropy_coding_mode_flag, 1) << cut;
+    for (std::size_t size = 4; size <= units.size(); ++size) {
+        std::vector<Data> payloads;
+        for (std::size_t at = 0; at < units.size(); at += size)
+            payloads.push_back(bytesFrom(units, at, std::min(size, units.size() - at)));
+        const Parsed result = scan(payloads);
+        EXPECT_TRUE(result.accepted) << size;
+        EXPECT_EQ(result.info.gopPictureCount, 5) << size;
+        EXPECT_EQ(result.info.entropy_coding_mode_flag, 1) << size;
     }
 }
 
@@ -354,6 +357,7 @@ TEST(GopScan, WhichBytesOfAPacketCount)
     } cases[] = {
         {"the first set alone is enough", scanFile(1, filled(10, 0x55)), false},
         {"the last 4 bytes are looked at", scanFile(1, atEnd(0)), false},
+        {"the last byte but 3 is looked at", scanFile(1, atEnd(3)), false},
         {"more than the last 4 bytes are left out", scanFile(1, atEnd(4)), true},
         {"the adaptation field's last byte is left out",
          scanFile(1, join({Data(set.begin() + 2, set.end()), filled(20, 0x55)})), true},

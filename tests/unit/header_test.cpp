@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
+#include <string>
+
 #include "esparse/audio_header.h"
 #include "esparse/bit_reader.h"
 #include "esparse/mpeg_video_header.h"
@@ -270,6 +273,30 @@ TEST(AudioHeader, Fields)
         const bool fromMpegHeader = test.type == 3 || test.type == 4 || test.type == 0x0F;
         EXPECT_EQ(record.streamId, fromMpegHeader ? test.payload[3] : 0);
     }
+}
+
+/// The standards' tables, code by code (A/52, tables 5.6, 5.8 and 5.18; ISO/IEC 11172-3, 2.4.2.3).
+TEST(AudioHeader, EveryCode)
+{
+    const auto parse = [](std::uint8_t type, const Data& data) {
+        AudioProbeRecord record;
+        EXPECT_TRUE(parseAudioHeader(data.data(), static_cast<std::int32_t>(data.size()), type, record, false));
+        return record;
+    };
+    constexpr std::array<unsigned, 19> kAc3Rates{32,  40,  48,  56,  64,  80,  96,  112, 128, 160,
+                                                 192, 224, 256, 320, 384, 448, 512, 576, 640};
+    for (std::uint8_t code = 0; code < 38; ++code)
+        EXPECT_EQ(parse(6, pes(0xBD, {0x0B, 0x77, 0, 0, code, 0, 0})).avgBytesPerSec, kAc3Rates[code / 2U] * 125);
+    std::string channels;
+    for (unsigned mode = 0; mode < 8; ++mode)
+        channels += std::to_string(
+            parse(6, pes(0xBD, {0x0B, 0x77, 0, 0, 0, 0, static_cast<std::uint8_t>(mode << 5)})).channels);
+    EXPECT_EQ(channels, "21233445");
+    constexpr std::array<unsigned, 16> kLayer2Rates{0,   32,  48,  56,  64,  80,  96,  112,
+                                                    128, 160, 192, 224, 256, 320, 384, 0};
+    for (unsigned code = 0; code < 16; ++code)
+        EXPECT_EQ(parse(3, pes(0xC0, {0xFF, 0xFD, static_cast<std::uint8_t>(code << 4), 0, 0})).avgBytesPerSec,
+                  kLayer2Rates[code] * 125);
 }
 
 }  // namespace
