@@ -151,14 +151,8 @@ TEST(AvcSequenceHeader, Fields)
         Figures expected;
         AvcStreamInfo before{};
     } cases[] = {
-        {"fields are not doubled",
-         pictureOf,
-         {.widthInMbs = 120, .heightInMapUnits = 34, .framesOnly = false},
-         {1920, 1088, 0, 0, 1}},
-        {"cropping is applied",
-         pictureOf,
-         {.widthInMbs = 120, .heightInMapUnits = 68, .cropping = true},
-         {1920, 1088, 1, 1, 0}},
+        {"fields are not doubled", pictureOf, {.framesOnly = false}, {720, 1152, 0, 0, 1}},
+        {"cropping is applied", pictureOf, {.widthInMbs = 120, .cropping = true}, {1920, 576, 1, 1, 0}},
         {"order count type 0 has no field", pictureOf, {.pictureOrderCount = count0}, sd},
         {"order count type 1 is misread", pictureOf, {.pictureOrderCount = count1}, sd},
         {"High fields are not skipped", pictureOf, {.profile = 100, .highProfile = chroma(1, false)}, sd},
@@ -170,10 +164,8 @@ TEST(AvcSequenceHeader, Fields)
         {"an extended ratio of 4:3 is missed", aspectOf, ratio(45, 36, 255, 16, 15), {4, 3, 255, 16}},
         {"an odd ratio becomes 4:3", aspectOf, ratio(45, 36, 255, 5, 1), {16, 9, 255, 5}},
         {"a width of 0 is divided by", aspectOf, ratio(45, 36, 255, 0, 3), {16, 9, 255, 0}},
-        {"a product that wraps to -2^31 is divided by -1",
-         aspectOf,
-         ratio(0x10000, 0x8000, 255, 0xFFFF, 0xFFFF),
-         {16, 9, 255, 0xFF}},
+        // The products wrap: -2^31 is divided by -1.
+        {"32 bits hold the quotient", aspectOf, ratio(0x10000, 0x8000, 255, 0xFFFF, 0xFFFF), {16, 9, 255, 0xFF}},
         {"square pixels make 720x480 a 4:3 picture", aspectOf, ratio(45, 30, 1), {16, 9, 1, 0}},
         {"ratio 2 is no 4:3", aspectOf, ratio(45, 36, 2), {4, 3, 2, 0}},
         {"ratio 3 is no 4:3", aspectOf, ratio(45, 30, 3), {4, 3, 3, 0}},
@@ -195,11 +187,8 @@ TEST(AvcSequenceHeader, Fields)
 
         {"the last schedule counts", hrdOf, parameters(first, nullptr), {128000, 32000, 24, 25, 1, 0}},
         {"the VCL parameters alone are not read", hrdOf, parameters(nullptr, first), {128000, 32000, 24, 25, 0, 1}},
-        {"the VCL parameters are read behind the NAL ones",
-         hrdOf,
-         parameters(first, second),
-         {128000, 32000, 24, 25, 1, 1}},
-        {"a later rate replaces the first",
+        {"both parameters are read", hrdOf, parameters(first, second), {128000, 32000, 24, 25, 1, 1}},
+        {"the first rate goes",
          hrdOf,
          parameters(first, nullptr),
          {5, 6, 24, 25, 1, 0},

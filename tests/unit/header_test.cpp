@@ -108,9 +108,10 @@ TEST(SequenceHeader, Fields)
         const ExactBuffer payload(join({pes(0xE0, {}), filled(3, 0x42), sequenceHeader(test.header)}));
         VideoProbeRecord record{.firstPts = 99, .progressive = 1};
         ASSERT_TRUE(findSequenceHeader(payload.data(), payload.length(), record));
-        EXPECT_EQ((Figures{record.frameRate, static_cast<double>(record.avgTimePerFrame), double(record.frameTicks90k),
-                           double(record.aspectX), double(record.bitRate), double(record.vbvBufferBytes),
-                           double(record.pelsPerMeterY)}),
+        const auto number = [](auto value) { return static_cast<double>(value); };
+        EXPECT_EQ((Figures{record.frameRate, number(record.avgTimePerFrame), number(record.frameTicks90k),
+                           number(record.aspectX), number(record.bitRate), number(record.vbvBufferBytes),
+                           number(record.pelsPerMeterY)}),
                   test.expected);
         EXPECT_EQ(std::pair(record.codedWidth, record.codedHeight), std::pair(720U, 576U));
         EXPECT_EQ(record.aspectY, record.aspectX == 16 ? 9U : 3U);
@@ -145,10 +146,8 @@ TEST(SequenceHeader, BytesKeptAndNeeded)
         {"user data is taken for the extension", join({header(false, false), userData}), 12, 99},
         {"a display extension is taken for a sequence extension",
          join({header(false, false), withByte(extension, 4, 0x2C)}), 12, 99},
-        {"a start code with nothing behind it is an extension", join({header(true, false), firstBytes(extension, 4)}),
-         76, 99},
-        {"an extension cut in its second byte is passed over", join({header(true, false), firstBytes(extension, 5)}), 0,
-         99},
+        {"nothing behind a start code is an extension", join({header(true, false), firstBytes(extension, 4)}), 76, 99},
+        {"one cut in its second byte is passed over", join({header(true, false), firstBytes(extension, 5)}), 0, 99},
         {"an extension cut in its last byte is accepted", join({header(true, false), firstBytes(extension, 9)}), 0, 8},
     };
     for (const auto& test : cases) {
