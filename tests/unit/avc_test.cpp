@@ -160,7 +160,7 @@ TEST(AvcSequenceHeader, Fields)
         {"4:2:0 has no eight lists", pictureOf, {.profile = 122, .highProfile = chroma(1, true)}, sd},
         {"profile 244 is known", pictureOf, {.profile = 244}, sd},
 
-        {"1088 lines are not taken for 1080", aspectOf, ratio(90, 68, 255, 4, 3), {16, 9, 255, 4}},
+        {"1088 lines are not taken for 1080", aspectOf, ratio(90, 68, 255, 100, 103), {4, 3, 255, 100}},
         {"an extended ratio of 4:3 is missed", aspectOf, ratio(45, 36, 255, 16, 15), {4, 3, 255, 16}},
         {"an odd ratio becomes 4:3", aspectOf, ratio(45, 36, 255, 5, 1), {16, 9, 255, 5}},
         {"a width of 0 is divided by", aspectOf, ratio(45, 36, 255, 0, 3), {16, 9, 255, 0}},

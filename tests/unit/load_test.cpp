@@ -75,6 +75,7 @@ TEST(TransportFile, MovesWithin32Bits)
     EXPECT_FALSE(file.moveBy(0)) << "the position itself does not fit";
     EXPECT_FALSE(file.moveBy(-99));
     EXPECT_TRUE(file.moveBy(-100));
+    EXPECT_FALSE(CTransportFile().read(bytes, 100, count));
 }
 
 TEST(Load, FilesThatCannotBeAnalysed)
@@ -135,6 +136,33 @@ TEST(Load, PrunesUnplayableProgramsAndSelectsTheFirst)
     }
 }
 
+TEST(Load, ListsNoMoreStreamsThanThereAreRecords)
+{
+    std::vector<Stream> streams;
+    Data packets;
+    for (std::uint16_t pid = 0x11; pid < 0x11 + 6 + 9; ++pid) {
+        const bool video = pid < 0x11 + 6;
+        streams.push_back({static_cast<std::uint8_t>(video ? 2 : 6), pid});
+        append(packets, video ? mpegVideoPacket(pid) : ac3Packet(pid));
+    }
+    Selection filter;
+    filter.load(join({patPacket({{1, 0x100}}), pmtPacket(0x100, 1, streams), packets, nullPackets(12)}));
+    EXPECT_EQ(filter.videoStreamCount, 5U);
+    EXPECT_EQ(filter.videoStreams[4].pid, 0x15);
+    EXPECT_EQ(filter.audioStreamCount, 8U);
+    EXPECT_EQ(filter.audioStreams[7].pid, 0x1E);
+}
+
+TEST(Load, LooksForVideoWhereThreeBytesFollowThePacket)
+{
+    for (const std::size_t behind : {2U, 3U}) {  // the packet begins the second block
+        const TemporaryFile source(join({nullPackets(173), mpegVideoPacket(0x11), filled(behind)}));
+        CStreamProbe probe;
+        EXPECT_EQ(probe.file.open(source.path().c_str()), 0U);
+        EXPECT_EQ(probe.probeVideoStream(0x11, 0), behind == 3) << behind;
+    }
+}
+
 TEST(Load, EndsWithinASecondWhateverTheFile)
 {
     // Sixty programs of hundreds of streams each. Thirty are playable by their last stream, so that every removal of
@@ -181,6 +209,7 @@ TEST(Load, ByDefaultPidsReplacesTheTables)
         EXPECT_EQ(filter.countStreams(0, 0), test.used ? 1U : 0U) << "the zero entry leads here, too";
         EXPECT_EQ(filter.countStreams(test.kept.pmtPid, 1), test.used ? 2U : 0U);
         EXPECT_EQ(filter.videoStreamCount, test.used && videoType == 2 ? 1U : 0U);
+        EXPECT_TRUE(!test.used || filter.streamList.back().streamType == test.kept.audioStreamType);
     }
 }
 
