@@ -7,7 +7,6 @@
 #include <cstdlib>
 #include <fstream>
 #include <map>
-#include <set>
 #include <sstream>
 #include <unistd.h>
 
@@ -175,31 +174,6 @@ TEST(Environments, DifficultFiles)
     }
 }
 
-/// The tables, once in the file, with the block that the table scans read ending before, in and behind them.
-TEST(BufferSizes, MapsCutByABlocksEnd)
-{
-    std::vector<Stream> many(50, {0x05, 0x200});
-    for (std::size_t i = 0; i < many.size(); ++i)
-        many[i].pid = static_cast<std::uint16_t>(0x200 + i);
-    const Data section = pointed(pmtSection(1, many));
-    const Data longMap = join({packet({.pid = 0x100}, section), packet({.pid = 0x100}, bytesFrom(section, 184))});
-    const Data maps = join({pmtPacket(0x100, 1, {{0x0F, 0x110}}), pmtPacket(0x100, 2, {{0x0F, 0x120}})});
-    const TemporaryFile single(join({patPacket({{1, 0x100}}), nullPackets(11), longMap, nullPackets(40)}));
-    const TemporaryFile shared(join({patPacket({{1, 0x100}, {2, 0x100}}), nullPackets(11), maps, nullPackets(40)}));
-    std::set<std::size_t> counts;
-    for (std::uint32_t bufferSize = 2001; bufferSize < 3400 && !HasFailure(); ++bufferSize) {
-        SelectionPair pair;
-        pair.setReadBufferSize(bufferSize);
-        for (const TemporaryFile* file : {&single, &shared}) {
-            pair.load(file->path().c_str());
-            EXPECT_EQ(pair.difference(), "") << "buffers of " << bufferSize;
-            counts.insert(pair.selection.streamList.size());
-        }
-    }
-    EXPECT_EQ(counts, (std::set<std::size_t>{2, 3, 4, 2 + 34, 2 + 50}))
-        << "none, one or both, and part of the long one";
-}
-
 std::size_t residentBytes()
 {
     std::size_t pages = 0;
@@ -207,7 +181,7 @@ std::size_t residentBytes()
     return pages * static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
 }
 
-TEST(BufferSizes, OfAnyValue)
+TEST(Environments, BuffersOfAnySize)
 {
     const TemporaryFile file(sample("two-programs").packets);
     CProgramSelection selection;
