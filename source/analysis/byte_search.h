@@ -1,41 +1,105 @@
 /// @file
-/// Searches that leave the looking to memchr.
+/// Searches for short patterns of bytes. The C library's memchr is no help here: that of Windows may take a byte at a
+/// time, and it cannot look for two zeros.
 #pragma once
 
-#include <cstring>
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cstdint>
 
 #include "analysis/bytes.h"
 
+#if defined(__SSE2__) || defined(_M_X64)
+#define ZARNOW_HAVE_SSE2
+#include <emmintrin.h>
+#endif
+
 namespace zarnow {
 
-/// Offset of the next 00 00 `last` at or after `from`, or the range's end: a start code, an emulation-prevention byte.
-inline std::size_t findZerosAnd(Bytes bytes, std::uint8_t last, std::size_t from) noexcept
+/// The bytes of a pattern; the search is compiled for each.
+template <std::uint8_t... kBytes>
+class CBytePattern
 {
-    std::size_t at = from + 2;
-    while (at < bytes.size()) {
-        const void* found = std::memchr(bytes.data() + at, last, bytes.size() - at);
-        if (found == nullptr)
-            break;
-        at = static_cast<std::size_t>(static_cast<const std::uint8_t*>(found) - bytes.data());
-        if (bytes[at - 1] == 0 && bytes[at - 2] == 0)
-            return at - 2;
-        ++at;
-    }
-    return bytes.size();
-}
+public:
+    static constexpr std::size_t kLength = sizeof...(kBytes);
 
-/// Whether two zero bytes stand side by side: no start code and no emulation-prevention byte does without.
-inline bool hasZeroPair(Bytes bytes) noexcept
-{
-    for (std::size_t at = 0; at + 1 < bytes.size(); at += 2) {
-        const void* found = std::memchr(bytes.data() + at, 0, bytes.size() - 1 - at);
-        if (found == nullptr)
-            return false;
-        at = static_cast<std::size_t>(static_cast<const std::uint8_t*>(found) - bytes.data());
-        if (bytes[at + 1] == 0)
-            return true;
+    /// Offset of the first place at or after `from` where the whole pattern stands, or the range's end.
+    static std::size_t find(Bytes bytes, std::size_t from = 0) noexcept
+    {
+        const std::size_t places = bytes.size() - std::min(bytes.size(), kLength - 1);
+        if (from >= places)
+            return bytes.size();
+        const std::uint8_t* const data = bytes.data();
+#ifdef ZARNOW_HAVE_SSE2
+        for (std::size_t window = from; places >= kWindow; window += kWindow) {
+            window = std::min(window, places - kWindow);  // the last one overlaps
+            if (mayStandInWindow(data + window)) {
+                const std::uint64_t found = placesInWindow(data + window) >> (std::max(from, window) - window);
+                if (found != 0)
+                    return std::max(from, window) + static_cast<std::size_t>(std::countr_zero(found));
+            }
+            if (window == places - kWindow)
+                return bytes.size();
+        }
+#endif
+        while (from < places && !std::equal(kPattern.begin(), kPattern.end(), data + from))
+            ++from;
+        return from < places ? from : bytes.size();
     }
-    return false;
-}
+
+    static bool standsIn(Bytes bytes) noexcept
+    {
+        return find(bytes) != bytes.size();
+    }
+
+private:
+    static constexpr std::array<std::uint8_t, kLength> kPattern = {kBytes...};
+
+#ifdef ZARNOW_HAVE_SSE2
+    static constexpr std::size_t kGroup = sizeof(__m128i);
+    static constexpr std::size_t kWindow = 4 * kGroup;  // places looked at together
+
+    /// A zero byte for each place in a group where the first `length` bytes of the pattern stand.
+    static __m128i differences(const std::uint8_t* at, std::size_t length) noexcept
+    {
+        __m128i sum = _mm_setzero_si128();
+        for (std::size_t i = 0; i < length; ++i) {
+            const __m128i here = _mm_loadu_si128(reinterpret_cast<const __m128i*>(at + i));
+            sum = _mm_or_si128(sum, _mm_xor_si128(here, _mm_set1_epi8(static_cast<char>(kPattern[i]))));
+        }
+        return sum;
+    }
+
+    /// A bit for each zero byte.
+    static std::uint64_t zeros(__m128i group) noexcept
+    {
+        const int mask = _mm_movemask_epi8(_mm_cmpeq_epi8(group, _mm_setzero_si128()));
+        return static_cast<std::uint64_t>(mask);
+    }
+
+    /// Goes by the first two bytes, which are hardly ever there without the rest.
+    static bool mayStandInWindow(const std::uint8_t* at) noexcept
+    {
+        constexpr std::size_t kLooked = std::min<std::size_t>(kLength, 2);
+        __m128i least = differences(at, kLooked);
+        for (std::size_t offset = kGroup; offset < kWindow; offset += kGroup)
+            least = _mm_min_epu8(least, differences(at + offset, kLooked));
+        return zeros(least) != 0;
+    }
+
+    static std::uint64_t placesInWindow(const std::uint8_t* at) noexcept
+    {
+        std::uint64_t places = 0;
+        for (std::size_t offset = 0; offset < kWindow; offset += kGroup)
+            places |= zeros(differences(at + offset, kLength)) << offset;
+        return places;
+    }
+#endif
+};
+
+using CZeroPair = CBytePattern<0, 0>;  ///< no start code and no emulation-prevention byte does without
+using CStartCode = CBytePattern<0, 0, 1>;
+using CEmulationPrevention = CBytePattern<0, 0, 3>;
 
 }  // namespace zarnow

@@ -22,6 +22,11 @@ inline AdaptationControl adaptationControl(const std::uint8_t* packet) noexcept
     return static_cast<AdaptationControl>((packet[3] >> 4) & 3);
 }
 
+inline bool isInError(const std::uint8_t* packet) noexcept
+{
+    return (packet[1] & kTransportErrorBit) != 0;
+}
+
 inline bool hasPayload(const std::uint8_t* packet) noexcept
 {
     return (packet[3] & 0x10) != 0;

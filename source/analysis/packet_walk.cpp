@@ -1,6 +1,6 @@
 #include "analysis/packet_walk.h"
 
-#include <cstring>
+#include "analysis/byte_search.h"
 
 namespace zarnow {
 
@@ -22,10 +22,7 @@ bool isSync(Bytes bytes, std::size_t offset) noexcept
 /// The first sync byte at or after the offset, or the range's end.
 std::size_t nextSyncByte(Bytes bytes, std::size_t from, std::size_t end) noexcept
 {
-    if (from >= end)
-        return end;
-    const void* found = std::memchr(bytes.data() + from, kSyncByte, end - from);
-    return found != nullptr ? static_cast<std::size_t>(static_cast<const std::uint8_t*>(found) - bytes.data()) : end;
+    return CBytePattern<kSyncByte>::find(bytes.first(end), from);
 }
 
 bool confirmsPacketSize(Bytes bytes, std::size_t at, std::size_t size) noexcept
@@ -108,7 +105,7 @@ bool CPSIParser::findLastPacket(const std::uint8_t* buffer, std::int32_t length,
         if (here[0] != kSyncByte)
             return false;
         const bool headerWhole = position + 3 <= bytes.size();
-        if (headerWhole && (here[1] & kTransportErrorBit) == 0 && matchesKey(maskedHeaderWord(here), headerKey)) {
+        if (headerWhole && !isInError(here) && matchesKey(maskedHeaderWord(here), headerKey)) {
             packet = here;
             return true;
         }

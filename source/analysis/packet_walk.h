@@ -23,14 +23,33 @@ public:
     /// The next packet's sync byte; more than one packet size of the block is left from there. Null at the walk's end.
     const std::uint8_t* next() noexcept
     {
-        while (position_ + step_ < block_.size() && block_[position_] == kSyncByte) {
-            const std::uint8_t* packet = block_.data() + position_;
-            position_ += step_;
-            if ((packet[1] & kTransportErrorBit) == 0)
-                return packet;
-        }
-        return nullptr;
+        const std::uint8_t* packet = nextEvenInError();
+        while (packet != nullptr && isInError(packet))
+            packet = nextEvenInError();
+        return packet;
     }
+
+    /// The same, but packets marked as in error are not stepped over.
+    const std::uint8_t* nextEvenInError() noexcept
+    {
+        if (position_ + step_ >= block_.size() || block_[position_] != kSyncByte)
+            return nullptr;
+        const std::uint8_t* packet = block_.data() + position_;
+        position_ += step_;
+        return packet;
+    }
+
+    /// The next packet of a PID, or null.
+    const std::uint8_t* nextOf(std::uint16_t headerKey) noexcept
+    {
+        const std::uint8_t* packet = next();
+        while (packet != nullptr && !matchesKey(maskedHeaderWord(packet), headerKey))
+            packet = next();
+        return packet;
+    }
+
+    /// Offset in the block of the packet to be looked at next.
+    std::size_t position() const noexcept { return position_; }
 
 private:
     Bytes block_;

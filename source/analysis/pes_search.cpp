@@ -1,5 +1,4 @@
-#include <cstring>
-
+#include "analysis/byte_search.h"
 #include "analysis/psi_parser.h"
 
 namespace zarnow {
@@ -8,12 +7,6 @@ namespace {
 
 constexpr std::size_t kStampOffset = 9;  // of the PTS field in a PES header
 constexpr std::size_t kStampSize = 5;
-constexpr std::size_t kStartCodeSize = 4;  // 00 00 01 and the stream_id
-
-bool isPesStart(const std::uint8_t* bytes, std::uint8_t streamId) noexcept
-{
-    return bytes[0] == 0 && bytes[1] == 0 && bytes[2] == 1 && bytes[3] == streamId;
-}
 
 }  // namespace
 
@@ -48,12 +41,9 @@ std::int64_t CPSIParser::readPesPts(const std::uint8_t* pes, std::int32_t length
 std::int64_t CPSIParser::findPesPts(const std::uint8_t* buffer, std::uint8_t streamId, std::int32_t length) noexcept
 {
     const Bytes bytes = bytesOf(buffer, length);
-    for (std::size_t i = 0; i + kStartCodeSize <= bytes.size(); ++i) {
-        const void* zero = std::memchr(bytes.data() + i, 0, bytes.size() - i);
-        if (zero == nullptr)
-            return 0;
-        i = static_cast<std::size_t>(static_cast<const std::uint8_t*>(zero) - bytes.data());
-        if (i + kStartCodeSize <= bytes.size() && isPesStart(bytes.data() + i, streamId))
+    for (std::size_t i = CStartCode::find(bytes); i < bytes.size(); i = CStartCode::find(bytes, i + 1)) {
+        const std::size_t idAt = i + CStartCode::kLength;
+        if (idAt < bytes.size() && bytes[idAt] == streamId)
             return readPesPts(bytes.data() + i, static_cast<std::int32_t>(bytes.size() - i));
     }
     return 0;

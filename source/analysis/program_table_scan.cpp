@@ -1,6 +1,6 @@
 #include <algorithm>
 
-#include "analysis/block_words.h"
+#include "analysis/block_packets.h"
 #include "analysis/file_scan.h"
 
 namespace zarnow {
@@ -88,11 +88,11 @@ private:
     std::size_t searchBlock(const Block& block)
     {
         std::size_t ended = 0;
-        words_.note(scan_, block.bytes);
+        packets_.note(scan_, block.bytes);
         for (std::size_t i = 0; i < searches_.size(); ++i) {
             Search& search = searches_[i];
             const PsiEntry& program = scan_.programList[i];
-            if (search.parsed || !words_.match(withUnitStart(headerKeyOfPid(program.pmtPid))))
+            if (search.parsed || !packets_.match(withUnitStart(headerKeyOfPid(program.pmtPid))))
                 continue;
             search.parsed = parse(block, program, search.streams);
             search.inFullBlock = block.full;
@@ -140,7 +140,7 @@ private:
     std::uint32_t blockSize_;
     bool byNumber_;
     std::vector<Search> searches_;  // one for each program
-    CBlockWords words_;
+    CBlockPackets packets_;
 };
 
 bool CFileScan::scanProgramMaps(std::uint32_t blockSize)

@@ -13,7 +13,6 @@ constexpr std::size_t kPesHeaderSize = 9;  // up to and with PES_header_data_len
 constexpr std::uint8_t kAccessUnitDelimiter = 9;
 constexpr std::uint8_t kSequenceParameterSet = 7;
 constexpr std::int64_t kLeastAfterDelimiter = 40;  // bytes
-constexpr std::uint8_t kEmulationPrevention = 0x03;
 constexpr std::size_t kBytesLeftEscaped = 2;  // at the payload's end
 
 std::uint8_t nalUnitType(std::uint8_t header) noexcept
@@ -70,7 +69,7 @@ bool skipDelimiter(Bytes& data, std::int64_t& remaining) noexcept
 Bytes unescapedPart(Bytes payload, std::vector<std::uint8_t>& unescaped)
 {
     const std::size_t end = payload.size() - kBytesLeftEscaped;
-    if (findZerosAnd(payload, kEmulationPrevention, 0) >= end)
+    if (CEmulationPrevention::find(payload) >= end)
         return payload.first(end);
     unescaped.clear();
     appendUnescaped(payload, unescaped);
@@ -84,11 +83,11 @@ std::size_t appendUnescaped(Bytes payload, std::vector<std::uint8_t>& copy)
     const std::size_t end = payload.size() - std::min(payload.size(), kBytesLeftEscaped);
     std::size_t i = 0;
     while (i < end) {
-        const std::size_t escape = std::min(findZerosAnd(payload, kEmulationPrevention, i), end);
-        const std::size_t kept = escape < end ? escape + 2 : end;  // with the two zeros
+        const std::size_t escape = std::min(CEmulationPrevention::find(payload, i), end);
+        const std::size_t kept = escape < end ? escape + CZeroPair::kLength : end;
         copy.insert(copy.end(), payload.begin() + static_cast<std::ptrdiff_t>(i),
                     payload.begin() + static_cast<std::ptrdiff_t>(kept));
-        i = escape < end ? escape + 3 : end;
+        i = escape < end ? escape + CEmulationPrevention::kLength : end;
     }
     return i;
 }

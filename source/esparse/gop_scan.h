@@ -2,6 +2,7 @@
 /// The coding structure of an AVC stream, read from its NAL units (ITU-T H.264, 7.3) without assembling PES packets.
 #pragma once
 
+#include <array>
 #include <vector>
 
 #include "esparse/bit_reader.h"
@@ -23,9 +24,12 @@ public:
     void storeCounts() noexcept;
 
 private:
-    bool passOver(Bytes payload);
+    static constexpr std::size_t kMostBytesCarried = 13;  // a start code, and a NAL unit too short to be looked into
+
+    bool passOver(Bytes payload) noexcept;
     void loadBuffer(Bytes payload);
-    void carryFrom(std::size_t position);
+    void carryFrom(std::size_t position) noexcept;
+    void carry(Bytes bytes) noexcept;
     void takeNalUnit(std::size_t header);  ///< where its header byte lies in the working buffer
     void takeSlice(Bytes data) noexcept;
     void countPicture() noexcept;
@@ -44,7 +48,9 @@ private:
     std::uint32_t bPictureRun_ = 0;
     std::uint32_t pictureCount_ = 0;
     std::uint32_t spsCount_ = 0;
-    std::vector<std::uint8_t> carry_;   // bytes left for the next packet, at most 13
+    std::array<std::uint8_t, kMostBytesCarried> carried_ = {};  // left for the next packet
+    std::size_t carriedCount_ = 0;
+    bool zeroPairCarried_ = false;
     std::vector<std::uint8_t> buffer_;  // the carried bytes and the unescaped payload
 };
 

@@ -19,7 +19,6 @@ constexpr std::uint8_t kPictureParameterSet = 8;
 }  // namespace nal_type
 
 constexpr std::uint32_t kSpsWanted = 2;
-constexpr std::size_t kStartCodeSize = 3;
 constexpr std::size_t kNalBytesNeeded = 11;  // of types 1 to 8; fewer are carried to the next packet
 constexpr std::size_t kBytesCarried = 4;     // where no start code is left: one may begin in them
 
@@ -63,12 +62,12 @@ bool CGopScanner::scanAvcPayload(const std::uint8_t* payload, std::int32_t lengt
     const std::size_t end = buffer_.size();
     std::size_t position = 0;
     while (position < end && spsCount_ < kSpsWanted) {
-        const std::size_t startCode = findZerosAnd(buffer_, 0x01, position);
+        const std::size_t startCode = CStartCode::find(buffer_, position);
         if (startCode == end) {
             carryFrom(end - std::min(end, kBytesCarried));
             break;
         }
-        const std::size_t header = startCode + kStartCodeSize;
+        const std::size_t header = startCode + CStartCode::kLength;
         if (goesOnInNextPacket(Bytes(buffer_).subspan(header))) {
             carryFrom(startCode);
             break;
@@ -81,30 +80,38 @@ bool CGopScanner::scanAvcPayload(const std::uint8_t* payload, std::int32_t lengt
 
 /// Most payloads are the inside of slices. One that has nothing to unescape and no start code leaves its end to the
 /// next packet, and need not be copied for that.
-bool CGopScanner::passOver(Bytes payload)
+bool CGopScanner::passOver(Bytes payload) noexcept
 {
     if (payload.size() < kBytesCarried || spsCount_ >= kSpsWanted)
         return false;
-    const bool joined = !carry_.empty() && carry_.back() == 0 && payload.front() == 0;
-    const auto bothZero = [](std::uint8_t a, std::uint8_t b) { return (a | b) == 0; };
-    if (joined || std::adjacent_find(carry_.begin(), carry_.end(), bothZero) != carry_.end() || hasZeroPair(payload))
+    const bool joined = carriedCount_ != 0 && carried_[carriedCount_ - 1] == 0 && payload.front() == 0;
+    if (joined || zeroPairCarried_ || CZeroPair::standsIn(payload))
         return false;
-    const Bytes last = payload.last(kBytesCarried);
-    carry_.assign(last.begin(), last.end());
+    carry(payload.last(kBytesCarried));
     return true;
 }
 
 void CGopScanner::loadBuffer(Bytes payload)
 {
-    buffer_.swap(carry_);
-    carry_.clear();
+    const Bytes carried = Bytes(carried_).first(carriedCount_);
+    buffer_.assign(carried.begin(), carried.end());
+    carry({});
     const std::size_t consumed = appendUnescaped(payload, buffer_);
     buffer_.insert(buffer_.end(), payload.begin() + static_cast<std::ptrdiff_t>(consumed), payload.end());
 }
 
-void CGopScanner::carryFrom(std::size_t position)
+void CGopScanner::carryFrom(std::size_t position) noexcept
 {
-    carry_.assign(buffer_.begin() + static_cast<std::ptrdiff_t>(position), buffer_.end());
+    const Bytes rest = Bytes(buffer_).subspan(position);
+    carry(rest);
+    zeroPairCarried_ = CZeroPair::standsIn(rest);
+}
+
+void CGopScanner::carry(Bytes bytes) noexcept
+{
+    std::copy(bytes.begin(), bytes.end(), carried_.begin());
+    carriedCount_ = bytes.size();
+    zeroPairCarried_ = false;
 }
 
 void CGopScanner::takeNalUnit(std::size_t header)
@@ -118,7 +125,7 @@ void CGopScanner::takeNalUnit(std::size_t header)
     else if (type == nal_type::kPictureParameterSet)
         takePictureParameterSet(data);
     else if (type == nal_type::kSei && !bufferingPeriodRead_)
-        takeSei(data.first(findZerosAnd(data, 0x01, 0)));
+        takeSei(data.first(CStartCode::find(data)));
 }
 
 void CGopScanner::takeSlice(Bytes data) noexcept

@@ -1,5 +1,6 @@
 #include "esparse/header_search.h"
 
+#include "analysis/packet_walk.h"
 #include "analysis/transport_file.h"
 #include "esparse/audio_header.h"
 #include "esparse/avc_sequence_header.h"
@@ -18,26 +19,55 @@ std::uint32_t movedBackPosition(const ProbeBlock& block, const std::uint8_t* pac
     return static_cast<std::uint32_t>(CTransportFile::canMoveTo(target) ? target : block.end);
 }
 
+/// The packets of a PID that come up in a block when each search begins behind the sync byte of the packet before. It
+/// mostly leads to the packet that the walk over the block met next; from there the walk's notes tell.
+class CCandidates
+{
+public:
+    CCandidates(const ProbeBlock& block, std::uint16_t headerKey) noexcept : block_(block), headerKey_(headerKey) {}
+
+    /// Null when there are no more.
+    const std::uint8_t* next() noexcept
+    {
+        if (block_.bytes.size() - position_ <= block_.parser.packetSize + 2)
+            return nullptr;
+        CPacketWalk walk(block_.parser, block_.bytes.subspan(position_));
+        const bool noted = position_ + walk.position() == block_.packets.offsetOf(place_);
+        const std::uint8_t* packet = noted ? nextNoted() : walk.nextOf(headerKey_);
+        if (packet != nullptr)
+            position_ = static_cast<std::size_t>(packet - block_.bytes.data()) + 1;
+        return packet;
+    }
+
+private:
+    const std::uint8_t* nextNoted() noexcept
+    {
+        const std::size_t place = block_.packets.findPlace(place_, headerKey_);
+        place_ = place + 1;
+        return place < block_.packets.placeCount() ? block_.bytes.data() + block_.packets.offsetOf(place) : nullptr;
+    }
+
+    const ProbeBlock& block_;
+    std::uint16_t headerKey_;
+    std::size_t position_ = 0;  // where the next search begins
+    std::size_t place_ = 0;     // where the notes go on
+};
+
 }  // namespace
 
 void CVideoSearch::look(const ProbeBlock& block)
 {
     const std::uint32_t packetSize = block.parser.packetSize;
-    std::size_t position = 0;
-    while (block.bytes.size() - position > packetSize + 2) {
-        const Bytes rest = block.bytes.subspan(position);
-        const std::uint8_t* packet = nullptr;
-        if (!block.parser.findNextPacket(rest.data(), static_cast<std::int32_t>(rest.size()), headerKey_, packet))
-            return;
-        if (hasPayload(packet) && accepts(payloadOf(packet, packetSize), block.scratch)) {
-            for (VideoProbeRecord* record : {&effects_->record.first, &effects_->record.second}) {
-                record->streamId = payloadOf(packet, packetSize)[3];
-                record->filePosition = movedBackPosition(block, packet);
-                record->pid = pid_;
-            }
-            return succeed();
+    CCandidates candidates(block, headerKey_);
+    while (const std::uint8_t* packet = candidates.next()) {
+        if (!hasPayload(packet) || !accepts(payloadOf(packet, packetSize), block.scratch))
+            continue;
+        for (VideoProbeRecord* record : {&effects_->record.first, &effects_->record.second}) {
+            record->streamId = payloadOf(packet, packetSize)[3];
+            record->filePosition = movedBackPosition(block, packet);
+            record->pid = pid_;
         }
-        position = static_cast<std::size_t>(packet - block.bytes.data()) + 1;
+        return succeed();
     }
 }
 

@@ -5,7 +5,7 @@
 #include <memory>
 #include <vector>
 
-#include "analysis/psi_parser.h"
+#include "analysis/block_packets.h"
 #include "esparse/probe_records.h"
 #include "esparse/written_bytes.h"
 
@@ -16,6 +16,7 @@ struct ProbeBlock
 {
     CPSIParser& parser;
     Bytes bytes;
+    const CBlockPackets& packets;
     std::vector<std::uint8_t>& scratch;  ///< for unescaped payloads
     std::int64_t end = 0;                ///< file offset behind the block
 };

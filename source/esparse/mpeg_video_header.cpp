@@ -1,8 +1,8 @@
 #include "esparse/mpeg_video_header.h"
 
 #include <algorithm>
-#include <cstring>
 
+#include "analysis/byte_search.h"
 #include "analysis/media_clock.h"
 
 namespace zarnow {
@@ -143,17 +143,8 @@ bool parseSequenceHeader(const std::uint8_t* header, std::int32_t length, VideoP
 
 Bytes findSequenceHeaderCode(Bytes payload) noexcept
 {
-    constexpr std::uint8_t kSequenceHeaderCode = 0xB3;
-    constexpr std::size_t kPrefixSize = 3;
-    for (std::size_t at = kPrefixSize; at < payload.size(); ++at) {
-        const void* found = std::memchr(payload.data() + at, kSequenceHeaderCode, payload.size() - at);
-        if (found == nullptr)
-            break;
-        at = static_cast<std::size_t>(static_cast<const std::uint8_t*>(found) - payload.data());
-        if (hasStartCode(payload, at - kPrefixSize, kSequenceHeaderCode))
-            return payload.subspan(at - kPrefixSize);
-    }
-    return {};
+    using SequenceHeaderCode = CBytePattern<0, 0, 1, 0xB3>;
+    return payload.subspan(SequenceHeaderCode::find(payload));
 }
 
 bool findSequenceHeader(const std::uint8_t* payload, std::int32_t length, VideoProbeRecord& stream) noexcept

@@ -2,13 +2,14 @@
 /// One pass over the file for all searches of a kind.
 #pragma once
 
+#include <bitset>
 #include <cstdint>
 #include <limits>
 #include <unordered_map>
 #include <utility>
 #include <vector>
 
-#include "analysis/block_words.h"
+#include "analysis/block_packets.h"
 #include "esparse/header_search.h"
 
 namespace zarnow {
@@ -28,6 +29,7 @@ public:
     {
         searches_.clear();
         pending_.clear();
+        wanted_.reset();
         blockCount_ = 0;
     }
 
@@ -42,8 +44,11 @@ public:
     void add(Arguments... arguments)
     {
         const auto [entry, added] = searches_.try_emplace(Search::keyOf(arguments...), arguments...);
-        if (added)
-            pending_[pidOfHeaderKey(entry->second.headerKey())].push_back(&entry->second);
+        if (added) {
+            const std::uint16_t headerKey = entry->second.headerKey();
+            pending_[pidOfHeaderKey(headerKey)].push_back(&entry->second);
+            wanted_.set(headerKey);
+        }
     }
 
     bool begun() const noexcept { return blockCount_ > 0; }
@@ -52,12 +57,15 @@ public:
 
     /// Shows the next block to every search that has not ended.
     /// @param last  nothing is read behind it
-    void look(ProbeBlock block, bool last)
+    void look(CPSIParser& parser, Bytes bytes, bool last)
     {
-        block.end = position_ + static_cast<std::int64_t>(block.bytes.size());
-        words_.note(block.parser, block.bytes);
-        words_.forEachPid([&](std::uint16_t pid) { lookFor(pid, block); });
-        position_ = block.end;
+        packets_.note(parser, bytes);
+        position_ += static_cast<std::int64_t>(bytes.size());
+        const ProbeBlock block{
+            .parser = parser, .bytes = bytes, .packets = packets_, .scratch = scratch_, .end = position_};
+        noteWantedPids();
+        for (const std::uint16_t pid : wantedPids_)
+            lookFor(pid, block);
         if (++blockCount_ == blockLimit_ || last)
             end();
     }
@@ -73,21 +81,38 @@ public:
     }
 
 private:
+    /// Those of the block, each once, and before the searches begin to look for other words.
+    void noteWantedPids()
+    {
+        wantedPids_.clear();
+        for (const std::uint16_t word : packets_.distinctWords()) {
+            const std::uint16_t plain = word & ~kUnitStartBit;
+            const bool again = plain != word && wanted_[plain] && packets_.has(plain);
+            if (wanted_[word] && !again)
+                wantedPids_.push_back(pidOfHeaderKey(word));
+        }
+    }
+
     void lookFor(std::uint16_t pid, const ProbeBlock& block)
     {
         const auto entry = pending_.find(pid);
         if (entry == pending_.end())
             return;
         for (Search* search : entry->second) {
-            if (!search->ended() && words_.match(search->headerKey()))
+            if (!search->ended() && packets_.match(search->headerKey()))
                 search->look(block);
         }
         std::erase_if(entry->second, [](const Search* search) { return search->ended(); });
+        for (const Search* search : entry->second)
+            wanted_.set(search->headerKey());  // it may have changed
     }
 
     std::unordered_map<std::uint32_t, Search> searches_;
     std::unordered_map<std::uint16_t, std::vector<Search*>> pending_;  // those that have not ended, by PID
-    CBlockWords words_;
+    std::bitset<0x10000> wanted_;                                      // header words that searches look for
+    std::vector<std::uint16_t> wantedPids_;
+    CBlockPackets packets_;
+    std::vector<std::uint8_t> scratch_;
     std::int64_t position_ = 0;
     std::uint32_t blockCount_ = 0;
     std::uint32_t blockLimit_;

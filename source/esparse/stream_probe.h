@@ -69,8 +69,7 @@ private:
 
     CSearchPass<CVideoSearch> videoSearches;
     CSearchPass<CAudioSearch> audioSearches{kMaxAudioBlocks};
-    bool searchFailed = false;            // since the searches were forgotten
-    std::vector<std::uint8_t> unescaped;  // scratch
+    bool searchFailed = false;  // since the searches were forgotten
 };
 
 }  // namespace zarnow

@@ -44,7 +44,7 @@ bool CStreamProbe::readUntilEnded(CSearchPass<Search>& pass, const Search& searc
         if (abortScan)
             return false;
         if (read)
-            pass.look({.parser = *this, .bytes = block.bytes, .scratch = unescaped}, !block.full);
+            pass.look(*this, block.bytes, !block.full);
         else
             pass.end();
         failed = failed || !read;

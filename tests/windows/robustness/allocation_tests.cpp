@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <set>
+#include <thread>
 
 #include "tests/windows/robustness/module_requests.h"
 #include "tests/windows/support/filter_fixture.h"
@@ -211,9 +212,9 @@ protected:
 TEST_P(AllocationTest, EveryRequestMayFail)
 {
     ModuleRequests requests(module.handle());
-    // One; the one behind it as well, which an exception asks for; all from there on. In this order: before the second
-    // step libstdc++ has not made the lock of its reserve for exceptions, and without that cannot throw in the third.
-    for (const long count : {1L, 2L, LONG_MAX}) {
+    // All from there on, with the run-time system as it is when nothing was ever thrown; one; the one behind it as well,
+    // which an exception asks for.
+    for (const long count : {LONG_MAX, 1L, 2L}) {
         SCOPED_TRACE(count);
         long number = 1;
         // The first round is allowed what the run-time system keeps for each thread.
@@ -231,6 +232,27 @@ TEST_P(AllocationTest, EveryRequestMayFail)
         EXPECT_EQ(GetParam().needsNothing, number == 2) << number - 2 << " requests";
         RecordProperty("requests", static_cast<int>(number - 2));
     }
+}
+
+/// There is what the run-time system keeps for each thread, made when it throws for the first time.
+TEST(FirstException, OfAThreadNeedsNoMemory)
+{
+    const Module module;
+    ModuleRequests requests(module.handle());
+    for (const bool loads : {false, true}) {
+        Parts parts(module);
+        if (loads)
+            withFilter(parts);
+        HRESULT result = S_OK;
+        std::thread([&] {
+            requests.fail(1, LONG_MAX);
+            result = loads ? parts.load() : parts.createFilter();
+            EXPECT_TRUE(requests.succeedAgain());
+        }).join();
+        EXPECT_HRESULT(E_OUTOFMEMORY, result) << (loads ? "loading" : "creating");
+        parts.release();
+    }
+    EXPECT_HRESULT(S_OK, module.canUnload());
 }
 
 const Operation kOperations[] = {

@@ -1,0 +1,72 @@
+/// @file
+/// What there is to be found in a block, for searches that look at one block in turn.
+#pragma once
+
+#include <bitset>
+#include <cstdint>
+#include <vector>
+
+#include "analysis/packet_walk.h"
+
+namespace zarnow {
+
+/// The packets that the walk over a block meets, by their masked header words.
+class CBlockPackets
+{
+public:
+    void note(const CPSIParser& parser, Bytes block)
+    {
+        clear();
+        step_ = parser.packetSize;
+        words_.reserve(block.size() / step_ + 1);
+        CPacketWalk walk(parser, block);
+        first_ = walk.position();
+        while (const std::uint8_t* packet = walk.nextEvenInError()) {
+            const std::uint16_t word = isInError(packet) ? kInError : maskedHeaderWord(packet);
+            words_.push_back(word);
+            if (seen_[word] || word == kInError)
+                continue;
+            seen_.set(word);
+            distinctWords_.push_back(word);
+        }
+    }
+
+    const std::vector<std::uint16_t>& distinctWords() const noexcept { return distinctWords_; }
+
+    /// Whether a search for the key finds a packet.
+    bool match(std::uint16_t headerKey) const noexcept { return seen_[headerKey] || seen_[withUnitStart(headerKey)]; }
+
+    bool has(std::uint16_t word) const noexcept { return seen_[word]; }
+
+    /// Where the packet lies in the block that the walk met in that place.
+    std::size_t offsetOf(std::size_t place) const noexcept { return first_ + place * step_; }
+
+    /// The first place from `place` on with a packet for the key, or behind the last one.
+    std::size_t findPlace(std::size_t place, std::uint16_t headerKey) const noexcept
+    {
+        while (place < words_.size() && !matchesKey(words_[place], headerKey))
+            ++place;
+        return place;
+    }
+
+    std::size_t placeCount() const noexcept { return words_.size(); }
+
+private:
+    static constexpr std::uint16_t kInError = 0xFFFF;  // no masked word has all bits set
+
+    void clear()
+    {
+        for (const std::uint16_t word : distinctWords_)
+            seen_.reset(word);
+        distinctWords_.clear();
+        words_.clear();
+    }
+
+    std::size_t first_ = 0;
+    std::size_t step_ = kPacketSize;
+    std::vector<std::uint16_t> words_;  // of the packets in the places one step apart
+    std::vector<std::uint16_t> distinctWords_;
+    std::bitset<0x10000> seen_;
+};
+
+}  // namespace zarnow
