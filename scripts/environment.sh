@@ -12,7 +12,7 @@ export LC_ALL=C.UTF-8
 BUILD_PACKAGES=(cmake ninja-build g++ g++-mingw-w64-x86-64-posix mingw-w64-tools googletest
     nlohmann-json3-dev libcli11-dev wine wine64)
 CLANG_PACKAGES=(clang libclang-rt-14-dev llvm)  # sanitizers, libFuzzer, line coverage
-TEST_PACKAGES=("${CLANG_PACKAGES[@]}" clang-format clang-tidy cppcheck ffmpeg python3 xvfb xauth)
+TEST_PACKAGES=("${CLANG_PACKAGES[@]}" clang-format clang-tidy cppcheck ffmpeg python3 python3-pytest xvfb xauth)
 
 say() {
     printf '== %s\n' "$*"

@@ -18,6 +18,7 @@ TIMEOUT_SECONDS = 600
 class Suite:
     name: str
     command: list
+    report_option: str = "--gtest_output=xml:"
 
 
 def suites():
@@ -41,7 +42,7 @@ def background_suite():
 
 
 def python_suite(name, directory):
-    return Suite(name, [sys.executable, ROOT / "tests" / "run_python_tests.py", ROOT / "tests" / directory])
+    return Suite(name, ["pytest-3", "-q", "-p", "no:cacheprovider", ROOT / "tests" / directory], "--junitxml=")
 
 
 def make_samples():
@@ -61,8 +62,7 @@ def run(suite):
     start = time.monotonic()
     report = report_path(suite)
     report.unlink(missing_ok=True)
-    option = f"--gtest_output=xml:{os.path.relpath(report, ROOT)}"
-    command = [str(word) for word in suite.command] + [option]
+    command = [str(word) for word in suite.command] + [suite.report_option + os.path.relpath(report, ROOT)]
     try:
         done = subprocess.run(command, cwd=ROOT, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
                               stdin=subprocess.DEVNULL, timeout=TIMEOUT_SECONDS)
@@ -76,7 +76,7 @@ def failures_in(report):
     cases = list(ElementTree.parse(report).getroot().iter("testcase"))
     failed = []
     for case in cases:
-        messages = [failure.get("message", "") for failure in case.findall("failure")]
+        messages = [fault.text or "" for kind in ("failure", "error") for fault in case.findall(kind)]
         if messages:
             failed.append((f"{case.get('classname')}.{case.get('name')}", messages))
     return failed, sum(case.get("status", "run") == "run" for case in cases)

@@ -33,35 +33,24 @@ class VideoFormat:
     sequence_header: bytes = b""
 
 
-def video_info(block):
+def video_format(block, bitmap_header, **rest):
     """VIDEOINFOHEADER and VIDEOINFOHEADER2 agree on their first 48 bytes."""
-    return struct.unpack_from("<i", block, 12)[0], struct.unpack_from("<q", block, 40)[0]
+    return VideoFormat(*struct.unpack_from("<i", block, 12), *struct.unpack_from("<ii", block, bitmap_header + 4),
+                       *struct.unpack_from("<q", block, 40), **rest)
 
 
-def picture_size(block, header_offset):
-    return struct.unpack_from("<ii", block, header_offset + 4)
-
-
-def aspect_of(block):
-    return "%d:%d" % struct.unpack_from("<II", block, 56)
+def video_info2(block, **rest):
+    return video_format(block, 72, aspect="%d:%d" % struct.unpack_from("<II", block, 56), **rest)
 
 
 def mpeg2_video(block):
-    bottom, frame_time = video_info(block)
     length, profile, level = struct.unpack_from("<III", block, 116)
-    return VideoFormat(bottom, *picture_size(block, 72), frame_time, aspect_of(block), (profile, level),
-                       block[132:132 + length])
+    return video_info2(block, profile_level=(profile, level), sequence_header=block[132:132 + length])
 
 
 def mpeg1_video(block):
-    bottom, frame_time = video_info(block)
     length = struct.unpack_from("<I", block, 92)[0]
-    return VideoFormat(bottom, *picture_size(block, 48), frame_time, sequence_header=block[96:96 + length])
-
-
-def video_info2(block):
-    bottom, frame_time = video_info(block)
-    return VideoFormat(bottom, *picture_size(block, 72), frame_time, aspect_of(block))
+    return video_format(block, 48, sequence_header=block[96:96 + length])
 
 
 @dataclass

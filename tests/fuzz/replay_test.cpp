@@ -5,7 +5,6 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <set>
 #include <string>
 
 #include "tests/fuzz/target.h"
@@ -18,19 +17,6 @@ namespace {
 
 std::string current;  // the input that is being run
 
-std::set<std::filesystem::path> filesIn(const std::filesystem::path& directory)
-{
-    if (!exists(directory))
-        return {};
-    return {std::filesystem::directory_iterator(directory), std::filesystem::directory_iterator()};
-}
-
-test::Data contentOf(const std::filesystem::path& path)
-{
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-}
-
 class FuzzReplay : public testing::TestWithParam<const Target*>
 {
 protected:
@@ -41,14 +27,20 @@ protected:
     }
 
     /// @return how many inputs there were
-    static std::size_t replay(const char* directory)
+    static std::size_t replay(const char* kind)
     {
-        const auto inputs = filesIn(std::filesystem::path(ZARNOW_FUZZ_DIR) / directory / GetParam()->name);
-        for (const auto& path : inputs) {
-            current = path.string();
-            EXPECT_NO_THROW(GetParam()->run(contentOf(path))) << current;
+        const auto directory = std::filesystem::path(ZARNOW_FUZZ_DIR) / kind / GetParam()->name;
+        std::size_t count = 0;
+        if (!exists(directory))
+            return count;
+        for (const auto& entry : std::filesystem::directory_iterator(directory)) {
+            current = entry.path().string();
+            std::ifstream file(current, std::ios::binary);
+            const test::Data content(std::istreambuf_iterator<char>(file), {});
+            EXPECT_NO_THROW(GetParam()->run(content)) << current;
+            ++count;
         }
-        return inputs.size();
+        return count;
     }
 };
 
@@ -62,12 +54,8 @@ TEST_P(FuzzReplay, Findings)
     replay("findings");
 }
 
-std::string nameOf(const testing::TestParamInfo<const Target*>& target)
-{
-    return target.param->name;
-}
-
-INSTANTIATE_TEST_SUITE_P(Targets, FuzzReplay, testing::ValuesIn(kTargets), nameOf);
+INSTANTIATE_TEST_SUITE_P(Targets, FuzzReplay, testing::ValuesIn(kTargets),
+                         [](const auto& target) { return std::string(target.param->name); });
 
 }  // namespace
 }  // namespace zarnow::fuzz

@@ -12,8 +12,8 @@
 #include <thread>
 
 #include "esparse/program_selection.h"
-#include "tests/robustness/sparse_file.h"
 #include "tests/support/difficult_files.h"
+#include "tests/support/temporary_file.h"
 
 namespace zarnow::test {
 namespace {
@@ -27,17 +27,6 @@ using std::chrono::milliseconds;
 #endif
 constexpr milliseconds kLongestWait{ZARNOW_SLOW ? 1000 : 100};
 constexpr std::uintmax_t kFileSize = 64U << 20;
-
-/// A difficult file, in memory if that can be.
-struct WrittenFile
-{
-    explicit WrittenFile(const DifficultFile& content) : file({}, ".ts", SparseFile::directory())
-    {
-        content.write(file.path(), kFileSize);
-    }
-
-    TemporaryFile file;
-};
 
 milliseconds timeOf(clockid_t clock)
 {
@@ -77,12 +66,13 @@ TEST(Abort, EndsEveryLoadWithin100Milliseconds)
     const auto files = difficultFiles();
     std::size_t stopped = 0;
     for (const DifficultFile& difficult : files) {
-        const WrittenFile written(difficult);
+        const TemporaryFile written({}, ".ts", directoryInMemory());
+        difficult.write(written.path(), kFileSize);
         milliseconds longest{};
         for (const int delay : {0, 1, 2, 5, 10, 20, 50, 100, 200}) {
             SCOPED_TRACE(testing::Message() << difficult.name << ", stopped after " << delay << " ms");
             CProgramSelection selection;
-            const auto wait = stopAfter(milliseconds(delay), selection, written.file.path());
+            const auto wait = stopAfter(milliseconds(delay), selection, written.path());
             EXPECT_EQ(selection.file.position(), selection.startOffset);
             if (!wait)
                 break;

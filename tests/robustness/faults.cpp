@@ -4,7 +4,6 @@
 #include <cerrno>
 #include <cstdlib>
 #include <new>
-#include <optional>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <utility>
@@ -13,28 +12,29 @@ namespace zarnow::test {
 
 namespace {
 
-struct Armed
+struct State
 {
-    FileFault::Kind kind;
-    std::size_t left;
-    bool forGood;
-    std::function<void()> meanwhile{};
+    Fault::Kind kind{};
+    std::size_t left = 0;
+    bool forGood = false;
+    std::function<void()> meanwhile = nullptr;
     bool struck = false;
     std::size_t readsSince = 0;
 };
 
-std::optional<Armed> armed;
+State state;
+bool armed = false;
 
-bool strikes(FileFault::Kind kind) noexcept
+bool strikes(Fault::Kind kind) noexcept
 {
-    if (!armed || armed->kind != kind)
+    if (!armed || state.kind != kind)
         return false;
-    if (armed->left != 0) {
-        --armed->left;
+    if (state.left != 0) {
+        --state.left;
         return false;
     }
-    const bool due = armed->forGood || !armed->struck;
-    armed->struck = armed->struck || due;
+    const bool due = state.forGood || !state.struck;
+    state.struck = true;
     return due;
 }
 
@@ -44,31 +44,38 @@ int failWith(int error) noexcept
     return -1;
 }
 
+void* allocate(std::size_t size) noexcept
+{
+    return strikes(Fault::Kind::failedAllocation) ? nullptr : std::malloc(std::max<std::size_t>(size, 1));
+}
+
+void* allocateOrThrow(std::size_t size)
+{
+    void* memory = allocate(size);
+    return memory != nullptr ? memory : throw std::bad_alloc();
+}
+
 }  // namespace
 
-FileFault::FileFault(Kind kind, std::size_t after, Lasting lasting)
+Fault::Fault(Kind kind, std::size_t after, Lasting lasting, std::function<void()> meanwhile)
 {
-    armed = Armed{.kind = kind, .left = after, .forGood = lasting == Lasting::forGood};
+    state = {.kind = kind, .left = after, .forGood = lasting == Lasting::forGood, .meanwhile = std::move(meanwhile)};
+    armed = true;
 }
 
-FileFault::FileFault(std::size_t after, std::function<void()> meanwhile)
+Fault::~Fault()
 {
-    armed = Armed{.kind = Kind::meanwhile, .left = after, .forGood = false, .meanwhile = std::move(meanwhile)};
+    armed = false;
 }
 
-FileFault::~FileFault()
+bool Fault::struck() const noexcept
 {
-    armed.reset();
+    return state.struck;
 }
 
-bool FileFault::struck() const noexcept
+std::size_t Fault::readsSince() const noexcept
 {
-    return armed->struck;
-}
-
-std::size_t FileFault::readsSince() const noexcept
-{
-    return armed->readsSince;
+    return state.readsSince;
 }
 
 // The linker sends every call of read here, and __real_read is the system's; so with the others.
@@ -83,72 +90,30 @@ int __wrap_fstat(int descriptor, struct stat* status);
 
 ssize_t __wrap_read(int descriptor, void* buffer, std::size_t size)
 {
-    if (armed && armed->struck)
-        ++armed->readsSince;
-    if (strikes(FileFault::Kind::meanwhile))
-        armed->meanwhile();
-    if (strikes(FileFault::Kind::failedRead))
+    if (state.struck)
+        ++state.readsSince;
+    if (strikes(Fault::Kind::meanwhile))
+        state.meanwhile();
+    if (strikes(Fault::Kind::failedRead))
         return failWith(EIO);
-    if (strikes(FileFault::Kind::interruptedRead))
+    if (strikes(Fault::Kind::interruptedRead))
         return failWith(EINTR);
-    if (strikes(FileFault::Kind::shortRead))
+    if (strikes(Fault::Kind::shortRead))
         size = std::max(size / 3, std::min(size, std::size_t{1}));
     return __real_read(descriptor, buffer, size);
 }
 
 off_t __wrap_lseek(int descriptor, off_t offset, int origin)
 {
-    return strikes(FileFault::Kind::failedMove) ? failWith(EIO) : __real_lseek(descriptor, offset, origin);
+    return strikes(Fault::Kind::failedMove) ? failWith(EIO) : __real_lseek(descriptor, offset, origin);
 }
 
 int __wrap_fstat(int descriptor, struct stat* status)
 {
-    return strikes(FileFault::Kind::failedSize) ? failWith(EIO) : __real_fstat(descriptor, status);
+    return strikes(Fault::Kind::failedSize) ? failWith(EIO) : __real_fstat(descriptor, status);
 }
 
 }  // extern "C"
-
-namespace {
-
-bool allocationsArmed = false;
-bool hasStruck = false;
-std::size_t allocationsLeft = 0;
-
-void* allocate(std::size_t size) noexcept
-{
-    if (allocationsArmed) {
-        hasStruck = hasStruck || allocationsLeft == 0;
-        if (hasStruck)
-            return nullptr;
-        --allocationsLeft;
-    }
-    return std::malloc(size != 0 ? size : 1);
-}
-
-void* allocateOrThrow(std::size_t size)
-{
-    void* memory = allocate(size);
-    return memory != nullptr ? memory : throw std::bad_alloc();
-}
-
-}  // namespace
-
-AllocationFault::AllocationFault(std::size_t after) noexcept
-{
-    allocationsArmed = true;
-    hasStruck = false;
-    allocationsLeft = after;
-}
-
-AllocationFault::~AllocationFault()
-{
-    allocationsArmed = false;
-}
-
-bool AllocationFault::struck() const noexcept
-{
-    return hasStruck;
-}
 
 }  // namespace zarnow::test
 

@@ -3,9 +3,11 @@
 /// encoder would not write.
 #pragma once
 
+#include <filesystem>
 #include <string>
 #include <vector>
 
+#include "esparse/program_selection.h"
 #include "tests/support/data.h"
 
 namespace zarnow::test {
@@ -24,5 +26,11 @@ const std::vector<Sample>& samples();
 std::vector<Sample> madeSamples();
 
 const Sample& sample(const std::string& name);
+
+/// What tsprobe tells about a file with each program selected, a line for every program, stream and header.
+std::string factsOf(const std::filesystem::path& path, std::uint32_t bufferSize = kDefaultReadBufferSize);
+
+/// The facts without what depends on where in a file, or in how long a one, the stream lies.
+std::string withoutPlaces(const std::string& facts);
 
 }  // namespace zarnow::test

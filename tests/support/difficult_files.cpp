@@ -2,7 +2,6 @@
 
 #include <fstream>
 
-#include "tests/support/bit_writer.h"
 #include "tests/support/dice.h"
 #include "tests/support/transport_stream.h"
 #include "tests/support/video_headers.h"
@@ -71,17 +70,11 @@ DifficultFile fullTables(const char* name, unsigned pids)
     return {name, join({pat, maps}), body};
 }
 
-DifficultFile oneVideo(const char* name, std::uint8_t type, std::uint16_t pid, const Data& body)
+/// @param header  of the stream, behind the tables
+DifficultFile oneVideo(const char* name, std::uint8_t type, std::uint16_t pid, const Data& body,
+                       const Data& header = {})
 {
-    return {name, join({patPacket({{1, kPmtPid}}), pmtPacket(kPmtPid, 1, {{type, pid}})}), body};
-}
-
-/// Only the duration is looked for in it.
-DifficultFile noTimeStamps(std::uint16_t pid, const Data& body)
-{
-    DifficultFile file = oneVideo("a PES start in every packet, none with a time stamp", kMpeg2Video, pid, body);
-    file.head = join({file.head, packet({.pid = pid}, pes(0xE0, sequenceHeader()))});
-    return file;
+    return {name, join({patPacket({{1, kPmtPid}}), pmtPacket(kPmtPid, 1, {{type, pid}}), header}), body};
 }
 
 /// AVC whose structure is scanned to the end of the file: the second sequence parameter set never comes.
@@ -91,9 +84,8 @@ DifficultFile oneParameterSet(std::uint16_t pid)
     Data body = packet({.pid = pid}, pes(0xE0, join({accessUnitDelimiter(), slice(0, 0)}), 90000));
     for (int i = 0; i < 99; ++i)
         append(body, scrambledPacket(dice, pid, false));
-    DifficultFile file = oneVideo("AVC with one sequence parameter set", kAvc, pid, body);
-    file.head = join({file.head, packet({.pid = pid}, pes(0xE0, join({sps({}), pps(true)}), 90000))});
-    return file;
+    return oneVideo("AVC with one sequence parameter set", kAvc, pid, body,
+                    packet({.pid = pid}, pes(0xE0, join({sps({}), pps(true)}), 90000)));
 }
 
 }  // namespace
@@ -147,7 +139,8 @@ std::vector<DifficultFile> difficultFiles()
         {"40 programs, none with a map", patPacket(lost), filler},
         oneVideo("MPEG video without a header", kMpeg2Video, kVideoPid, filler),
         oneVideo("a PES start in every packet, MPEG video", kMpeg2Video, kVideoPid, starts),
-        noTimeStamps(kVideoPid, starts),
+        oneVideo("a PES start in every packet, none with a time stamp", kMpeg2Video, kVideoPid, starts,
+                 packet({.pid = kVideoPid}, pes(0xE0, sequenceHeader()))),  // only the duration is looked for
         oneVideo("a PES start in every packet, AVC", kAvc, kVideoPid, starts),
         oneParameterSet(kVideoPid),
         oneVideo("nothing but sync bytes", kAvc, kVideoPid, filled(18800, 0x47)),

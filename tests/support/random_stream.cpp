@@ -1,7 +1,9 @@
 #include "tests/support/random_stream.h"
 
-#include "tests/support/random_headers.h"
+#include <array>
+
 #include "tests/support/transport_stream.h"
+#include "tests/support/video_headers.h"
 
 namespace zarnow::test {
 
@@ -10,6 +12,87 @@ namespace {
 constexpr unsigned kPids = 10;
 constexpr std::uint16_t kFirstPid = 0x20;
 constexpr unsigned kProgramNumbers = 8;
+
+Data sometimesCut(Dice& dice, Data header)
+{
+    const auto size = static_cast<unsigned>(header.size());
+    return dice.oneIn(12) ? firstBytes(std::move(header), dice.below(size + 1)) : header;
+}
+
+Sps::Fields randomHrd(Dice& dice)
+{
+    std::vector<std::pair<unsigned, unsigned>> rates(dice.below(3) + 1);
+    for (auto& [rate, size] : rates) {
+        rate = dice.below(900);
+        size = dice.below(900);
+    }
+    return dice.oneIn(2) ? hrd(dice.below(16), dice.below(16), rates, dice.below(32), dice.below(32)) : nullptr;
+}
+
+Usability randomUsability(Dice& dice)
+{
+    constexpr std::array<std::uint32_t, 8> kClockNumbers{0, 1, 2, 25, 50, 1001, 60000, 0xFFFFFFFF};
+    return {.aspectRatio = dice.oneIn(2) ? 255 : static_cast<int>(dice.below(5)),
+            .sarWidth = dice.length(16),
+            .sarHeight = dice.length(16),
+            .videoFormat = static_cast<int>(dice.below(9)) - 1,
+            .timing = dice.oneIn(2),
+            .unitsInTick = dice.of(kClockNumbers),
+            .timeScale = dice.of(kClockNumbers),
+            .fixedFrameRate = dice.oneIn(2),
+            .nalHrd = randomHrd(dice),
+            .vclHrd = randomHrd(dice)};
+}
+
+void writeHighProfile(BitWriter& out, Dice& dice)
+{
+    const unsigned chroma = dice.below(4);
+    out.ue(chroma);
+    if (chroma == 3)
+        out.flag(false);
+    const bool matrix = dice.oneIn(2);
+    out.ue(0).ue(0).flag(false).flag(matrix);
+    for (unsigned list = 0; matrix && list < 8; ++list) {
+        const bool present = dice.oneIn(2);
+        out.flag(present);
+        for (unsigned i = 0; present && i < (list < 6 ? 16 : 64) && !dice.oneIn(20); ++i)
+            out.se(static_cast<std::int32_t>(dice.below(512)) - 256);
+    }
+}
+
+void writePictureOrderCount(BitWriter& out, Dice& dice)
+{
+    const unsigned type = dice.below(3);
+    out.ue(type);
+    if (type == 0)
+        out.ue(dice.below(12));
+    if (type != 1)
+        return;
+    const unsigned cycle = dice.length(16);
+    out.flag(false).se(-1).se(1).ue(cycle);
+    for (unsigned i = 0; i < std::min(cycle, 40U); ++i)
+        out.se(static_cast<std::int32_t>(i));
+}
+
+/// Messages of every type, a buffering period (type 0) among them.
+Data randomSei(Dice& dice)
+{
+    Data messages;
+    for (unsigned left = dice.below(3) + 1; left > 0; --left)
+        append(messages, seiMessage(dice.oneIn(2) ? 0 : dice.below(600), dice.bytes(dice.below(20))));
+    return sei(messages);
+}
+
+/// Any header, or a few bytes that are none, in a PES packet, its stamp near 0, 2^32, 2^33, or missing.
+Data randomPes(Dice& dice)
+{
+    constexpr std::array<std::int64_t, 5> kCorners{90000, 0, 0xFFFFFFFF, 0x1FFFFFFFF, 0x123456789};
+    constexpr std::array kKinds{randomSequenceHeader, randomSps, randomNalUnit, randomAudioHeader};
+    const Data header = dice.oneIn(5) ? dice.bytes(1 + dice.below(4)) : dice.of(kKinds)(dice);
+    const std::int64_t stamp = (dice.of(kCorners) + dice.below(dice.oneIn(2) ? 900000 : 9) - 4) & 0x1FFFFFFFF;
+    return pes(dice.of({0xE0, 0xE0, 0xE1, 0xC0, 0xBD, 0xFD}), header,
+               dice.oneIn(2) ? std::nullopt : std::optional(stamp));
+}
 
 /// Mostly the same PMT PID for a number, so that tables and maps agree; two programs share it.
 Program randomProgram(Dice& dice)
@@ -20,14 +103,38 @@ Program randomProgram(Dice& dice)
 
 Header randomPacketHeader(Dice& dice, std::uint16_t pid, bool unitStart)
 {
-    Header header{.pid = pid, .unitStart = unitStart, .error = dice.oneIn(12), .priority = dice.oneIn(8)};
-    header.control = static_cast<std::uint8_t>(dice.oneIn(20) ? dice.below(4) : dice.oneIn(3) ? 3 : 1);
-    header.adaptation = static_cast<std::uint8_t>(dice.below(dice.oneIn(10) ? 256 : 60));
-    header.stuffing = 0x47;
-    return header;
+    return {.pid = pid,
+            .unitStart = unitStart,
+            .error = dice.oneIn(12),
+            .priority = dice.oneIn(8),
+            .control = static_cast<std::uint8_t>(dice.oneIn(20)  ? dice.below(4)
+                                                 : dice.oneIn(3) ? 3
+                                                                 : 1),
+            .adaptation = static_cast<std::uint8_t>(dice.below(dice.oneIn(10) ? 256 : 60)),
+            .stuffing = 0x47};
 }
 
-Data randomPatSection(Dice& dice)
+/// Puts a section, sound or not, into as many packets as it takes. Each may start a payload unit: such tables exist,
+/// and are read.
+Data sectionPackets(Dice& dice, std::uint16_t pid, Data section)
+{
+    if (dice.oneIn(6))
+        section[dice.below(12)] = dice.byte();
+    const Data bytes = pointed(section, static_cast<std::uint8_t>(dice.oneIn(8) ? dice.byte() : 0));
+    Data packets;
+    for (std::size_t at = 0; at < bytes.size();) {
+        Header header{.pid = pid, .unitStart = at == 0 || dice.oneIn(2)};
+        if (dice.oneIn(8))
+            header = randomPacketHeader(dice, pid, header.unitStart);
+        const std::size_t used = 4U + ((header.control & 2) != 0 ? 1U + header.adaptation : 0U);
+        const std::size_t size = std::min(used < kPacket ? kPacket - used : 1, bytes.size() - at);
+        append(packets, packet(header, bytesFrom(bytes, at, size)));
+        at += size;
+    }
+    return packets;
+}
+
+Data randomPat(Dice& dice)
 {
     std::vector<Program> programs(dice.oneIn(8) ? dice.below(300) : dice.below(6) + 1);
     for (Program& program : programs) {
@@ -35,51 +142,81 @@ Data randomPatSection(Dice& dice)
         if (dice.oneIn(20))
             program.pmtPid = kNoPid;
     }
-    return patSection(programs);
+    return sectionPackets(dice, 0, patSection(programs));
 }
 
-Data randomPmtSection(Dice& dice, std::uint16_t programNumber)
+Data randomPmt(Dice& dice)
 {
     constexpr std::uint8_t kTypes[] = {1, 2, 3, 4, 6, 0x0F, 0x11, 0x1B, 0x1B, 0x80, 0x81, 0x87};
+    const auto infoLength = [&] { return static_cast<std::uint16_t>(dice.oneIn(4) ? dice.length(8) : 0); };
     std::vector<Stream> streams(dice.oneIn(4) ? dice.below(80) : dice.below(10));
-    for (Stream& stream : streams) {
-        stream = {.type = dice.oneIn(16) ? dice.byte() : dice.of(kTypes), .pid = randomPid(dice)};
-        stream.infoLength = static_cast<std::uint16_t>(dice.oneIn(4) ? dice.length(8) : 0);
-    }
-    const unsigned infoLength = dice.oneIn(4) ? dice.length(8) : 0;
-    return pmtSection(programNumber, streams, static_cast<std::uint16_t>(infoLength));
-}
-
-/// Puts a section into as many packets as it takes. Each may start a payload unit: such tables exist, and are read.
-Data sectionPackets(Dice& dice, std::uint16_t pid, const Data& section)
-{
-    const Data bytes = pointed(section, static_cast<std::uint8_t>(dice.oneIn(8) ? dice.byte() : 0));
-    Data packets;
-    bool first = true;
-    for (std::size_t at = 0; at < bytes.size(); first = false) {
-        Header header{.pid = pid, .unitStart = first || dice.oneIn(2)};
-        if (dice.oneIn(8))
-            header = randomPacketHeader(dice, pid, header.unitStart);
-        const std::size_t used = 4U + ((header.control & 2) != 0 ? 1U + header.adaptation : 0U);
-        const std::size_t room = used < kPacket ? kPacket - used : 0;
-        const std::size_t end = std::min(at + std::max(room, std::size_t{1}), bytes.size());
-        append(packets, packet(header, bytesFrom(bytes, at, end - at)));
-        at = end;
-    }
-    return packets;
-}
-
-Data tamperedHeader(Dice& dice, Data section)
-{
-    return dice.oneIn(6) ? withByte(std::move(section), dice.below(12), dice.byte()) : section;
-}
-
-Data randomPat(Dice& dice)
-{
-    return sectionPackets(dice, 0, tamperedHeader(dice, randomPatSection(dice)));
+    for (Stream& stream : streams)
+        stream = {dice.oneIn(16) ? dice.byte() : dice.of(kTypes), randomPid(dice), infoLength()};
+    const Program program = randomProgram(dice);
+    return sectionPackets(dice, program.pmtPid, pmtSection(program.number, streams, infoLength()));
 }
 
 }  // namespace
+
+Data randomSequenceHeader(Dice& dice)
+{
+    const Data header = sequenceHeader({.width = dice.below(4096),
+                                        .height = dice.below(4096),
+                                        .aspect = dice.below(16),
+                                        .rate = dice.below(16),
+                                        .bitRate = dice.oneIn(4) ? 0x3FFFF : dice.below(0x40000),
+                                        .vbvSize = dice.below(1024),
+                                        .marker = !dice.oneIn(4),
+                                        .constrained = dice.oneIn(2),
+                                        .intraMatrix = dice.oneIn(4),
+                                        .nonIntraMatrix = dice.oneIn(4)});
+    const Data extension = sequenceExtension(dice.below(8), dice.below(16), dice.oneIn(2));
+    return sometimesCut(dice, dice.oneIn(3) ? header : join({header, extension}));
+}
+
+Data randomSps(Dice& dice)
+{
+    Sps fields{.profile = dice.of({66, 77, 100, 110, 122, 144, 255}),
+               .level = dice.below(256),
+               .pictureOrderCount = [&](BitWriter& out) { writePictureOrderCount(out, dice); },
+               .references = dice.length(10),
+               .widthInMbs = dice.length(12) + 1,
+               .heightInMapUnits = dice.oneIn(3) ? 68 : dice.length(12) + 1,
+               .framesOnly = dice.oneIn(2),
+               .cropping = dice.oneIn(2)};
+    if (fields.profile >= 100 && fields.profile != 255)
+        fields.highProfile = [&](BitWriter& out) { writeHighProfile(out, dice); };
+    if (dice.oneIn(2))
+        fields.usability = randomUsability(dice);
+    const Data unit = sometimesCut(dice, sps(fields));
+    return dice.oneIn(3) ? join({accessUnitDelimiter(), unit, filled(dice.below(30))}) : unit;
+}
+
+Data randomNalUnit(Dice& dice)
+{
+    switch (dice.below(8)) {
+        case 0:
+            return randomSps(dice);
+        case 1:
+            return pps(dice.oneIn(2));
+        case 2:
+            return randomSei(dice);
+        case 3:
+            return nal(dice.byte(), dice.bytes(dice.below(30)), dice.oneIn(2));
+        default:
+            return sometimesCut(dice, slice(dice.oneIn(3) ? dice.length(16) : 0, dice.below(9)));
+    }
+}
+
+Data randomAudioHeader(Dice& dice)
+{
+    const Data lpcm{0, 0, static_cast<std::uint8_t>(dice.below(12) << 4 | dice.of({1, 4, 5, 2})),
+                    static_cast<std::uint8_t>(dice.below(4) << 6)};
+    const std::array<Data, 3> syncs{
+        {{0x0B, 0x77}, {0x77, 0x0B}, {0xFF, static_cast<std::uint8_t>(0xF0 | dice.below(16))}}};
+    const Data searched = join({dice.bytes(dice.below(4)), dice.of(syncs), dice.bytes(2 + dice.below(12))});
+    return sometimesCut(dice, dice.oneIn(3) ? lpcm : searched);
+}
 
 std::uint16_t randomPid(Dice& dice)
 {
@@ -89,15 +226,12 @@ std::uint16_t randomPid(Dice& dice)
 Data randomPacket(Dice& dice)
 {
     const Header header = randomPacketHeader(dice, randomPid(dice), !dice.oneIn(3));
-    return packet(header, randomPes(dice, randomHeader(dice)));
+    return packet(header, randomPes(dice));
 }
 
 Data randomTable(Dice& dice)
 {
-    if (dice.oneIn(4))
-        return randomPat(dice);
-    const Program program = randomProgram(dice);
-    return sectionPackets(dice, program.pmtPid, tamperedHeader(dice, randomPmtSection(dice, program.number)));
+    return dice.oneIn(4) ? randomPat(dice) : randomPmt(dice);
 }
 
 Data randomPackets(Dice& dice)

@@ -1,10 +1,16 @@
 /// @file
-/// Whole transport streams with random tables, headers and faults. Few PIDs, so that tables and streams meet on them.
+/// Elementary stream headers with random fields, mostly valid, now and then cut off; and whole transport streams with
+/// random tables, such headers, and faults. They have few PIDs, so that tables and streams meet on them.
 #pragma once
 
 #include "tests/support/dice.h"
 
 namespace zarnow::test {
+
+Data randomSequenceHeader(Dice& dice);  ///< MPEG video, with or without an extension
+Data randomSps(Dice& dice);             ///< NAL unit, sometimes behind an access unit delimiter
+Data randomNalUnit(Dice& dice);         ///< of every type that is looked into
+Data randomAudioHeader(Dice& dice);     ///< AC-3, MPEG audio and ADTS, LPCM
 
 std::uint16_t randomPid(Dice& dice);
 

@@ -18,6 +18,12 @@ std::string newName(const char* suffix)
 
 }  // namespace
 
+std::filesystem::path directoryInMemory()
+{
+    const std::filesystem::path inMemory = "/dev/shm";
+    return std::filesystem::exists(inMemory) ? inMemory : std::filesystem::temp_directory_path();
+}
+
 TemporaryFile::TemporaryFile(const Data& content, const char* suffix, const std::filesystem::path& directory)
     : path_(directory / newName(suffix))
 {

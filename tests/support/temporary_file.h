@@ -8,6 +8,10 @@
 
 namespace zarnow::test {
 
+/// Where large files are put: in memory if that can be. A disk's file system reads even a hole page by page, a hundred
+/// times slower.
+std::filesystem::path directoryInMemory();
+
 class TemporaryFile
 {
 public:

@@ -75,7 +75,39 @@ TEST(AvcSequenceHeader, WhereItIsFound)
     }
 }
 
-TEST(AvcSequenceHeader, PictureSizeBehindEveryField)
+using Figures = std::vector<std::int64_t>;
+
+Figures pictureOf(const Parsed& result)
+{
+    return {result.record.codedWidth, result.record.codedHeight, result.record.progressive,
+            result.info.frame_mbs_only_flag, result.info.mb_adaptive_frame_field_flag};
+}
+
+Figures aspectOf(const Parsed& result)
+{
+    return {result.record.aspectX, result.record.aspectY, result.info.aspect_ratio_idc, result.info.sarWidthLow};
+}
+
+/// Rate, picture duration, what a stream says of its timing, and the video format before it.
+Figures timingOf(const Parsed& result)
+{
+    return {result.info.frameRateTimes100, result.record.avgTimePerFrame, result.info.timing_info_present_flag,
+            result.info.fixed_frame_rate_flag, result.record.videoFormat};
+}
+
+/// Bit rate, buffer size, lengths of delay and offset, and which parameters are there.
+Figures hrdOf(const Parsed& result)
+{
+    const AvcStreamInfo& info = result.info;
+    return {info.hrdBitRate,
+            info.hrdCpbSize,
+            info.initialCpbRemovalDelayLength,
+            info.timeOffsetLength,
+            info.nal_hrd_parameters_present_flag,
+            info.vcl_hrd_parameters_present_flag};
+}
+
+TEST(AvcSequenceHeader, Fields)
 {
     const auto chroma = [](std::uint32_t format, bool lists) {
         return [=](BitWriter& out) {
@@ -87,159 +119,90 @@ TEST(AvcSequenceHeader, PictureSizeBehindEveryField)
                 out.flag(true).se(-8);
         };
     };
-    const auto type0 = [](BitWriter& out) { out.ue(0).ue(4); };
-    const auto offsets = [](BitWriter& out) { out.ue(1).flag(true).se(-3).se(4).ue(2).se(5).se(-6); };
-    const struct
-    {
-        const char* fault;
-        Sps sps;
-        std::uint32_t width;
-        std::uint32_t height;
-        int progressive;
-    } cases[] = {
-        {"fields are not doubled", {.widthInMbs = 120, .heightInMapUnits = 34, .framesOnly = false}, 1920, 1088, 0},
-        {"cropping is applied", {.widthInMbs = 120, .heightInMapUnits = 68, .cropping = true}, 1920, 1088, 1},
-        {"order count type 0 has no field", {.pictureOrderCount = type0}, 720, 576, 1},
-        {"order count type 1 is misread", {.pictureOrderCount = offsets}, 720, 576, 1},
-        {"the High profile's fields are not skipped", {.profile = 100, .highProfile = chroma(1, false)}, 720, 576, 1},
-        {"4:4:4 has twelve lists", {.profile = 144, .highProfile = chroma(3, true)}, 720, 576, 1},
-        {"4:2:0 has no eight lists", {.profile = 122, .highProfile = chroma(1, true)}, 720, 576, 1},
-        {"profile 244 is known", {.profile = 244}, 720, 576, 1},
+    const auto count0 = [](BitWriter& out) { out.ue(0).ue(4); };
+    const auto count1 = [](BitWriter& out) { out.ue(1).flag(true).se(-3).se(4).ue(2).se(5).se(-6); };
+    const auto ratio = [](unsigned width, unsigned height, int idc, unsigned sarWidth = 0, unsigned sarHeight = 0) {
+        return Sps{.widthInMbs = width,
+                   .heightInMapUnits = height,
+                   .usability = Usability{.aspectRatio = idc, .sarWidth = sarWidth, .sarHeight = sarHeight}};
     };
-    for (const auto& test : cases) {
-        SCOPED_TRACE(test.fault);
-        const Parsed result = parseSps(test.sps);
-        EXPECT_TRUE(result.accepted);
-        EXPECT_EQ(result.record.codedWidth, test.width);
-        EXPECT_EQ(result.record.codedHeight, test.height);
-        EXPECT_EQ(result.record.progressive, test.progressive);
-        EXPECT_EQ(result.info.frame_mbs_only_flag, test.progressive);
-        EXPECT_EQ(result.info.mb_adaptive_frame_field_flag, 1 - test.progressive);
-        EXPECT_EQ(result.info.profile_idc, test.sps.profile);
-        EXPECT_EQ(result.info.level_idc, 40U);
-        EXPECT_EQ(result.info.num_ref_frames, 3);
-    }
-}
-
-TEST(AvcSequenceHeader, AspectRatio)
-{
-    const auto extended = [](unsigned width, unsigned height) {
-        return Usability{.aspectRatio = 255, .sarWidth = width, .sarHeight = height};
+    const auto timing = [](std::uint32_t unitsInTick, std::uint32_t timeScale, bool framesOnly) {
+        const Usability usability{.videoFormat = 2, .timing = true, .unitsInTick = unitsInTick, .timeScale = timeScale};
+        return Sps{.framesOnly = framesOnly, .usability = usability};
     };
-    const auto ratio = [](int idc) { return Usability{.aspectRatio = idc}; };
-    const struct
-    {
-        const char* fault;
-        unsigned width, height;  ///< macroblocks
-        Usability usability;
-        std::uint32_t aspectX;
-    } cases[] = {
-        {"1088 lines are not taken for 1080", 90, 68, extended(4, 3), 16},
-        {"an extended ratio of 4:3 is missed", 45, 36, extended(16, 15), 4},
-        {"an odd ratio becomes 4:3", 45, 36, extended(5, 1), 16},
-        {"a width of 0 is divided by", 45, 36, extended(0, 3), 16},
-        {"a product that wraps to -2^31 is divided by -1", 0x10000, 0x8000, extended(0xFFFF, 0xFFFF), 16},
-        {"square pixels make 720x480 a 4:3 picture", 45, 30, ratio(1), 16},
-        {"ratio 2 is no 4:3", 45, 36, ratio(2), 4},
-        {"ratio 3 is no 4:3", 45, 30, ratio(3), 4},
-        {"ratio 0 is no 16:9", 45, 36, ratio(0), 16},
-        {"ratio 4 is 4:3", 45, 36, ratio(4), 16},
+    const auto first = hrd(1, 2, {{999, 499}, {7, 7}}, 23, 24), second = hrd(0, 0, {{1, 1}}, 3, 4);
+    const auto large = hrd(15, 15, {{0x7FF, 0x1FFF}, {0, 0}}, 31, 31);
+    const auto parameters = [](const Sps::Fields& nal, const Sps::Fields& vcl) {
+        return Sps{.usability = Usability{.nalHrd = nal, .vclHrd = vcl}};
     };
-    for (const auto& test : cases) {
-        SCOPED_TRACE(test.fault);
-        const Parsed result =
-            parseSps({.widthInMbs = test.width, .heightInMapUnits = test.height, .usability = test.usability});
-        EXPECT_TRUE(result.accepted);
-        EXPECT_EQ(result.record.aspectX, test.aspectX);
-        EXPECT_EQ(result.record.aspectY, test.aspectX == 16 ? 9U : 3U);
-        EXPECT_EQ(result.info.aspect_ratio_idc, test.usability.aspectRatio);
-        EXPECT_EQ(result.info.sarWidthLow, test.usability.sarWidth & 0xFF);
-    }
-}
-
-TEST(AvcSequenceHeader, AbsentAspectRatioShiftsWhatFollows)
-{
-    const Parsed result = parseSps({.usability = [](BitWriter& out) {
+    const auto absentRatio = [](BitWriter& out) {
         out.flag(false);             // aspect_ratio_info_present_flag
         out.bits(0b00000010, 8);     // read as aspect_ratio_idc 2, whatever was meant
         out.flag(true).flag(false);  // overscan information
         out.flag(true).bits(5, 3).flag(false).flag(false);
         out.flag(false).flag(false).flag(false).flag(false);
-    }});
-    EXPECT_TRUE(result.accepted);
-    EXPECT_EQ(result.info.aspect_ratio_idc, 2);
-    EXPECT_EQ(result.record.aspectX, 4U);
-    EXPECT_EQ(result.record.videoFormat, 5);
-}
-
-TEST(AvcSequenceHeader, Timing)
-{
-    const struct
-    {
-        const char* fault;
-        std::uint32_t unitsInTick, timeScale;
-        bool framesOnly;
-        std::uint32_t rateTimes100;
-        std::int64_t frameTime;
-    } cases[] = {
-        {"a field rate of 50 is not halved", 1, 50, true, 2500, 400000},
-        {"a field rate of 50 is halved twice", 1, 50, false, 2500, 400000},
-        // 10^7 / 59.94 = 166833.3; truncated, then doubled
-        {"30000/1001 is rounded", 1001, 60000, true, 2997, 333666},
-        {"a frame rate of 25 is halved", 1, 25, true, 2500, 400000},
-        {"30 frames are taken for fields", 1, 30, true, 3000, 333333},
-        {"a rate of exactly 31 is halved", 1, 31, true, 3100, 322580 * 2},
-        {"0 units are divided by", 0, 50, true, 4711, 333667},
-        {"a rate of 0 is divided by", 7, 0, true, 0, 333667},
-        {"rate x 100 is taken at 32 bits", 1, 0xFFFFFFFF, true, 0xFFFFFF9C / 2, 0},
     };
-    for (const auto& test : cases) {
-        SCOPED_TRACE(test.fault);
-        const Usability usability{
-            .videoFormat = 2, .timing = true, .unitsInTick = test.unitsInTick, .timeScale = test.timeScale};
-        const Parsed result =
-            parseSps({.framesOnly = test.framesOnly, .usability = usability}, {.frameRateTimes100 = 4711});
-        EXPECT_TRUE(result.accepted);
-        EXPECT_EQ(result.info.frameRateTimes100, test.rateTimes100);
-        EXPECT_EQ(result.record.avgTimePerFrame, test.frameTime);
-        EXPECT_EQ(result.record.videoFormat, 2);
-        EXPECT_EQ(result.info.timing_info_present_flag, 1);
-        EXPECT_EQ(result.info.fixed_frame_rate_flag, 0);
-    }
-    const Parsed untimed = parseSps({.usability = Usability{}});
-    EXPECT_EQ(untimed.info.fixed_frame_rate_flag, 1) << "a VUI without timing counts as fixed";
-    EXPECT_EQ(untimed.record.avgTimePerFrame, 0);
-}
-
-TEST(AvcSequenceHeader, HrdParameters)
-{
-    using Figures = std::array<std::uint32_t, 4>;  // bit rate, buffer size, lengths of delay and offset
-    const auto first = hrd(1, 2, {{999, 499}, {7, 7}}, 23, 24);
-    const auto second = hrd(0, 0, {{1, 1}}, 3, 4);
-    const auto large = hrd(15, 15, {{0x7FF, 0x1FFF}, {0, 0}}, 31, 31);
-    const Figures ofFirst{128000, 32000, 24, 25};
+    const Figures sd{720, 576, 1, 1, 0};
     const struct
     {
         const char* fault;
-        Usability usability;
-        AvcStreamInfo before;
+        Figures (*read)(const Parsed&);
+        Sps sps;
         Figures expected;
+        AvcStreamInfo before{};
     } cases[] = {
-        {"the last schedule counts", {.nalHrd = first}, {}, ofFirst},
-        {"the VCL parameters alone are not read", {.vclHrd = first}, {}, ofFirst},
-        {"the VCL parameters are read behind the NAL ones", {.nalHrd = first, .vclHrd = second}, {}, ofFirst},
-        {"a later rate replaces the first", {.nalHrd = first}, {.hrdBitRate = 5, .hrdCpbSize = 6}, {5, 6, 24, 25}},
-        {"shifts are wider than 32 bits", {.nalHrd = large}, {}, {1U << 21, 1U << 19, 32, 32}},
+        {"fields are not doubled", pictureOf, {.framesOnly = false}, {720, 1152, 0, 0, 1}},
+        {"cropping is applied", pictureOf, {.widthInMbs = 120, .cropping = true}, {1920, 576, 1, 1, 0}},
+        {"order count type 0 has no field", pictureOf, {.pictureOrderCount = count0}, sd},
+        {"order count type 1 is misread", pictureOf, {.pictureOrderCount = count1}, sd},
+        {"High fields are not skipped", pictureOf, {.profile = 100, .highProfile = chroma(1, false)}, sd},
+        {"4:4:4 has twelve lists", pictureOf, {.profile = 144, .highProfile = chroma(3, true)}, sd},
+        {"4:2:0 has no eight lists", pictureOf, {.profile = 122, .highProfile = chroma(1, true)}, sd},
+        {"profile 244 is known", pictureOf, {.profile = 244}, sd},
+
+        {"1088 lines are not taken for 1080", aspectOf, ratio(90, 68, 255, 100, 103), {4, 3, 255, 100}},
+        {"an extended ratio of 4:3 is missed", aspectOf, ratio(45, 36, 255, 16, 15), {4, 3, 255, 16}},
+        {"an odd ratio becomes 4:3", aspectOf, ratio(45, 36, 255, 5, 1), {16, 9, 255, 5}},
+        {"a width of 0 is divided by", aspectOf, ratio(45, 36, 255, 0, 3), {16, 9, 255, 0}},
+        // The products wrap: -2^31 is divided by -1.
+        {"32 bits hold the quotient", aspectOf, ratio(0x10000, 0x8000, 255, 0xFFFF, 0xFFFF), {16, 9, 255, 0xFF}},
+        {"square pixels make 720x480 a 4:3 picture", aspectOf, ratio(45, 30, 1), {16, 9, 1, 0}},
+        {"ratio 2 is no 4:3", aspectOf, ratio(45, 36, 2), {4, 3, 2, 0}},
+        {"ratio 3 is no 4:3", aspectOf, ratio(45, 30, 3), {4, 3, 3, 0}},
+        {"ratio 0 is no 16:9", aspectOf, ratio(45, 36, 0), {16, 9, 0, 0}},
+        {"ratio 4 is 4:3", aspectOf, ratio(45, 36, 4), {16, 9, 4, 0}},
+        {"an absent ratio does not shift what follows", aspectOf, {.usability = absentRatio}, {4, 3, 2, 0}},
+
+        {"a field rate of 50 is not halved", timingOf, timing(1, 50, true), {2500, 400000, 1, 0, 2}},
+        {"a field rate of 50 is halved twice", timingOf, timing(1, 50, false), {2500, 400000, 1, 0, 2}},
+        // 10^7 / 59.94 = 166833.3; truncated, then doubled
+        {"30000/1001 is rounded", timingOf, timing(1001, 60000, true), {2997, 333666, 1, 0, 2}},
+        {"a frame rate of 25 is halved", timingOf, timing(1, 25, true), {2500, 400000, 1, 0, 2}},
+        {"30 frames are taken for fields", timingOf, timing(1, 30, true), {3000, 333333, 1, 0, 2}},
+        {"a rate of exactly 31 is halved", timingOf, timing(1, 31, true), {3100, 322580 * 2, 1, 0, 2}},
+        {"0 units are divided by", timingOf, timing(0, 50, true), {4711, 333667, 1, 0, 2}, {.frameRateTimes100 = 4711}},
+        {"a rate of 0 is divided by", timingOf, timing(7, 0, true), {0, 333667, 1, 0, 2}},
+        {"rate x 100 is taken at 32 bits", timingOf, timing(1, 0xFFFFFFFF, true), {0xFFFFFF9C / 2, 0, 1, 0, 2}},
+        {"without timing it is not fixed", timingOf, {.usability = absentRatio}, {0, 0, 0, 1, 5}},
+
+        {"the last schedule counts", hrdOf, parameters(first, nullptr), {128000, 32000, 24, 25, 1, 0}},
+        {"the VCL parameters alone are not read", hrdOf, parameters(nullptr, first), {128000, 32000, 24, 25, 0, 1}},
+        {"both parameters are read", hrdOf, parameters(first, second), {128000, 32000, 24, 25, 1, 1}},
+        {"the first rate goes",
+         hrdOf,
+         parameters(first, nullptr),
+         {5, 6, 24, 25, 1, 0},
+         {.hrdBitRate = 5, .hrdCpbSize = 6}},
+        {"shifts are wider than 32 bits", hrdOf, parameters(large, nullptr), {1 << 21, 1 << 19, 32, 32, 1, 0}},
     };
     for (const auto& test : cases) {
         SCOPED_TRACE(test.fault);
-        const Parsed result = parseSps({.usability = test.usability}, test.before);
-        const AvcStreamInfo& info = result.info;
+        const Parsed result = parseSps(test.sps, test.before);
         EXPECT_TRUE(result.accepted);
-        EXPECT_EQ((Figures{info.hrdBitRate, info.hrdCpbSize, info.initialCpbRemovalDelayLength, info.timeOffsetLength}),
-                  test.expected);
-        EXPECT_EQ(info.nal_hrd_parameters_present_flag, test.usability.nalHrd ? 1 : 0);
-        EXPECT_EQ(info.vcl_hrd_parameters_present_flag, test.usability.vclHrd ? 1 : 0);
+        EXPECT_EQ(test.read(result), test.expected);
+        EXPECT_EQ(result.info.profile_idc, test.sps.profile);
+        EXPECT_EQ(result.info.level_idc, 40U);
+        EXPECT_EQ(result.info.num_ref_frames, 3);
     }
 }
 
@@ -267,7 +230,7 @@ Data group(std::initializer_list<std::uint32_t> types)
 }
 
 /// The payloads as they come, after one another.
-Parsed scan(std::initializer_list<Data> payloads, const AvcStreamInfo& before = {.frame_mbs_only_flag = 1})
+Parsed scan(const std::vector<Data>& payloads, const AvcStreamInfo& before = {.frame_mbs_only_flag = 1})
 {
     Parsed result{.info = before};
     CGopScanner scanner(result.info);
@@ -313,11 +276,14 @@ TEST(GopScan, Counts)
 TEST(GopScan, UnitsCutBetweenPayloadsAreCountedOnce)
 {
     const Data units = join({group({kI, kP, kB, kB, kP}), sps({}), filled(20, 0x55)});
-    for (std::size_t cut = 0; cut <= units.size(); ++cut) {
-        const Parsed result = scan({firstBytes(units, cut), bytesFrom(units, cut)});
-        EXPECT_TRUE(result.accepted) << cut;
-        EXPECT_EQ(result.info.gopPictureCount, 5) << cut;
-        EXPECT_EQ(result.info.entropy_coding_mode_flag, 1) << cut;
+    for (std::size_t size = 4; size <= units.size(); ++size) {
+        std::vector<Data> payloads;
+        for (std::size_t at = 0; at < units.size(); at += size)
+            payloads.push_back(bytesFrom(units, at, std::min(size, units.size() - at)));
+        const Parsed result = scan(payloads);
+        EXPECT_TRUE(result.accepted) << size;
+        EXPECT_EQ(result.info.gopPictureCount, 5) << size;
+        EXPECT_EQ(result.info.entropy_coding_mode_flag, 1) << size;
     }
 }
 
@@ -380,6 +346,7 @@ TEST(GopScan, WhichBytesOfAPacketCount)
     } cases[] = {
         {"the first set alone is enough", scanFile(1, filled(10, 0x55)), false},
         {"the last 4 bytes are looked at", scanFile(1, atEnd(0)), false},
+        {"the last byte but 3 is looked at", scanFile(1, atEnd(3)), false},
         {"more than the last 4 bytes are left out", scanFile(1, atEnd(4)), true},
         {"the adaptation field's last byte is left out",
          scanFile(1, join({Data(set.begin() + 2, set.end()), filled(20, 0x55)})), true},

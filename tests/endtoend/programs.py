@@ -1,0 +1,26 @@
+"""Running the project's programs, natively and under Wine."""
+
+import os
+import subprocess
+import tempfile
+
+import samples
+
+TSPROBE = [samples.ROOT / "build" / "host" / "tsprobe"]
+
+
+def wine(name):
+    return ["wine", samples.ROOT / "build" / "windows" / f"{name}.exe"]
+
+
+def run(command, *arguments):
+    """Exit status, standard output, standard error. They go through files: Wine's own processes outlive the program and
+    would keep a pipe open."""
+    environment = {**os.environ, "WINEDEBUG": "-all", "LC_ALL": "C.UTF-8",  # the file names' encoding
+                   "WINEPREFIX": str(samples.ROOT / "build" / "wine")}
+    with tempfile.TemporaryFile() as out, tempfile.TemporaryFile() as err:
+        status = subprocess.run([str(word) for word in (*command, *arguments)], stdout=out, stderr=err, timeout=120,
+                                stdin=subprocess.DEVNULL, cwd=samples.ROOT, env=environment).returncode
+        out.seek(0)
+        err.seek(0)
+        return status, out.read().decode(), err.read().decode("utf-8", "replace")

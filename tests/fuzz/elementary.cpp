@@ -1,0 +1,128 @@
+// Headers in one payload: audio of every kind, an MPEG video sequence header, an AVC sequence parameter set; and the
+// AVC structure scan over a sequence of payloads. The probes search a PID once for all, so what the video parsers
+// answer and write must not depend on what the records held before.
+
+#include <cstring>
+
+#include "esparse/audio_header.h"
+#include "esparse/avc_sequence_header.h"
+#include "esparse/gop_scan.h"
+#include "esparse/mpeg_video_header.h"
+#include "esparse/written_bytes.h"
+#include "tests/fuzz/target.h"
+#include "tests/support/random_stream.h"
+#include "tests/support/transport_stream.h"
+
+namespace zarnow::fuzz {
+
+namespace {
+
+/// @param parse  called with a record; answers what the parser answered
+template <class Record, class Parse>
+void requirePlainWrites(Parse parse)
+{
+    CWrittenBytes<Record> written;
+    Record third, expected;
+    std::memset(static_cast<void*>(&third), 0x5A, sizeof(Record));
+    std::memset(static_cast<void*>(&expected), 0x5A, sizeof(Record));
+    const bool answer = parse(third);
+    require(parse(written.first) == answer && parse(written.second) == answer, "the answer depends on a record");
+    written.applyTo(expected);
+    require(std::memcmp(&third, &expected, sizeof(Record)) == 0, "what is written depends on an earlier record");
+}
+
+void runAudio(Bytes input)
+{
+    const test::ExactBuffer payload(input);
+    for (const int type : {0x00, 0x03, 0x04, 0x06, 0x0F, 0x11, 0x80, 0xFF}) {
+        for (const bool lpcmMode : {false, true}) {
+            const auto streamType = static_cast<std::uint8_t>(type);
+            AudioProbeRecord record;
+            const bool parsed = parseAudioHeader(payload.data(), payload.length(), streamType, record, lpcmMode);
+            require(record.streamType == streamType, "the stream_type is not stored");
+            require(!parsed || input.size() >= 4, "a header too short for the stream_id that is read from it");
+        }
+    }
+}
+
+test::Data audioPiece(test::Dice& dice)
+{
+    return test::pes(dice.of({0xC0, 0xDF, 0xBD, 0xFD}), test::randomAudioHeader(dice));
+}
+
+void runMpegVideo(Bytes input)
+{
+    const test::ExactBuffer payload(input);
+    require(sequenceHeaderSize(payload.data(), payload.length()) <= kMaxSequenceHeaderSize, "no such size");
+    requirePlainWrites<VideoProbeRecord>(
+        [&](VideoProbeRecord& record) { return findSequenceHeader(payload.data(), payload.length(), record); });
+    requirePlainWrites<VideoProbeRecord>([&](VideoProbeRecord& record) {
+        if (!parseSequenceHeader(payload.data(), payload.length(), record))
+            return false;
+        const std::uint32_t length = record.sequenceHeaderLength;
+        require(length <= std::min(input.size(), kMaxSequenceHeaderSize), "a header longer than its bytes");
+        require(std::equal(input.begin(), input.begin() + length, record.sequenceHeader.begin()), "other bytes");
+        return true;
+    });
+}
+
+struct AvcRecords
+{
+    VideoProbeRecord stream;
+    AvcStreamInfo info;
+};
+
+void runSps(Bytes input)
+{
+    const test::ExactBuffer payload(input);
+    requirePlainWrites<AvcRecords>([&](AvcRecords& records) {
+        records.info.hrdBitRate = records.info.hrdCpbSize = 0;  // these two are written once only
+        return parseAvcSequenceHeader(records.info, payload.data(), payload.length(), records.stream);
+    });
+}
+
+test::Data spsPiece(test::Dice& dice)
+{
+    return dice.oneIn(4) ? test::randomNalUnit(dice) : test::pes(0xE0, test::randomSps(dice));
+}
+
+/// Two option bytes, then each payload behind its length.
+void runGop(Bytes input)
+{
+    Options rest(input);
+    AvcStreamInfo info;
+    info.frame_mbs_only_flag = rest.byte() & 1;
+    info.initialCpbRemovalDelayLength = rest.byte() & 0x3F;
+    CGopScanner scanner(info);
+    bool reached = false;
+    while (!reached && !rest.empty()) {
+        const std::uint8_t length = rest.byte();
+        const test::ExactBuffer payload(rest.take(length));
+        reached = scanner.scanAvcPayload(payload.data(), payload.length());
+    }
+    scanner.storeCounts();
+}
+
+/// One or two NAL units in payloads of any length, so that they go on from one to the next.
+test::Data gopPiece(test::Dice& dice)
+{
+    const test::Data units =
+        test::join({test::randomNalUnit(dice), dice.oneIn(2) ? test::randomNalUnit(dice) : test::Data{}});
+    test::Data payloads;
+    for (std::size_t at = 0; at < units.size();) {
+        const std::size_t size = std::min<std::size_t>(1 + dice.below(dice.oneIn(2) ? 20 : 184), units.size() - at);
+        payloads.push_back(static_cast<std::uint8_t>(size));
+        test::append(payloads, test::bytesFrom(units, at, size));
+        at += size;
+    }
+    return payloads;
+}
+
+}  // namespace
+
+const Target audioTarget{"audio", Layout::bytes, runAudio, audioPiece};
+const Target mpeg_videoTarget{"mpeg_video", Layout::bytes, runMpegVideo, test::randomSequenceHeader};
+const Target spsTarget{"sps", Layout::bytes, runSps, spsPiece};
+const Target gopTarget{"gop", Layout::bytes, runGop, gopPiece};
+
+}  // namespace zarnow::fuzz
