@@ -337,26 +337,20 @@ TEST_F(Sample, OnlyTheFieldsThatAreThereCount)
 
 TEST_F(Sample, ARefusedSetChangesNothing)
 {
-    static BYTE foreign[100];
-    const struct
-    {
-        const char* what;
-        HRESULT expected;
-        void (*change)(AM_SAMPLE2_PROPERTIES&);
-    } cases[] = {
-        {"another buffer", E_INVALIDARG, [](AM_SAMPLE2_PROPERTIES& props) { props.pbBuffer = foreign; }},
-        {"another size", E_INVALIDARG, [](AM_SAMPLE2_PROPERTIES& props) { props.cbBuffer = 1000; }},
-        {"too long", VFW_E_BUFFER_OVERFLOW, [](AM_SAMPLE2_PROPERTIES& props) { props.lActual = 101; }},
-        {"negative", VFW_E_BUFFER_OVERFLOW, [](AM_SAMPLE2_PROPERTIES& props) { props.lActual = -1; }},
-        {"a change to no type", E_INVALIDARG,
-         [](AM_SAMPLE2_PROPERTIES& props) { props.dwSampleFlags |= AM_SAMPLE_TYPECHANGED; }},
+    using Properties = AM_SAMPLE2_PROPERTIES;
+    const std::pair<HRESULT, void (*)(Properties&)> cases[] = {
+        {E_INVALIDARG, [](Properties& props) { ++props.pbBuffer; }},
+        {E_INVALIDARG, [](Properties& props) { ++props.cbBuffer; }},
+        {VFW_E_BUFFER_OVERFLOW, [](Properties& props) { ++props.lActual; }},
+        {VFW_E_BUFFER_OVERFLOW, [](Properties& props) { props.lActual = -1; }},
+        {E_INVALIDARG, [](Properties& props) { props.dwSampleFlags |= AM_SAMPLE_TYPECHANGED; }},  // to none
     };
-    for (const auto& c : cases) {
-        AM_SAMPLE2_PROPERTIES props = properties();
+    for (const auto& [expected, change] : cases) {
+        Properties props = properties();
         props.dwSampleFlags = AM_SAMPLE_PREROLL;
-        c.change(props);
-        EXPECT_HRESULT(c.expected, set(props)) << c.what;
-        EXPECT_HRESULT(S_FALSE, first->IsPreroll()) << c.what;
+        change(props);
+        EXPECT_HRESULT(expected, set(props)) << props.cbBuffer << " " << props.lActual;
+        EXPECT_HRESULT(S_FALSE, first->IsPreroll());
     }
 }
 

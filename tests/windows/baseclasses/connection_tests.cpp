@@ -26,8 +26,6 @@ CMediaType streamOf(const GUID& subtype, const GUID& format = GUID_NULL)
     return type;
 }
 
-const StreamPlan kTwoTypes{.types = {streamOf(MEDIASUBTYPE_MPEG2_TRANSPORT), streamOf(MEDIASUBTYPE_MPEG2_PROGRAM)}};
-
 TEST_F(Connection, RecordsBothEndsUntilItIsGivenUp)
 {
     Pair pair;
@@ -84,7 +82,7 @@ TEST_F(Connection, TheTypeIsFound)
     const CMediaType transport = streamOf(MEDIASUBTYPE_MPEG2_TRANSPORT);
     const CMediaType program = streamOf(MEDIASUBTYPE_MPEG2_PROGRAM);
     const CMediaType foreign = streamOf(MEDIASUBTYPE_MPEG1System);
-    const CMediaType wholeTransport = streamOf(MEDIASUBTYPE_MPEG2_TRANSPORT, FORMAT_None);
+    const CMediaType whole = streamOf(MEDIASUBTYPE_MPEG2_TRANSPORT, FORMAT_None);
     const CMediaType wholeForeign = streamOf(MEDIASUBTYPE_MPEG1System, FORMAT_None);
     const struct
     {
@@ -97,14 +95,14 @@ TEST_F(Connection, TheTypeIsFound)
     } cases[] = {
         {"our first type without a word of anybody's", {}, nullptr, S_OK, &transport, 1},
         {"the receiver's types come before ours", {foreign, program}, nullptr, S_OK, &program, 1},
-        {"a partial type narrows the search: others are not tried", {}, &program, S_OK, &program, 1},
+        {"a partial type narrows the search", {}, &program, S_OK, &program, 1},
         {"a partial type that nobody has", {}, &foreign, VFW_E_NO_ACCEPTABLE_TYPES, nullptr, 0},
-        {"a whole type that we refuse is not tried", {}, &wholeForeign, VFW_E_TYPE_NOT_ACCEPTED, nullptr, 0},
-        {"a whole type is the only one tried", {program}, &wholeTransport, S_OK, &wholeTransport, 1},
+        {"a whole type that we refuse", {}, &wholeForeign, VFW_E_TYPE_NOT_ACCEPTED, nullptr, 0},
+        {"a whole type is the only one tried", {program}, &whole, S_OK, &whole, 1},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.what);
-        Pair pair(kTwoTypes);
+        Pair pair({.types = {transport, program}});
         std::size_t tried = 0;
         pair.sink.proposes = c.proposed;
         pair.sink.checkType = [&](const CMediaType&) {
@@ -125,29 +123,24 @@ TEST_F(Connection, ARefusalLeavesBothPinsFree)
     const struct
     {
         const char* fault;
-        std::function<void(Pair&)> arrange;
         HRESULT expected;
+        std::function<void(Pair&)> arrange;
     } cases[] = {
-        {"a type refused without a reason", [](Pair& p) { p.sink.typeResult = E_FAIL; }, VFW_E_NO_ACCEPTABLE_TYPES},
-        {"a type refused by S_FALSE", [](Pair& p) { p.sink.typeResult = S_FALSE; }, VFW_E_NO_ACCEPTABLE_TYPES},
-        {"a type refused with a reason", [](Pair& p) { p.sink.typeResult = VFW_E_NO_DECOMPRESSOR; },
-         VFW_E_NO_DECOMPRESSOR},
-        {"SetMediaType fails with a reason", [](Pair& p) { p.stream().plan.typeSetting = VFW_E_NOT_FOUND; },
-         VFW_E_NOT_FOUND},
-        {"the receiver cannot complete", [](Pair& p) { p.sink.completionResult = VFW_E_NO_ALLOCATOR; },
-         VFW_E_NO_ALLOCATOR},
-        {"no buffer size can be agreed on", [](Pair& p) { p.stream().plan.bufferDecision = VFW_E_SIZENOTSET; },
-         VFW_E_SIZENOTSET},
-        {"of several refusals the first that says something",
+        {"a type refused without a reason", VFW_E_NO_ACCEPTABLE_TYPES, [](Pair& p) { p.sink.typeResult = E_FAIL; }},
+        {"a type refused by S_FALSE", VFW_E_NO_ACCEPTABLE_TYPES, [](Pair& p) { p.sink.typeResult = S_FALSE; }},
+        {"a type refused with a reason", VFW_E_NO_DECOMPRESSOR,
+         [](Pair& p) { p.sink.typeResult = VFW_E_NO_DECOMPRESSOR; }},
+        {"SetMediaType says why", VFW_E_NOT_FOUND, [](Pair& p) { p.stream().plan.typeSetting = VFW_E_NOT_FOUND; }},
+        {"the receiver cannot complete", E_ABORT, [](Pair& p) { p.sink.completionResult = E_ABORT; }},
+        {"no size is agreed on", VFW_E_SIZENOTSET, [](Pair& p) { p.stream().plan.bufferDecision = VFW_E_SIZENOTSET; }},
+        {"of several the first that says something", VFW_E_CIRCULAR_GRAPH,
          [](Pair& p) {
-             p.stream().plan = kTwoTypes;
+             p.stream().plan.types.resize(3, transportStreamType());
              p.sink.checkType = [call = 0](const CMediaType&) mutable {
                  constexpr HRESULT results[] = {E_FAIL, VFW_E_CIRCULAR_GRAPH, VFW_E_NO_DECOMPRESSOR};
                  return results[call++];
              };
-             p.stream().plan.types.push_back(streamOf(MEDIASUBTYPE_MPEG1System));
-         },
-         VFW_E_CIRCULAR_GRAPH},
+         }},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.fault);

@@ -1,4 +1,4 @@
-// Media types: ownership, comparison, matching.
+// Media types: ownership and comparison. Matching is a matter of connections.
 
 #include <cstring>
 #include <functional>
@@ -82,44 +82,6 @@ TEST_F(MediaType, EqualityIsTheGuidsAndTheFormat)
         EXPECT_EQ(change.equal, (base == other) != FALSE) << change.what;
         EXPECT_EQ(!change.equal, (base != other) != FALSE) << change.what;
     }
-}
-
-TEST_F(MediaType, APartialTypeMatchesWhatItNames)
-{
-    const CMediaType type = full();
-    CMediaType wanted;
-    EXPECT_TRUE(type.MatchesPartial(&wanted)) << "anything";
-    wanted.SetType(&MEDIATYPE_Video);
-    EXPECT_TRUE(type.MatchesPartial(&wanted));
-    wanted.SetSubtype(&MEDIASUBTYPE_RGB32);
-    EXPECT_FALSE(type.MatchesPartial(&wanted));
-    wanted.SetSubtype(&MEDIASUBTYPE_RGB24);
-    EXPECT_TRUE(wanted.IsPartiallySpecified()) << "no format yet";
-    wanted.SetFormatType(&FORMAT_VideoInfo);
-    EXPECT_FALSE(wanted.IsPartiallySpecified());
-    EXPECT_FALSE(type.MatchesPartial(&wanted)) << "a named format has to be the same one";
-    EXPECT_TRUE(type.MatchesPartial(&type));
-}
-
-TEST_F(MediaType, AudioTypesComeFromWaveFormats)
-{
-    struct
-    {
-        WAVEFORMATEX wave{0x2000, 2, 48000, 24000, 768, 0, 4};
-        BYTE extra[4] = {9, 8, 7, 6};
-    } ac3;
-    CMediaType type;
-    ASSERT_HRESULT(S_OK, CreateAudioMediaType(&ac3.wave, &type, TRUE));
-    const GUID subtype = {0x2000, 0, 0x10, {0x80, 0, 0, 0xAA, 0, 0x38, 0x9B, 0x71}};
-    EXPECT_EQ(subtype, type.subtype);
-    ASSERT_EQ(sizeof(WAVEFORMATEX) + 4, type.cbFormat);
-    EXPECT_EQ(0, std::memcmp(type.pbFormat + sizeof(WAVEFORMATEX), ac3.extra, 4));
-    FreeMediaType(type);
-    // The extra size of a PCM format is often left unset.
-    const WAVEFORMATEX pcm{WAVE_FORMAT_PCM, 2, 48000, 192000, 4, 16, 0xCCCC};
-    ASSERT_HRESULT(S_OK, CreateAudioMediaType(&pcm, &type, TRUE));
-    EXPECT_EQ(sizeof(WAVEFORMATEX), type.cbFormat);
-    EXPECT_HRESULT(E_POINTER, CreateAudioMediaType(nullptr, &type, TRUE));
 }
 
 }  // namespace

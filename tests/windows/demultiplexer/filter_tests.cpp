@@ -56,6 +56,7 @@ TEST_F(Demultiplexer, DisconnectsADeletedPinButNotWhileRunning)
 {
     const ComPtr<IPin> pin = connectPin(L"A", kAudio, MEDIA_ELEMENTARY_STREAM, first);
     play();
+    first.Stop();  // so that it would let go
     EXPECT_HRESULT(VFW_E_NOT_STOPPED, remove(L"A"));
     EXPECT_TRUE(first.input.IsConnected());
     stop();
