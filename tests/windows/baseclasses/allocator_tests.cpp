@@ -216,10 +216,13 @@ TEST_F(Allocator, ASampleComesBackWhileAnotherThreadUsesTheAllocator)
     };
     for (const auto& other : others) {
         std::atomic<int> arrivals = 0;
-        const auto meet = [&] {  // both threads, again and again, mostly without the kernel
+        const auto meet = [&] {  // both threads, again and again
             const int both = (arrivals++ / 2 + 1) * 2;
-            for (int turns = 0; arrivals < both; ++turns)
-                turns < 1000 ? YieldProcessor() : void(SwitchToThread());
+            for (int turns = 0; arrivals < both; ++turns) {
+                YieldProcessor();
+                if (turns > 1000)  // on a busy machine
+                    SwitchToThread();
+            }
         };
         std::thread thread([&] {
             for (int round = 0; round < kRounds; ++round) {

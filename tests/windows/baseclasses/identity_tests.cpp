@@ -6,9 +6,7 @@ namespace zarnow::test {
 
 namespace {
 
-class Identity : public FrameworkTest
-{
-};
+using Identity = FrameworkTest;
 
 TEST_F(Identity, EveryInterfaceLeadsToEveryOtherAndToNoForeignOne)
 {

@@ -9,9 +9,7 @@ namespace zarnow::test {
 
 namespace {
 
-class State : public FrameworkTest
-{
-};
+using State = FrameworkTest;
 
 TEST_F(State, EveryOrderOfPauseRunAndStopWorks)
 {

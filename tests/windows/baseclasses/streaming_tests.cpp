@@ -7,9 +7,7 @@ namespace zarnow::test {
 
 namespace {
 
-class Streaming : public FrameworkTest
-{
-};
+using Streaming = FrameworkTest;
 
 TEST_F(Streaming, AnErrorEndsTheStreamAndIsReportedToTheGraph)
 {
