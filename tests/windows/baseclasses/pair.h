@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <atomic>
 #include <functional>
+#include <tuple>
 #include <vector>
 
 #include "com_ptr.h"
@@ -42,7 +43,6 @@ public:
     {
         return std::ranges::find(plan.types, type->subtype, &CMediaType::subtype) != plan.types.end() ? S_OK : E_FAIL;
     }
-    HRESULT GetMediaType(CMediaType*) override { return E_UNEXPECTED; }
     HRESULT GetMediaType(int position, CMediaType* type) override
     {
         const auto index = static_cast<std::size_t>(position);
@@ -66,6 +66,7 @@ public:
     IMemAllocator* allocator() const { return m_pAllocator; }
     const CMediaType& type() const { return m_mt; }
     bool threadExists() const { return ThreadExists(); }
+    std::tuple<REFERENCE_TIME, REFERENCE_TIME, double> segment() const { return {m_tStart, m_tStop, m_dRate}; }
 
     StreamPlan plan;
     std::atomic<int> threadsCreated = 0;

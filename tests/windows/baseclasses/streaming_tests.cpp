@@ -70,9 +70,21 @@ TEST_F(Streaming, ReceiveSaysWhyItTakesNothing)
     EXPECT_HRESULT(S_FALSE, receive());
     pair.input().EndFlush();
     EXPECT_HRESULT(S_OK, pair.input().CheckStreaming()) << "a flush forgets the error";
+    EXPECT_HRESULT(VFW_E_INVALIDMEDIATYPE, receive());
+    pair.sink.Stop();
+    pair.sink.Pause();
+    EXPECT_HRESULT(S_OK, pair.input().CheckStreaming()) << "and so does a stop";
     pair.sink.Stop();
     pair.disconnect();
     EXPECT_HRESULT(VFW_E_NOT_CONNECTED, receive());
+}
+
+TEST_F(Streaming, TheSegmentHasNoEndUntilThereIsAnother)
+{
+    Pair pair;
+    EXPECT_EQ(std::tuple(0, MAX_TIME, 1.0), pair.stream().segment());
+    EXPECT_HRESULT(S_OK, pair.stream().NewSegment(5, 77, 2.0));
+    EXPECT_EQ(std::tuple(5, 77, 2.0), pair.stream().segment());
 }
 
 TEST_F(Streaming, AReceiverMayStopTheFilterOnItsOwnThread)
