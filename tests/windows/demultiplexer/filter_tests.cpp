@@ -114,7 +114,9 @@ TEST_F(Demultiplexer, MapsPids)
 TEST_F(Demultiplexer, DeliversElementaryStreamsWithTimesFromTheFirstStampOn)
 {
     playBoth();
-    const Data stream = join({v(1), a(1), v(2), multiplexer.stream(kAudio, noise(50, 9)), a(2), v(3)});
+    Data others = multiplexer.stream(kAudio, withByte(audio(9), 3, 0xBE));  // padding, and no PES packet at all
+    append(others, multiplexer.stream(kAudio, noise(50, 9)));
+    const Data stream = join({v(1), others, a(1), v(2), a(2), v(3)});
     for (const Data& piece : cut(stream, 77))
         EXPECT_HRESULT(S_OK, source.push(piece));
     end();
@@ -122,7 +124,7 @@ TEST_F(Demultiplexer, DeliversElementaryStreamsWithTimesFromTheFirstStampOn)
     EXPECT_EQ("SSE", second.calls);
     ASSERT_EQ(3U, first.samples.size());
     EXPECT_EQ(noise(500, 2), first.samples[1].bytes);
-    EXPECT_EQ(join({noise(300, 1), noise(300, 2)}), second.allBytes()) << "without what is no PES packet";
+    EXPECT_EQ(join({noise(300, 1), noise(300, 2)}), second.allBytes()) << "without what is no stream";
     // The audio packet of 1.5 s is complete first, the video packet of 1 s is half a second earlier.
     EXPECT_EQ(0, second.samples[0].start);
     EXPECT_EQ(-kSecond / 2, first.samples[0].start);
