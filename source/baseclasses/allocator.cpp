@@ -1,7 +1,6 @@
 #include "allocator.h"
 
 #include <climits>
-#include <new>
 #include <utility>
 
 void CBaseAllocator::CSampleList::Add(CMediaSample* pSample)
@@ -21,24 +20,9 @@ CMediaSample* CBaseAllocator::CSampleList::RemoveHead()
     return head;
 }
 
-void CBaseAllocator::CSampleList::Remove(CMediaSample* pSample)
+CBaseAllocator::CBaseAllocator(CObjectName pName, LPUNKNOWN pUnk, HRESULT* phr)
+    : CUnknown(pName, pUnk), m_hSem(CreateSemaphoreW(nullptr, 0, LONG_MAX, nullptr))
 {
-    CMediaSample** link = &m_List;
-    while (*link && *link != pSample)
-        link = &(*link)->m_pNext;
-    if (*link) {
-        *link = std::exchange(pSample->m_pNext, nullptr);
-        --m_nOnList;
-    }
-}
-
-CBaseAllocator::CBaseAllocator(CObjectName pName, LPUNKNOWN pUnk, HRESULT* phr, BOOL bEvent,
-                               BOOL fEnableReleaseCallback)
-    : CUnknown(pName, pUnk), m_fEnableReleaseCallback(fEnableReleaseCallback)
-{
-    if (!bEvent)
-        return;
-    m_hSem = CreateSemaphoreW(nullptr, 0, LONG_MAX, nullptr);
     if (!m_hSem && phr)
         *phr = E_OUTOFMEMORY;
 }
@@ -47,14 +31,12 @@ CBaseAllocator::~CBaseAllocator()
 {
     if (m_hSem)
         CloseHandle(m_hSem);
-    if (m_pNotify)
-        m_pNotify->Release();
 }
 
 STDMETHODIMP CBaseAllocator::NonDelegatingQueryInterface(REFIID riid, void** ppv)
 {
-    if (riid == IID_IMemAllocator || (riid == IID_IMemAllocatorCallbackTemp && m_fEnableReleaseCallback))
-        return GetInterface(static_cast<IMemAllocatorCallbackTemp*>(this), ppv);
+    if (riid == IID_IMemAllocator)
+        return GetInterface(static_cast<IMemAllocator*>(this), ppv);
     return CUnknown::NonDelegatingQueryInterface(riid, ppv);
 }
 
@@ -192,8 +174,6 @@ STDMETHODIMP CBaseAllocator::ReleaseBuffer(IMediaSample* pBuffer)
     auto* const sample = static_cast<CMediaSample*>(pBuffer);
     if (!keepAsSpare(sample))
         takeBack(sample);
-    if (m_fEnableReleaseCallback)
-        notifyRelease();
     CUnknown::NonDelegatingRelease();
     return S_OK;
 }
@@ -209,46 +189,10 @@ void CBaseAllocator::takeBack(CMediaSample* sample)
     NotifySample();
 }
 
-void CBaseAllocator::notifyRelease()
-{
-    IMemAllocatorNotifyCallbackTemp* notify = nullptr;
-    {
-        CAutoLock lock(this);
-        notify = m_pNotify;
-        if (notify)
-            notify->AddRef();
-    }
-    if (!notify)
-        return;
-    notify->NotifyRelease();
-    notify->Release();
-}
-
 void CBaseAllocator::NotifySample()
 {
     if (m_lWaiting != 0)
         ReleaseSemaphore(m_hSem, m_lWaiting.exchange(0), nullptr);
-}
-
-STDMETHODIMP CBaseAllocator::SetNotify(IMemAllocatorNotifyCallbackTemp* pNotify)
-{
-    CAutoLock lock(this);
-    if (pNotify)
-        pNotify->AddRef();
-    if (m_pNotify)
-        m_pNotify->Release();
-    m_pNotify = pNotify;
-    return S_OK;
-}
-
-STDMETHODIMP CBaseAllocator::GetFreeCount(LONG* plBuffersFree)
-{
-    if (!plBuffersFree)
-        return E_POINTER;
-    CAutoLock lock(this);
-    collectSpare();
-    *plBuffersFree = m_lCount - m_lAllocated + m_lFree.GetCount();
-    return S_OK;
 }
 
 HRESULT CBaseAllocator::Alloc()

@@ -15,16 +15,13 @@
 /// Free list, commit state and waiting of an allocator. The derived class makes the samples (Alloc) and frees them
 /// (Free). It is itself the lock of its state; a sample that only goes out and comes back is passed on without it. A
 /// sample that is out keeps the allocator alive.
-class CBaseAllocator : public CUnknown, public IMemAllocatorCallbackTemp, public CCritSec
+class CBaseAllocator : public CUnknown, public IMemAllocator, public CCritSec
 {
 public:
     DECLARE_IUNKNOWN
     STDMETHODIMP NonDelegatingQueryInterface(REFIID riid, void** ppv) override;
 
-    /// @param bEvent  whether GetBuffer may wait for a sample; if not it fails with VFW_E_TIMEOUT
-    /// @param fEnableReleaseCallback  whether IMemAllocatorCallbackTemp is handed out
-    CBaseAllocator(CObjectName pName, LPUNKNOWN pUnk, HRESULT* phr, BOOL bEvent = TRUE,
-                   BOOL fEnableReleaseCallback = FALSE);
+    CBaseAllocator(CObjectName pName, LPUNKNOWN pUnk, HRESULT* phr);
     ~CBaseAllocator() override;
 
     STDMETHODIMP SetProperties(ALLOCATOR_PROPERTIES* pRequest, ALLOCATOR_PROPERTIES* pActual) override;
@@ -39,9 +36,6 @@ public:
     /// For a sample's own use, when its last reference is gone.
     STDMETHODIMP ReleaseBuffer(IMediaSample* pBuffer) override;
 
-    STDMETHODIMP SetNotify(IMemAllocatorNotifyCallbackTemp* pNotify) override;
-    STDMETHODIMP GetFreeCount(LONG* plBuffersFree) override;
-
     /// Called by NotifySample's owner of the lock: wakes waiting threads to look again.
     void NotifySample();
 
@@ -50,11 +44,9 @@ protected:
     class CSampleList
     {
     public:
-        CMediaSample* Head() const { return m_List; }
         int GetCount() const { return m_nOnList; }
         void Add(CMediaSample* pSample);
         CMediaSample* RemoveHead();
-        void Remove(CMediaSample* pSample);
 
     private:
         CMediaSample* m_List = nullptr;
@@ -71,7 +63,7 @@ protected:
     void collectSpare();
 
     CSampleList m_lFree;
-    HANDLE m_hSem = nullptr;  ///< what GetBuffer waits for; null when it never waits
+    HANDLE m_hSem = nullptr;  ///< what GetBuffer waits for
     std::atomic<long> m_lWaiting = 0;
     long m_lCount = 0;
     long m_lAllocated = 0;
@@ -81,8 +73,6 @@ protected:
     BOOL m_bChanged = FALSE;
     std::atomic<BOOL> m_bCommitted = FALSE;
     BOOL m_bDecommitInProgress = FALSE;
-    IMemAllocatorNotifyCallbackTemp* m_pNotify = nullptr;
-    BOOL m_fEnableReleaseCallback;
 
 private:
     bool isKeptSimply() const { return m_bCommitted && m_lWaiting == 0; }
@@ -90,7 +80,6 @@ private:
     bool keepAsSpare(CMediaSample* sample);
     HRESULT takeOrQueue(CMediaSample** sample, bool mayWait);
     void takeBack(CMediaSample* sample);
-    void notifyRelease();
 
     /// A free sample beside the list, taken and given by one atomic exchange: what a stream that delivers one sample
     /// after the other needs for each of them. Whoever changes what isKeptSimply says looks here afterwards; whoever

@@ -5,7 +5,6 @@
 #include <utility>
 
 #include "base_pin.h"
-#include "com_ptr.h"
 #include "enumerators.h"
 
 /// A state change: holds the filter's lock and lets GetState know.
@@ -126,7 +125,6 @@ STDMETHODIMP CBaseFilter::Pause()
 STDMETHODIMP CBaseFilter::Run(REFERENCE_TIME tStart)
 {
     Transition transition(*this);
-    m_tStart = tStart;
     HRESULT hr = S_OK;
     if (m_State == State_Stopped)
         hr = Pause();
@@ -190,19 +188,6 @@ BOOL CBaseFilter::IsActive()
 BOOL CBaseFilter::IsStopped()
 {
     return m_State == State_Stopped;
-}
-
-HRESULT CBaseFilter::StreamTime(CRefTime& rtStream)
-{
-    // The clock does not change while the filter streams.
-    const ComPtr<IReferenceClock> clock(m_pClock);
-    if (!clock)
-        return VFW_E_NO_CLOCK;
-    REFERENCE_TIME now = 0;
-    const HRESULT hr = clock->GetTime(&now);
-    if (SUCCEEDED(hr))
-        rtStream = now - m_tStart.m_time;
-    return hr;
 }
 
 STDMETHODIMP CBaseFilter::EnumPins(IEnumPins** ppEnum)

@@ -7,8 +7,6 @@
 #include <atomic>
 
 #include "platform.h"
-#include "reference_time.h"
-#include "setup_data.h"
 #include "sync.h"
 #include "unknown.h"
 
@@ -52,13 +50,9 @@ public:
     STDMETHODIMP JoinFilterGraph(IFilterGraph* pGraph, LPCWSTR pName) override;
     STDMETHODIMP QueryVendorInfo(LPWSTR* pVendorInfo) override;
 
-    STDMETHODIMP Register() override;
-    STDMETHODIMP Unregister() override;
-    /// What Register registers; null: nothing, which succeeds with S_FALSE.
-    virtual LPAMOVIESETUP_FILTER GetSetupData() { return nullptr; }
-
-    /// Time since the stream began: VFW_E_NO_CLOCK without a clock.
-    virtual HRESULT StreamTime(CRefTime& rtStream);
+    // S_FALSE: filters are registered with their module.
+    STDMETHODIMP Register() override { return S_FALSE; }
+    STDMETHODIMP Unregister() override { return S_FALSE; }
 
     virtual int GetPinCount() = 0;
     /// Pin n, not counted; null past the last one.
@@ -70,9 +64,6 @@ public:
 
     /// Sends an event to the graph; EC_COMPLETE names this filter. E_NOTIMPL outside a graph.
     HRESULT NotifyEvent(long EventCode, LONG_PTR EventParam1, LONG_PTR EventParam2);
-    IFilterGraph* GetFilterGraph() { return m_pGraph; }
-    /// Has the graph break a connection and make it again (pmt null: with any type).
-    HRESULT ReconnectPin(IPin* pPin, const AM_MEDIA_TYPE* pmt);
 
     /// Changes whenever pins come or go: enumerators then are out of step.
     virtual LONG GetPinVersion();
@@ -92,7 +83,6 @@ private:
 protected:
     FILTER_STATE m_State = State_Stopped;
     IReferenceClock* m_pClock = nullptr;
-    CRefTime m_tStart;  ///< clock time of stream time 0
     CLSID m_clsid;
     CCritSec* m_pLock;
     WCHAR* m_pName = nullptr;

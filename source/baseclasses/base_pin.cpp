@@ -137,10 +137,9 @@ STDMETHODIMP CBasePin::Notify(IBaseFilter*, Quality)
     return E_NOTIMPL;
 }
 
-STDMETHODIMP CBasePin::SetSink(IQualityControl* piqc)
+STDMETHODIMP CBasePin::SetSink(IQualityControl*)
 {
-    CAutoLock lock(m_pLock);
-    m_pQSink = piqc;
+    // The pins here send no messages that a sink could get.
     return S_OK;
 }
 

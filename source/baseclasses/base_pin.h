@@ -7,9 +7,11 @@
 #include "platform.h"
 #include "base_filter.h"
 #include "media_type.h"
-#include "reference_time.h"
 #include "sync.h"
 #include "unknown.h"
+
+/// The stop time of a segment without an end.
+const REFERENCE_TIME MAX_TIME = 0x7FFFFFFFFFFFFFFFLL;
 
 /// A pin: IPin and IQualityControl. It lives as long as its filter, to which its reference counting goes.
 class CBasePin : public CUnknown, public IPin, public IQualityControl
@@ -41,7 +43,6 @@ public:
     STDMETHODIMP NewSegment(REFERENCE_TIME tStart, REFERENCE_TIME tStop, double dRate) override;
 
     STDMETHODIMP Notify(IBaseFilter* pSender, Quality q) override;
-    /// The sink is not counted.
     STDMETHODIMP SetSink(IQualityControl* piqc) override;
 
     BOOL IsConnected() const { return m_Connected != nullptr; }
@@ -69,14 +70,7 @@ public:
     /// Preferred type iPosition: S_OK, VFW_S_NO_MORE_ITEMS past the last one.
     virtual HRESULT GetMediaType(int iPosition, CMediaType* pMediaType);
 
-    REFERENCE_TIME CurrentStopTime() const { return m_tStop; }
-    REFERENCE_TIME CurrentStartTime() const { return m_tStart; }
-    double CurrentRate() const { return m_dRate; }
-
     LPWSTR Name() const { return m_pName; }
-    /// Whether the pin may be connected again while the filter is active.
-    void SetReconnectWhenActive(bool bCanReconnect) { m_bCanReconnectWhenActive = bCanReconnect; }
-    bool CanReconnectWhenActive() const { return m_bCanReconnectWhenActive; }
 
 protected:
     /// Connects with this one type.
@@ -91,10 +85,7 @@ protected:
     PIN_DIRECTION m_dir;
     CCritSec* m_pLock;
     bool m_bRunTimeError = false;
-    bool m_bCanReconnectWhenActive = false;
-    bool m_bTryMyTypesFirst = false;
     CBaseFilter* m_pFilter;
-    IQualityControl* m_pQSink = nullptr;
     LONG m_TypeVersion = 1;
     CMediaType m_mt;
 

@@ -15,7 +15,7 @@
 
 /// Makes an object; the outer object (may be null) is not counted. A failure goes to *phr.
 using LPFNNewCOMObject = CUnknown*(CALLBACK*)(LPUNKNOWN pUnkOuter, HRESULT* phr);
-/// Called when the module is loaded (TRUE) and unloaded (FALSE).
+/// Of the published layout; no class here needs one, and none is called.
 using LPFNInitRoutine = void(CALLBACK*)(BOOL bLoading, const CLSID* rclsid);
 
 /// One class of the module. Aggregate-initialised in this order.
@@ -61,7 +61,7 @@ private:
     static inline std::atomic<LONG> m_cLocked{0};
 };
 
-/// Entry point of the module, which DllMain calls: notes the module and runs the templates' init routines.
+/// Entry point of the module, which DllMain calls: notes the module.
 extern "C" BOOL WINAPI DllEntryPoint(HINSTANCE hInstance, ULONG ulReason, LPVOID pv);
 
 #endif

@@ -1,4 +1,4 @@
-// A filter's dealings with its graph: membership, events, reconnection, registration.
+// A filter's dealings with its graph: membership and events.
 
 #include <cwchar>
 #include <new>
@@ -6,7 +6,6 @@
 
 #include "base_filter.h"
 #include "com_ptr.h"
-#include "registration.h"
 
 STDMETHODIMP CBaseFilter::JoinFilterGraph(IFilterGraph* pGraph, LPCWSTR pName)
 {
@@ -56,26 +55,4 @@ HRESULT CBaseFilter::NotifyEvent(long EventCode, LONG_PTR EventParam1, LONG_PTR 
     if (EventCode == EC_COMPLETE)
         EventParam2 = reinterpret_cast<LONG_PTR>(static_cast<IBaseFilter*>(this));
     return sink->Notify(EventCode, EventParam1, EventParam2);
-}
-
-HRESULT CBaseFilter::ReconnectPin(IPin* pPin, const AM_MEDIA_TYPE* pmt)
-{
-    if (!m_pGraph)
-        return E_NOINTERFACE;
-    const ComPtr<IFilterGraph> graph(m_pGraph);
-    if (const auto graph2 = graph.query<IFilterGraph2>(IID_IFilterGraph2))
-        return graph2->ReconnectEx(pPin, pmt);
-    return graph->Reconnect(pPin);
-}
-
-STDMETHODIMP CBaseFilter::Register()
-{
-    const AMOVIESETUP_FILTER* const setup = GetSetupData();
-    return setup ? AMovieSetupRegisterFilter2(setup, nullptr, TRUE) : S_FALSE;
-}
-
-STDMETHODIMP CBaseFilter::Unregister()
-{
-    const AMOVIESETUP_FILTER* const setup = GetSetupData();
-    return setup ? AMovieSetupRegisterFilter2(setup, nullptr, FALSE) : S_FALSE;
 }

@@ -39,7 +39,7 @@ STDMETHODIMP CBaseInputPin::GetAllocator(IMemAllocator** ppAllocator)
     return S_OK;
 }
 
-STDMETHODIMP CBaseInputPin::NotifyAllocator(IMemAllocator* pAllocator, BOOL bReadOnly)
+STDMETHODIMP CBaseInputPin::NotifyAllocator(IMemAllocator* pAllocator, BOOL)
 {
     if (!pAllocator)
         return E_POINTER;
@@ -47,7 +47,6 @@ STDMETHODIMP CBaseInputPin::NotifyAllocator(IMemAllocator* pAllocator, BOOL bRea
     pAllocator->AddRef();
     if (IMemAllocator* const old = std::exchange(m_pAllocator, pAllocator))
         old->Release();
-    m_bReadOnly = bReadOnly;
     return S_OK;
 }
 
@@ -74,55 +73,19 @@ STDMETHODIMP CBaseInputPin::Receive(IMediaSample* pSample)
     HRESULT hr = CheckStreaming();
     if (hr != S_OK)
         return hr;
-    hr = readProperties(pSample);
-    if (FAILED(hr))
-        return hr;
-    return m_SampleProps.dwSampleFlags & AM_SAMPLE_TYPECHANGED ? checkTypeChange() : S_OK;
-}
-
-HRESULT CBaseInputPin::readProperties(IMediaSample* sample)
-{
-    const ComPtr<IMediaSample2> sample2 = ComPtr<IMediaSample>(sample).query<IMediaSample2>(IID_IMediaSample2);
-    if (sample2)
-        return sample2->GetProperties(sizeof m_SampleProps, reinterpret_cast<BYTE*>(&m_SampleProps));
-    return readPropertiesSingly(sample);
-}
-
-/// For samples of allocators from before IMediaSample2.
-HRESULT CBaseInputPin::readPropertiesSingly(IMediaSample* sample)
-{
-    AM_SAMPLE2_PROPERTIES props{};
-    props.cbData = sizeof props;
-    props.dwStreamId = AM_STREAM_MEDIA;
-    const auto flag = [&props](HRESULT hr, DWORD value) { props.dwSampleFlags |= hr == S_OK ? value : 0; };
-    flag(sample->IsDiscontinuity(), AM_SAMPLE_DATADISCONTINUITY);
-    flag(sample->IsPreroll(), AM_SAMPLE_PREROLL);
-    flag(sample->IsSyncPoint(), AM_SAMPLE_SPLICEPOINT);
-    const HRESULT timed = sample->GetTime(&props.tStart, &props.tStop);
-    props.dwSampleFlags |= SUCCEEDED(timed) ? AM_SAMPLE_TIMEVALID : 0;
-    flag(timed, AM_SAMPLE_STOPVALID);
-    AM_MEDIA_TYPE* type = nullptr;
-    flag(sample->GetMediaType(&type), AM_SAMPLE_TYPECHANGED);
-    if (type) {
-        m_changedType.Set(*type);
-        props.pMediaType = &m_changedType;
-        DeleteMediaType(type);
-    }
-    props.lActual = sample->GetActualDataLength();
-    props.cbBuffer = sample->GetSize();
-    const HRESULT hr = sample->GetPointer(&props.pbBuffer);
-    m_SampleProps = props;
+    AM_MEDIA_TYPE* changed = nullptr;
+    hr = pSample->GetMediaType(&changed);
+    if (hr != S_OK)
+        return FAILED(hr) ? hr : S_OK;
+    hr = takeTypeChange(*changed);
+    DeleteMediaType(changed);
     return hr;
 }
 
-HRESULT CBaseInputPin::checkTypeChange()
+HRESULT CBaseInputPin::takeTypeChange(const AM_MEDIA_TYPE& type)
 {
-    if (m_SampleProps.pMediaType) {
-        HRESULT copied = S_OK;
-        const CMediaType type(*m_SampleProps.pMediaType, &copied);
-        if (SUCCEEDED(copied) && CheckMediaType(&type) == S_OK)
-            return S_OK;
-    }
+    if (QueryAccept(&type) == S_OK)
+        return S_OK;
     // Nothing that follows could be understood: the stream ends here.
     m_bRunTimeError = true;
     EndOfStream();
@@ -207,12 +170,4 @@ HRESULT CBaseInputPin::Inactive()
     CBasePin::Inactive();
     m_bFlushing = FALSE;
     return m_pAllocator ? m_pAllocator->Decommit() : VFW_E_NO_ALLOCATOR;
-}
-
-HRESULT CBaseInputPin::PassNotify(Quality& q)
-{
-    if (m_pQSink)
-        return m_pQSink->Notify(m_pFilter, q);
-    const auto upstream = ComPtr<IPin>(m_Connected).query<IQualityControl>(IID_IQualityControl);
-    return upstream ? upstream->Notify(m_pFilter, q) : VFW_E_NOT_FOUND;
 }

@@ -19,8 +19,8 @@ public:
     STDMETHODIMP GetAllocator(IMemAllocator** ppAllocator) override;
     STDMETHODIMP NotifyAllocator(IMemAllocator* pAllocator, BOOL bReadOnly) override;
     STDMETHODIMP GetAllocatorRequirements(ALLOCATOR_PROPERTIES* pProps) override;
-    /// Checks that the pin is streaming and reads the sample's properties into m_SampleProps. A sample that brings a
-    /// media type the pin refuses ends the stream: VFW_E_INVALIDMEDIATYPE and EC_ERRORABORT.
+    /// Checks that the pin is streaming. A sample that brings a media type the pin refuses ends the stream:
+    /// VFW_E_INVALIDMEDIATYPE and EC_ERRORABORT.
     STDMETHODIMP Receive(IMediaSample* pSample) override;
     STDMETHODIMP ReceiveMultiple(IMediaSample** pSamples, long nSamples, long* nSamplesProcessed) override;
     /// S_OK when a connected output pin of the filter leads to a pin that can block, or when that is not known.
@@ -32,28 +32,16 @@ public:
     HRESULT BreakConnect() override;
     HRESULT Inactive() override;
 
-    BOOL IsReadOnly() const { return m_bReadOnly; }
-    BOOL IsFlushing() const { return m_bFlushing; }
     /// S_OK when samples may come: else S_FALSE (flushing), VFW_E_NOT_CONNECTED, VFW_E_WRONG_STATE (stopped),
     /// VFW_E_RUNTIME_ERROR.
     virtual HRESULT CheckStreaming();
-    /// Sends a quality message to the sink or upstream.
-    HRESULT PassNotify(Quality& q);
-
-    AM_SAMPLE2_PROPERTIES* SampleProps() { return &m_SampleProps; }
 
 protected:
     IMemAllocator* m_pAllocator = nullptr;
-    BOOL m_bReadOnly = FALSE;
     BOOL m_bFlushing = FALSE;
-    AM_SAMPLE2_PROPERTIES m_SampleProps{};
 
 private:
-    HRESULT readProperties(IMediaSample* sample);
-    HRESULT readPropertiesSingly(IMediaSample* sample);
-    HRESULT checkTypeChange();
-
-    CMediaType m_changedType;  ///< what m_SampleProps points to when the sample hands out copies only
+    HRESULT takeTypeChange(const AM_MEDIA_TYPE& type);
 };
 
 #endif

@@ -67,14 +67,6 @@ void CMediaSample::resetProperties()
     }
 }
 
-HRESULT CMediaSample::SetPointer(BYTE* ptr, LONG cBytes)
-{
-    m_pBuffer = ptr;
-    m_cbBuffer = cBytes;
-    m_lActual = cBytes;
-    return S_OK;
-}
-
 STDMETHODIMP CMediaSample::GetPointer(BYTE** ppBuffer)
 {
     if (!ppBuffer)

@@ -22,9 +22,6 @@ public:
     STDMETHODIMP_(ULONG) AddRef() override;
     STDMETHODIMP_(ULONG) Release() override;
 
-    /// Gives the sample its memory; once only.
-    HRESULT SetPointer(BYTE* ptr, LONG cBytes);
-
     STDMETHODIMP GetPointer(BYTE** ppBuffer) override;
     STDMETHODIMP_(LONG) GetSize() override;
     /// VFW_E_SAMPLE_TIME_NOT_SET; VFW_S_NO_STOP_TIME with a stop of start + 1.

@@ -1,9 +1,6 @@
 #include "media_type.h"
 
-#include <algorithm>
 #include <cstring>
-
-#include "fourcc.h"
 
 namespace {
 
@@ -93,16 +90,6 @@ void CMediaType::InitMediaType()
     bFixedSizeSamples = TRUE;
 }
 
-BOOL CMediaType::IsValid() const
-{
-    return majortype != GUID_NULL;
-}
-
-ULONG CMediaType::GetSampleSize() const
-{
-    return bFixedSizeSamples ? lSampleSize : 0;
-}
-
 void CMediaType::SetSampleSize(ULONG sz)
 {
     if (sz == 0) {
@@ -123,23 +110,6 @@ void CMediaType::SetTemporalCompression(BOOL bCompressed)
     bTemporalCompression = bCompressed;
 }
 
-BOOL CMediaType::SetFormat(BYTE* pformat, ULONG length)
-{
-    if (length == 0) {
-        ResetFormatBuffer();
-        return TRUE;
-    }
-    // The data may lie in the block that is exchanged.
-    auto* copy = pformat ? static_cast<BYTE*>(CoTaskMemAlloc(length)) : nullptr;
-    if (!copy)
-        return FALSE;
-    std::memcpy(copy, pformat, length);
-    ResetFormatBuffer();
-    pbFormat = copy;
-    cbFormat = length;
-    return TRUE;
-}
-
 void CMediaType::ResetFormatBuffer()
 {
     CoTaskMemFree(pbFormat);
@@ -154,21 +124,6 @@ BYTE* CMediaType::AllocFormatBuffer(ULONG length)
     auto* block = static_cast<BYTE*>(CoTaskMemAlloc(length));
     if (!block)
         return nullptr;
-    ResetFormatBuffer();
-    pbFormat = block;
-    cbFormat = length;
-    return pbFormat;
-}
-
-BYTE* CMediaType::ReallocFormatBuffer(ULONG length)
-{
-    if (length != 0 && length == cbFormat)
-        return pbFormat;
-    auto* block = static_cast<BYTE*>(CoTaskMemAlloc(length));
-    if (!block)
-        return nullptr;
-    if (pbFormat)
-        std::memcpy(block, pbFormat, std::min(cbFormat, length));
     ResetFormatBuffer();
     pbFormat = block;
     cbFormat = length;
@@ -245,7 +200,8 @@ STDAPI CreateAudioMediaType(const WAVEFORMATEX* pwfx, AM_MEDIA_TYPE* pmt, BOOL b
         return E_POINTER;
     *pmt = AM_MEDIA_TYPE{};
     pmt->majortype = MEDIATYPE_Audio;
-    pmt->subtype = FOURCCMap(pwfx->wFormatTag);
+    pmt->subtype = MEDIASUBTYPE_PCM;  // differs from those of other tags in the tag only
+    pmt->subtype.Data1 = pwfx->wFormatTag;
     pmt->formattype = FORMAT_WaveFormatEx;
     pmt->bFixedSizeSamples = TRUE;
     pmt->lSampleSize = pwfx->nBlockAlign;

@@ -29,36 +29,24 @@ public:
     HRESULT Set(const CMediaType& rt);
     HRESULT Set(const AM_MEDIA_TYPE& rt);
 
-    /// Whether there is a major type.
-    BOOL IsValid() const;
-
     const GUID* Type() const { return &majortype; }
     void SetType(const GUID* ptype) { majortype = *ptype; }
     const GUID* Subtype() const { return &subtype; }
     void SetSubtype(const GUID* ptype) { subtype = *ptype; }
 
-    BOOL IsFixedSize() const { return bFixedSizeSamples; }
-    BOOL IsTemporalCompressed() const { return bTemporalCompression; }
-    /// Bytes of each sample; 0 for samples of variable size.
-    ULONG GetSampleSize() const;
     /// sz 0: samples of variable size.
     void SetSampleSize(ULONG sz);
     void SetVariableSize();
     void SetTemporalCompression(BOOL bCompressed);
 
-    const GUID* FormatType() const { return &formattype; }
     void SetFormatType(const GUID* pformattype) { formattype = *pformattype; }
     BYTE* Format() const { return pbFormat; }
     ULONG FormatLength() const { return cbFormat; }
 
-    /// Copies a format block in; FALSE (nothing changed) when there is no memory, or for null data of some length.
-    BOOL SetFormat(BYTE* pformat, ULONG length);
     /// Frees the format block.
     void ResetFormatBuffer();
     /// A format block of this length, contents unset; null (nothing changed) when there is no memory.
     BYTE* AllocFormatBuffer(ULONG length);
-    /// As AllocFormatBuffer, keeping as much of the contents as fits.
-    BYTE* ReallocFormatBuffer(ULONG length);
 
     void InitMediaType();
 

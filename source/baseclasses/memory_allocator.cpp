@@ -3,7 +3,6 @@
 #include <new>
 
 #include "allocator.h"
-#include "checks.h"
 
 namespace {
 
@@ -25,7 +24,7 @@ std::int64_t roundUp(std::int64_t value, std::int64_t alignment)
 
 CUnknown* CMemAllocator::CreateInstance(LPUNKNOWN pUnk, HRESULT* phr)
 {
-    auto* allocator = new (std::nothrow) CMemAllocator(NAME("memory allocator"), pUnk, phr);
+    auto* allocator = new (std::nothrow) CMemAllocator(nullptr, pUnk, phr);
     if (!allocator && phr)
         *phr = E_OUTOFMEMORY;
     return allocator;
@@ -81,7 +80,7 @@ HRESULT CMemAllocator::makeSamples()
     HRESULT hr = S_OK;
     for (; m_lAllocated < m_lCount; ++m_lAllocated) {
         const LPBYTE data = m_pBuffer + lead + stride * static_cast<SIZE_T>(m_lAllocated);
-        auto* sample = new (std::nothrow) CMediaSample(NAME("sample"), this, &hr, data, m_lSize);
+        auto* sample = new (std::nothrow) CMediaSample(nullptr, this, &hr, data, m_lSize);
         if (!sample)
             return E_OUTOFMEMORY;
         m_lFree.Add(sample);

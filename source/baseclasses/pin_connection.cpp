@@ -30,7 +30,7 @@ HRESULT CBasePin::checkFree() const
 {
     if (m_Connected)
         return VFW_E_ALREADY_CONNECTED;
-    return m_pFilter->IsStopped() || m_bCanReconnectWhenActive ? S_OK : VFW_E_NOT_STOPPED;
+    return m_pFilter->IsStopped() ? S_OK : VFW_E_NOT_STOPPED;
 }
 
 void CBasePin::adopt(IPin* peer)
@@ -66,9 +66,7 @@ HRESULT CBasePin::AgreeMediaType(IPin* pReceivePin, const CMediaType* pmt)
     if (pmt && !pmt->IsPartiallySpecified())
         return AttemptConnection(pReceivePin, pmt);
     HRESULT reason = VFW_E_NO_ACCEPTABLE_TYPES;
-    IPin* const listers[] = {m_bTryMyTypesFirst ? static_cast<IPin*>(this) : pReceivePin,
-                             m_bTryMyTypesFirst ? pReceivePin : static_cast<IPin*>(this)};
-    for (IPin* lister : listers) {
+    for (IPin* lister : {pReceivePin, static_cast<IPin*>(this)}) {
         const HRESULT hr = tryTypesOf(lister, pReceivePin, pmt);
         if (SUCCEEDED(hr))
             return hr;

@@ -23,8 +23,6 @@ CSource::CSource(CObjectName pName, LPUNKNOWN lpunk, CLSID clsid, HRESULT* phr)
 {
 }
 
-CSource::CSource(CObjectName pName, LPUNKNOWN lpunk, CLSID clsid) : CBaseFilter(pName, lpunk, &m_cStateLock, clsid) {}
-
 CSource::~CSource()
 {
     // While the pins are whole: their threads call functions of the derived classes.

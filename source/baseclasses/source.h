@@ -14,7 +14,6 @@ class CSource : public CBaseFilter
 {
 public:
     CSource(CObjectName pName, LPUNKNOWN lpunk, CLSID clsid, HRESULT* phr);
-    CSource(CObjectName pName, LPUNKNOWN lpunk, CLSID clsid);
     /// Ends the pins' threads and deletes the pins.
     ~CSource() override;
 
@@ -59,9 +58,7 @@ public:
     HRESULT Pause() { return command(CMD_PAUSE); }
     HRESULT Stop() { return command(CMD_STOP); }
 
-    /// For pins with one media type: only what GetMediaType offers is accepted (E_FAIL else).
-    HRESULT CheckMediaType(const CMediaType* pMediaType) override;
-    HRESULT GetMediaType(int iPosition, CMediaType* pMediaType) override;
+    using CBaseOutputPin::GetMediaType;
 
 protected:
     enum Command { CMD_INIT, CMD_PAUSE, CMD_RUN, CMD_STOP, CMD_EXIT };
@@ -75,8 +72,8 @@ protected:
     DWORD ThreadProc() override;
     /// S_FALSE after Stop came, S_OK when the stream ended by itself, an error of FillBuffer.
     virtual HRESULT DoBufferProcessingLoop();
-    /// The one type of a pin that has just one.
-    virtual HRESULT GetMediaType(CMediaType* pMediaType);
+    /// Of the pins with just one type, which are not known here.
+    virtual HRESULT GetMediaType(CMediaType*) { return E_UNEXPECTED; }
 
     Command GetRequest() { return static_cast<Command>(CAMThread::GetRequest()); }
     BOOL CheckRequest(Command* pCom);

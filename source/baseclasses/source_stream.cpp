@@ -79,27 +79,6 @@ void CSourceStream::endThread()
     Close();
 }
 
-HRESULT CSourceStream::CheckMediaType(const CMediaType* pMediaType)
-{
-    CAutoLock lock(m_pFilter->pStateLock());
-    CMediaType own;
-    GetMediaType(&own);
-    return own == *pMediaType ? S_OK : E_FAIL;
-}
-
-HRESULT CSourceStream::GetMediaType(int iPosition, CMediaType* pMediaType)
-{
-    CAutoLock lock(m_pFilter->pStateLock());
-    if (iPosition < 0)
-        return E_INVALIDARG;
-    return iPosition == 0 ? GetMediaType(pMediaType) : VFW_S_NO_MORE_ITEMS;
-}
-
-HRESULT CSourceStream::GetMediaType(CMediaType*)
-{
-    return E_UNEXPECTED;
-}
-
 BOOL CSourceStream::CheckRequest(Command* pCom)
 {
     DWORD request = 0;

@@ -8,11 +8,9 @@
 
 #include "platform.h"
 #include "checks.h"
-#include "reference_time.h"
 #include "sync.h"
 #include "unknown.h"
 #include "thread.h"
-#include "fourcc.h"
 #include "media_type.h"
 #include "setup_data.h"
 #include "enumerators.h"

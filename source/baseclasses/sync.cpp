@@ -23,8 +23,6 @@ CAMEvent::CAMEvent(BOOL fManualReset, HRESULT* phr) : m_hEvent(CreateEventW(null
         *phr = E_OUTOFMEMORY;
 }
 
-CAMEvent::CAMEvent(HRESULT* phr) : CAMEvent(FALSE, phr) {}
-
 CAMEvent::~CAMEvent()
 {
     if (m_hEvent)

@@ -42,7 +42,6 @@ public:
     /// @param fManualReset  TRUE: stays signalled until Reset; FALSE: one wait takes the signal
     /// @param phr           gets E_OUTOFMEMORY when the event could not be made, else stays as it is
     explicit CAMEvent(BOOL fManualReset = FALSE, HRESULT* phr = nullptr);
-    explicit CAMEvent(HRESULT* phr);
     ~CAMEvent();
     CAMEvent(const CAMEvent&) = delete;
     CAMEvent& operator=(const CAMEvent&) = delete;
@@ -52,7 +51,6 @@ public:
     void Reset() { ResetEvent(m_hEvent); }
     /// Waits up to dwTimeout milliseconds; TRUE when the event was signalled.
     BOOL Wait(DWORD dwTimeout = INFINITE) { return WaitForSingleObject(m_hEvent, dwTimeout) == WAIT_OBJECT_0; }
-    BOOL Check() { return Wait(0); }
 
 protected:
     HANDLE m_hEvent;

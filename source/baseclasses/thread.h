@@ -36,10 +36,6 @@ public:
     BOOL CheckRequest(DWORD* pParam);
     /// Answers the current command.
     void Reply(DWORD dw);
-    /// The current or last command.
-    DWORD GetRequestParam() const { return m_dwParam; }
-    /// Signalled while a command waits for its answer.
-    HANDLE GetRequestHandle() const { return m_EventSend; }
 
     /// CoInitializeEx for a multithreaded apartment; what that returns.
     static HRESULT CoInitializeHelper();
@@ -51,7 +47,6 @@ protected:
     bool isWorker() const { return GetCurrentThreadId() == m_threadId; }
 
     CCritSec m_AccessLock;  ///< one caller at a time
-    CCritSec m_WorkerLock;  ///< for state that derived classes share with the worker
 
 private:
     static DWORD WINAPI InitialThreadProc(LPVOID pv);

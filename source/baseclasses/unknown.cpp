@@ -32,8 +32,6 @@ CUnknown::CUnknown(CObjectName pName, LPUNKNOWN pUnk)
 {
 }
 
-CUnknown::CUnknown(CObjectName pName, LPUNKNOWN pUnk, HRESULT*) : CUnknown(pName, pUnk) {}
-
 STDMETHODIMP CUnknown::NonDelegatingQueryInterface(REFIID riid, void** ppv)
 {
     if (!ppv)

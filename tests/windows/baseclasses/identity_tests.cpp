@@ -1,4 +1,4 @@
-// IUnknown's rules on filters, pins and allocators.
+// What every COM object keeps to: identity, reference counts, null pointers.
 
 #include "pair.h"
 
@@ -6,92 +6,128 @@ namespace zarnow::test {
 
 namespace {
 
-class Identity : public FrameworkTest
-{
-};
-
-struct Interfaces
-{
-    const char* object;
-    std::function<ComPtr<IUnknown>(Pair&)> get;
-    std::vector<IID> iids;
-};
-
-const Interfaces kInterfaces[] = {
-    {"filter",
-     [](Pair& pair) { return ComPtr<IUnknown>(pair.source.get()); },
-     {IID_IUnknown, IID_IBaseFilter, IID_IMediaFilter, IID_IPersist, IID_IAMovieSetup}},
-    {"output pin",
-     [](Pair& pair) { return ComPtr<IUnknown>(static_cast<IPin*>(&pair.stream())); },
-     {IID_IUnknown, IID_IPin, IID_IQualityControl}},
-    {"input pin",
-     [](Pair& pair) { return ComPtr<IUnknown>(static_cast<IPin*>(&pair.input())); },
-     {IID_IUnknown, IID_IPin, IID_IQualityControl, IID_IMemInputPin}},
-    {"allocator",
-     [](Pair&) {
-         ComPtr<IMemAllocator> allocator;
-         CreateMemoryAllocator(allocator.put());
-         return allocator.query<IUnknown>(IID_IUnknown);
-     },
-     {IID_IUnknown, IID_IMemAllocator}},
-};
+using Identity = FrameworkTest;
 
 TEST_F(Identity, EveryInterfaceLeadsToEveryOtherAndToNoForeignOne)
 {
     Pair pair;
-    for (const Interfaces& object : kInterfaces) {
-        SCOPED_TRACE(object.object);
-        const ComPtr<IUnknown> start = object.get(pair);
-        const ULONG before = references(start.get());
-        for (const IID& from : object.iids) {
-            const auto first = start.query<IUnknown>(from);
+    ASSERT_HRESULT(S_OK, pair.connect());
+    ComPtr<IMemAllocator> allocator;
+    ComPtr<IMediaSample> sample;
+    ComPtr<IEnumPins> pins;
+    ComPtr<IEnumMediaTypes> types;
+    pair.stream().allocator()->Commit();
+    EXPECT_HRESULT(S_OK, pair.stream().allocator()->GetBuffer(sample.put(), nullptr, nullptr, 0));
+    EXPECT_HRESULT(S_OK, CreateMemoryAllocator(allocator.put()));
+    EXPECT_HRESULT(S_OK, pair.source->EnumPins(pins.put()));
+    EXPECT_HRESULT(S_OK, pair.stream().EnumMediaTypes(types.put()));
+    const std::pair<IUnknown*, std::vector<IID>> objects[] = {
+        {pair.source.get(), {IID_IBaseFilter, IID_IMediaFilter, IID_IPersist, IID_IAMovieSetup, IID_IUnknown}},
+        {static_cast<IPin*>(&pair.stream()), {IID_IPin, IID_IQualityControl, IID_IUnknown}},
+        {static_cast<IPin*>(&pair.input()), {IID_IPin, IID_IQualityControl, IID_IMemInputPin, IID_IUnknown}},
+        {allocator.get(), {IID_IMemAllocator, IID_IUnknown}},
+        {sample.get(), {IID_IMediaSample, IID_IMediaSample2, IID_IUnknown}},
+        {pins.get(), {IID_IEnumPins, IID_IUnknown}},
+        {types.get(), {IID_IEnumMediaTypes, IID_IUnknown}},
+    };
+    for (const auto& [object, iids] : objects) {
+        const ULONG before = references(object);
+        for (const IID& from : iids) {
+            SCOPED_TRACE(from.Data1);
+            const auto first = ComPtr<IUnknown>(object).query<IUnknown>(from);
             ASSERT_TRUE(first);
-            for (const IID& to : object.iids)
-                EXPECT_EQ(start.query<IUnknown>(to).get(), first.query<IUnknown>(to).get());
+            for (const IID& to : iids)
+                EXPECT_EQ(ComPtr<IUnknown>(object).query<IUnknown>(to).get(), first.query<IUnknown>(to).get());
             void* out = &pair;
             EXPECT_HRESULT(E_NOINTERFACE, first->QueryInterface(IID_IDispatch, &out));
             EXPECT_EQ(nullptr, out);
             EXPECT_HRESULT(E_POINTER, first->QueryInterface(IID_IUnknown, nullptr));
         }
-        EXPECT_EQ(before, references(start.get()));
+        EXPECT_EQ(before, references(object));
     }
 }
 
-TEST_F(Identity, PinsCountOnTheirFilter)
+TEST_F(Identity, NullPointersAreRefused)
 {
-    TestSource* source = nullptr;
-    ComPtr<IBaseFilter> filter = TestSource::create(&source);
-    IPin* const pin = &source->stream();
-    EXPECT_EQ(2u, pin->AddRef());
-    EXPECT_EQ(1u, filter.detach()->Release());
-    bool destroyed = false;
-    source->destroyed = &destroyed;
-    EXPECT_EQ(0u, pin->Release());
-    EXPECT_TRUE(destroyed);
+    Pair pair;
+    ASSERT_HRESULT(S_OK, pair.connect());
+    IBaseFilter& filter = *pair.source.get();
+    IPin& output = pair.stream();
+    SinkInputPin& input = pair.input();
+    IMemAllocator& allocator = *pair.stream().allocator();
+    allocator.Commit();
+    ComPtr<IMediaSample> held;
+    ASSERT_HRESULT(S_OK, allocator.GetBuffer(held.put(), nullptr, nullptr, 0));
+    IMediaSample& sample = *held.get();
+    const auto sample2 = held.query<IMediaSample2>(IID_IMediaSample2);
+    ComPtr<IPin> pin;
+    ALLOCATOR_PROPERTIES properties{};
+    REFERENCE_TIME time = 0;
+    const CMediaType type = transportStreamType();
+    const struct
+    {
+        const char* call;
+        HRESULT result;
+    } calls[] = {
+        {"GetClassID", filter.GetClassID(nullptr)},
+        {"GetState", filter.GetState(0, nullptr)},
+        {"GetSyncSource", filter.GetSyncSource(nullptr)},
+        {"EnumPins", filter.EnumPins(nullptr)},
+        {"FindPin without an id", filter.FindPin(nullptr, pin.put())},
+        {"FindPin", filter.FindPin(L"1", nullptr)},
+        {"FindPin by name without an id", pair.sink.FindPin(nullptr, pin.put())},
+        {"FindPin by name", pair.sink.FindPin(L"In", nullptr)},
+        {"QueryFilterInfo", filter.QueryFilterInfo(nullptr)},
+        {"Connect", output.Connect(nullptr, nullptr)},
+        {"ReceiveConnection without a pin", input.ReceiveConnection(nullptr, &type)},
+        {"ReceiveConnection without a type", input.ReceiveConnection(&output, nullptr)},
+        {"ConnectedTo", output.ConnectedTo(nullptr)},
+        {"ConnectionMediaType", output.ConnectionMediaType(nullptr)},
+        {"QueryPinInfo", output.QueryPinInfo(nullptr)},
+        {"QueryDirection", output.QueryDirection(nullptr)},
+        {"QueryId", output.QueryId(nullptr)},
+        {"QueryId of a named pin", input.QueryId(nullptr)},
+        {"QueryAccept", output.QueryAccept(nullptr)},
+        {"EnumMediaTypes", output.EnumMediaTypes(nullptr)},
+        {"GetAllocator", input.CBaseInputPin::GetAllocator(nullptr)},
+        {"NotifyAllocator", input.CBaseInputPin::NotifyAllocator(nullptr, FALSE)},
+        {"Receive", input.Receive(nullptr)},
+        {"ReceiveMultiple", input.ReceiveMultiple(nullptr, 1, nullptr)},
+        {"SetProperties without wishes", allocator.SetProperties(nullptr, &properties)},
+        {"SetProperties", allocator.SetProperties(&properties, nullptr)},
+        {"GetProperties", allocator.GetProperties(nullptr)},
+        {"GetBuffer", allocator.GetBuffer(nullptr, nullptr, nullptr, 0)},
+        {"ReleaseBuffer", allocator.ReleaseBuffer(nullptr)},
+        {"CreateMemoryAllocator", CreateMemoryAllocator(nullptr)},
+        {"GetPointer", sample.GetPointer(nullptr)},
+        {"GetTime", sample.GetTime(nullptr, &time)},
+        {"GetMediaType", sample.GetMediaType(nullptr)},
+        {"GetMediaTime", sample.GetMediaTime(&time, nullptr)},
+        {"SetMediaTime without an end", sample.SetMediaTime(&time, nullptr)},
+        {"GetProperties of a sample", sample2->GetProperties(8, nullptr)},
+        {"SetProperties of a sample", sample2->SetProperties(8, nullptr)},
+    };
+    for (const auto& each : calls)
+        EXPECT_HRESULT(E_POINTER, each.result) << each.call;
 }
 
 /// Takes and drops references while it is destroyed.
-class Recounting : public CUnknown
+struct Recounting : CUnknown
 {
-public:
-    explicit Recounting(int* destructions) : CUnknown(nullptr, nullptr), m_destructions(destructions) {}
+    explicit Recounting(int* count) : CUnknown(nullptr, nullptr), destructions(count) {}
     ~Recounting() override
     {
-        ++*m_destructions;
+        ++*destructions;
         NonDelegatingAddRef();
         NonDelegatingRelease();
     }
-
-private:
-    int* m_destructions;
+    int* destructions;
 };
 
 TEST_F(Identity, ReferencesTakenByTheDestructorDoNotDestroyAgain)
 {
     int destructions = 0;
-    auto* const object = new Recounting(&destructions);
-    object->NonDelegatingAddRef();
-    EXPECT_EQ(0u, object->NonDelegatingRelease());
+    ComPtr<IUnknown>((new Recounting(&destructions))->GetOwner()).reset();
     EXPECT_EQ(1, destructions);
 }
 

@@ -1,76 +1,123 @@
 /// @file
-/// A test source and a sink, connected on demand, in a fake graph.
+/// A small source filter, whose streams do what a test wants, and a sink, connected on demand, in a graph.
 #pragma once
 
-#include <mutex>
+#include <algorithm>
+#include <atomic>
+#include <functional>
+#include <tuple>
+#include <vector>
 
-#include "test_source.h"
+#include "com_ptr.h"
+#include "tests/windows/support/framework_test.h"
 #include "tests/windows/support/hresult.h"
 #include "tests/windows/support/sink_filter.h"
 
 namespace zarnow::test {
 
-/// A graph that records events and knows no filters.
-class FakeGraph : public CUnknown, public IFilterGraph, public IMediaEventSink
+/// What a stream does.
+struct StreamPlan
+{
+    std::vector<CMediaType> types = {transportStreamType()};
+    int samples = 20;       ///< delivered before the end; negative: for ever
+    HRESULT end = S_FALSE;  ///< FillBuffer's last result
+    HRESULT bufferDecision = S_OK;
+    HRESULT threadCreation = S_OK;
+    HRESULT typeSetting = S_OK;
+    std::function<void()> onFill = [] {};
+};
+
+inline const StreamPlan kEndless{.samples = -1};
+constexpr LONG kBuffers = 4;
+
+class TestStream : public CSourceStream
 {
 public:
-    DECLARE_IUNKNOWN
-    FakeGraph() : CUnknown(nullptr, nullptr) { NonDelegatingAddRef(); }
-
-    STDMETHODIMP NonDelegatingQueryInterface(REFIID riid, void** ppv) override
+    TestStream(CSource* filter, HRESULT* result, const StreamPlan& streamPlan)
+        : CSourceStream(nullptr, result, filter, L"Out"), plan(streamPlan)
     {
-        return riid == IID_IFilterGraph      ? GetInterface(static_cast<IFilterGraph*>(this), ppv)
-               : riid == IID_IMediaEventSink ? GetInterface(static_cast<IMediaEventSink*>(this), ppv)
-                                             : CUnknown::NonDelegatingQueryInterface(riid, ppv);
     }
 
-    STDMETHODIMP Notify(LONG code, LONG_PTR param1, LONG_PTR param2) override
+    /// Types are told apart by their subtype.
+    HRESULT CheckMediaType(const CMediaType* type) override
     {
-        const std::lock_guard lock(mutex_);
-        events_.push_back({code, param1, param2});
+        return std::ranges::find(plan.types, type->subtype, &CMediaType::subtype) != plan.types.end() ? S_OK : E_FAIL;
+    }
+    HRESULT GetMediaType(int position, CMediaType* type) override
+    {
+        const auto index = static_cast<std::size_t>(position);
+        return index < plan.types.size() ? type->Set(plan.types[index]) : VFW_S_NO_MORE_ITEMS;
+    }
+    HRESULT SetMediaType(const CMediaType* type) override
+    {
+        return FAILED(plan.typeSetting) ? plan.typeSetting : CSourceStream::SetMediaType(type);
+    }
+    HRESULT DecideBufferSize(IMemAllocator* allocator, ALLOCATOR_PROPERTIES* request) override
+    {
+        requested = *request;
+        if (FAILED(plan.bufferDecision))
+            return plan.bufferDecision;
+        request->cBuffers = kBuffers;
+        request->cbBuffer = 188;
+        ALLOCATOR_PROPERTIES actual{};
+        return allocator->SetProperties(request, &actual);
+    }
+
+    IMemAllocator* allocator() const { return m_pAllocator; }
+    const CMediaType& type() const { return m_mt; }
+    bool threadExists() const { return ThreadExists(); }
+    std::tuple<REFERENCE_TIME, REFERENCE_TIME, double> segment() const { return {m_tStart, m_tStop, m_dRate}; }
+
+    StreamPlan plan;
+    std::atomic<int> threadsCreated = 0;
+    std::atomic<int> threadsDestroyed = 0;
+    ALLOCATOR_PROPERTIES requested = {};
+
+protected:
+    HRESULT FillBuffer(IMediaSample*) override
+    {
+        plan.onFill();
+        return plan.samples-- == 0 ? plan.end : S_OK;
+    }
+    HRESULT OnThreadCreate() override
+    {
+        ++threadsCreated;
+        return plan.threadCreation;
+    }
+    HRESULT OnThreadDestroy() override
+    {
+        ++threadsDestroyed;
         return S_OK;
     }
-    STDMETHODIMP AddFilter(IBaseFilter*, LPCWSTR) override { return E_NOTIMPL; }
-    STDMETHODIMP RemoveFilter(IBaseFilter*) override { return E_NOTIMPL; }
-    STDMETHODIMP EnumFilters(IEnumFilters**) override { return E_NOTIMPL; }
-    STDMETHODIMP FindFilterByName(LPCWSTR, IBaseFilter**) override { return E_NOTIMPL; }
-    STDMETHODIMP ConnectDirect(IPin*, IPin*, const AM_MEDIA_TYPE*) override { return E_NOTIMPL; }
-    STDMETHODIMP Reconnect(IPin* pin) override
+};
+
+class TestSource : public CSource
+{
+public:
+    explicit TestSource(const StreamPlan& plan = {}, int pins = 1, LPUNKNOWN outer = nullptr)
+        : CSource(nullptr, outer, CLSID_NULL, nullptr)
     {
-        reconnected = pin;
-        return S_OK;
+        HRESULT result = S_OK;
+        for (int i = 0; i < pins; ++i)
+            new TestStream(this, &result, plan);  // which adds itself to its filter
     }
-    STDMETHODIMP Disconnect(IPin*) override { return E_NOTIMPL; }
-    STDMETHODIMP SetDefaultSyncSource() override { return E_NOTIMPL; }
-
-    using Events = std::vector<std::vector<LONG_PTR>>;  ///< code and parameters of each
-    Events events()
-    {
-        const std::lock_guard lock(mutex_);
-        return events_;
-    }
-
-    IPin* reconnected = nullptr;
-
-private:
-    std::mutex mutex_;
-    Events events_;
+    TestStream& stream(int n = 0) { return *static_cast<TestStream*>(GetPin(n)); }
 };
 
 class Pair
 {
 public:
-    explicit Pair(const StreamPlan& plan = {}, int pins = 1) : source(TestSource::create(&filter, plan, pins))
+    explicit Pair(const StreamPlan& plan = {}, int pins = 1) : filter(new TestSource(plan, pins)), source(filter)
     {
-        source->JoinFilterGraph(&graph, L"source");
-        sink.JoinFilterGraph(&graph, L"sink");
+        CoCreateInstance(CLSID_FilterGraph, nullptr, CLSCTX_INPROC_SERVER, IID_IFilterGraph, graph.putVoid());
+        graph.query<IMediaEvent>(IID_IMediaEvent)->CancelDefaultHandling(EC_COMPLETE);
+        source->JoinFilterGraph(graph.get(), L"source");
+        sink.JoinFilterGraph(graph.get(), L"sink");
     }
     ~Pair()
     {
         stop();
         disconnect();
-        source->JoinFilterGraph(nullptr, nullptr);
-        sink.JoinFilterGraph(nullptr, nullptr);
     }
 
     HRESULT connect(const AM_MEDIA_TYPE* type = nullptr) { return stream().Connect(&input(), type); }
@@ -80,18 +127,9 @@ public:
         input().Disconnect();
     }
     /// As a graph does: from the renderer upwards.
-    HRESULT pause()
-    {
-        return both([](IBaseFilter& each) { return each.Pause(); });
-    }
-    HRESULT run()
-    {
-        return both([](IBaseFilter& each) { return each.Run(0); });
-    }
-    HRESULT stop()
-    {
-        return both([](IBaseFilter& each) { return each.Stop(); });
-    }
+    HRESULT pause() { return FAILED(sink.Pause()) ? E_FAIL : source->Pause(); }
+    HRESULT run() { return FAILED(sink.Run(0)) ? E_FAIL : source->Run(0); }
+    HRESULT stop() { return FAILED(sink.Stop()) ? E_FAIL : source->Stop(); }
     FILTER_STATE state() const
     {
         FILTER_STATE state{};
@@ -99,22 +137,26 @@ public:
         return state;
     }
 
+    using Events = std::vector<std::vector<LONG_PTR>>;  ///< code and parameters of each
+    /// What the graph was told since the last time.
+    Events events() const
+    {
+        Events events;
+        const auto queue = graph.query<IMediaEvent>(IID_IMediaEvent);
+        LONG code = 0;
+        LONG_PTR parameters[2] = {};
+        while (queue->GetEvent(&code, &parameters[0], &parameters[1], 0) == S_OK)
+            events.push_back({code, parameters[0], parameters[1]});
+        return events;
+    }
+
     TestStream& stream(int n = 0) { return filter->stream(n); }
     SinkInputPin& input() { return sink.input; }
 
-    TestSource* filter = nullptr;
-    FakeGraph graph;
-    ComPtr<IBaseFilter> source;
+    ComPtr<IFilterGraph> graph;
+    TestSource* filter;
+    ComPtr<IBaseFilter> source;  ///< the same filter
     SinkFilter sink;
-
-private:
-    template <class Call>
-    HRESULT both(Call call)
-    {
-        const HRESULT downstream = call(sink);
-        const HRESULT upstream = call(*source.get());
-        return FAILED(downstream) ? downstream : upstream;
-    }
 };
 
 }  // namespace zarnow::test

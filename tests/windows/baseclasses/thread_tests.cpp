@@ -18,25 +18,26 @@ namespace {
 class Doubler : public CAMThread
 {
 public:
-    ~Doubler() override
+    ~Doubler() override { end(); }
+    void end()
     {
         if (ThreadExists())
             CallWorker(0);
+        Close();
     }
-    DWORD m_ownCall = 0;
-    std::vector<DWORD> m_requests;
+    DWORD ownCall = 0;
+    std::vector<DWORD> requests;
 
 protected:
     DWORD ThreadProc() override
     {
-        m_ownCall = CallWorker(1);
+        ownCall = CallWorker(1);
         for (;;) {
-            const DWORD request = GetRequest();
-            m_requests.push_back(request);
-            if (request == 99)
+            requests.push_back(GetRequest());
+            if (requests.back() == 99)
                 return 1;
-            Reply(request * 2);
-            if (request == 0)
+            Reply(requests.back() * 2);
+            if (requests.back() == 0)
                 return 0;
         }
     }
@@ -58,10 +59,9 @@ TEST(Thread, AnswersOneCommandAtATime)
     for (std::thread& caller : callers)
         caller.join();
     EXPECT_EQ(0, wrong);
-    EXPECT_EQ(0u, worker.CallWorker(0));
-    worker.Close();
+    worker.end();
     EXPECT_FALSE(worker.ThreadExists());
-    EXPECT_EQ(static_cast<DWORD>(E_FAIL), worker.m_ownCall) << "it cannot wait for its own answer";
+    EXPECT_HRESULT(E_FAIL, worker.ownCall) << "it cannot wait for its own answer";
 }
 
 TEST(Thread, AWorkerThatEndsWithoutAnAnswerKeepsNobodyWaiting)
@@ -74,9 +74,8 @@ TEST(Thread, AWorkerThatEndsWithoutAnAnswerKeepsNobodyWaiting)
     ASSERT_TRUE(worker.Create());
     Sleep(20);
     EXPECT_EQ(6u, worker.CallWorker(3));
-    EXPECT_EQ(0u, worker.CallWorker(0));
-    worker.Close();
-    EXPECT_EQ((std::vector<DWORD>{99, 3, 0}), worker.m_requests) << "the unanswered commands are forgotten";
+    worker.end();
+    EXPECT_EQ((std::vector<DWORD>{99, 3, 0}), worker.requests) << "the unanswered commands are forgotten";
 }
 
 }  // namespace
