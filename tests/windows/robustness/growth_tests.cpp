@@ -70,8 +70,8 @@ TEST(UnloadTest, TheModuleIsGoneWhenItsLastUserIs)
 {
     {
         const Module module;
-        const ComPtr<IUnknown> filter = module.create(CLSID_ZarnowTSSource);
-        const auto source = query<IFileSourceFilter>(filter.Get(), IID_IFileSourceFilter);
+        ComPtr<IFileSourceFilter> source;
+        ASSERT_HRESULT(S_OK, module.create(CLSID_ZarnowTSSource, IID_PPV_ARGS(&source)));
         EXPECT_HRESULT(S_OK, source->Load(kMpeg2Sample, nullptr));
         EXPECT_HRESULT(S_FALSE, module.canUnload());
     }

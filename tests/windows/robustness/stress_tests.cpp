@@ -107,7 +107,7 @@ public:
     void ask(Caller& call);
     void askPin(Caller& call);
     void showPage(Caller& call);
-    void choose(Caller& call, HWND window);
+    void choose(Caller& call, PageFrame& frame);
 
     bool over() const { return GetTickCount64() >= end; }
 
@@ -258,36 +258,27 @@ void StressTest::askPin(Caller& call)
 /// As a property frame does it, in an apartment of its own.
 void StressTest::showPage(Caller& call)
 {
-    const HostWindow host;
-    FakeSite site;
-    IUnknown* object = filter.Get();
-    const RECT place = {0, 0, 450, 300};
-    ComPtr<IPropertyPage> page = query<IPropertyPage>(module.create(CLSID_ZarnowTSProperties).Get(), IID_IPropertyPage);
-    call("SetPageSite", {S_OK}, [&] { return page->SetPageSite(&site); });
-    call("SetObjects", {S_OK}, [&] { return page->SetObjects(1, &object); });
-    call("Activate", {S_OK}, [&] { return page->Activate(host.handle(), &place, FALSE); });
+    PageFrame frame;
+    call("creating a page", {S_OK}, [&] { return module.create(CLSID_ZarnowTSProperties, IID_PPV_ARGS(&frame.page)); });
+    call("showing it", {S_OK}, [&] { return frame.open(filter.Get()); });
     for (int step = call.below(10); step > 0; --step) {
         for (MSG message; PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE);)
             DispatchMessageW(&message);
-        choose(call, GetWindow(host.handle(), GW_CHILD));
+        choose(call, frame);
         Sleep(5);
     }
-    call("Deactivate", {S_OK}, [&] { return page->Deactivate(); });
-    call("SetObjects", {S_OK}, [&] { return page->SetObjects(0, nullptr); });
-    call("SetPageSite", {S_OK}, [&] { return page->SetPageSite(nullptr); });
-    EXPECT_EQ(0U, page.Reset());
-    EXPECT_EQ(1U, site.references);
+    call("hiding it", {S_OK}, [&] { return frame.close(); });
+    EXPECT_EQ(0U, frame.page.Reset());
+    EXPECT_EQ(1U, frame.site.references);
 }
 
-void StressTest::choose(Caller& call, HWND window)
+void StressTest::choose(Caller& call, PageFrame& frame)
 {
     const std::unique_lock lock(stateMutex, std::try_to_lock);
     if (!lock.owns_lock() || !stopped)
         return;
     call("choosing a program", {S_OK}, [&] {
-        const HWND list = GetDlgItem(window, IDC_PROGRAMS);
-        SendMessageA(list, CB_SETCURSEL, static_cast<WPARAM>(call.below(2)), 0);
-        SendMessageA(window, WM_COMMAND, MAKEWPARAM(IDC_PROGRAMS, CBN_SELCHANGE), reinterpret_cast<LPARAM>(list));
+        frame.choose(call.below(2));
         return S_OK;
     });
 }

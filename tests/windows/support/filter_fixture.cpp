@@ -19,9 +19,7 @@ Data smallStream()
 
 void FilterTest::SetUp()
 {
-    ComPtr<IClassFactory> factory;
-    ASSERT_HRESULT(S_OK, module.classObject(CLSID_ZarnowTSSource, IID_PPV_ARGS(&factory)));
-    ASSERT_HRESULT(S_OK, factory->CreateInstance(nullptr, IID_PPV_ARGS(&filter)));
+    ASSERT_HRESULT(S_OK, module.create(CLSID_ZarnowTSSource, IID_PPV_ARGS(&filter)));
     ASSERT_HRESULT(S_OK, filter->FindPin(L"1", &pin));
     source = query<IFileSourceFilter>(filter.Get());
     tarnwell = query<ITarnwell>(filter.Get());
@@ -82,6 +80,15 @@ std::wstring FilterTest::currentFile()
     std::wstring result = name != nullptr ? name : L"(null)";
     CoTaskMemFree(name);
     return result;
+}
+
+DWORD FilterTest::currentProgram()
+{
+    DWORD index = 0xFFFF;
+    WORD number = 0;
+    WORD pmtPid = 0;
+    EXPECT_HRESULT(S_OK, tarnwell->GetCurrentProgram(&index, &number, &pmtPid));
+    return index;
 }
 
 }  // namespace zarnow::test

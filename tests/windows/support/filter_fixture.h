@@ -38,6 +38,8 @@ protected:
     /// From the first packet to the end of the stream.
     void play(SinkFilter& sink);
     std::wstring currentFile();
+    /// Its index; a failure of the test when there is none.
+    DWORD currentProgram();
 
     Module module;
     ComPtr<IBaseFilter> filter;
