@@ -1,11 +1,13 @@
 #include "tests/windows/support/filter_fixture.h"
 
+#include "tests/windows/support/framework_test.h"
+
 #include <fstream>
 #include <iterator>
 
 namespace zarnow::test {
 
-std::vector<BYTE> contentOf(const std::filesystem::path& path)
+Data contentOf(const std::filesystem::path& path)
 {
     std::ifstream file(path, std::ios::binary);
     return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
@@ -28,32 +30,23 @@ void FilterTest::SetUp()
 
 void FilterTest::TearDown()
 {
+    EXPECT_EQ(0U, releaseFilter());
+    EXPECT_HRESULT(S_OK, module.canUnload());
+}
+
+ULONG FilterTest::releaseFilter()
+{
     position.Reset();
     tarnwell.Reset();
     source.Reset();
     pin.Reset();
-    if (filter) {
-        EXPECT_EQ(0U, filter.Reset());
-    }
-    EXPECT_HRESULT(S_OK, module.canUnload());
-}
-
-HRESULT FilterTest::load(const std::wstring& path)
-{
-    return source->Load(path.c_str(), nullptr);
-}
-
-HRESULT FilterTest::connect(SinkFilter& sink)
-{
-    return pin->Connect(&sink.input, nullptr);
+    return filter.Reset();
 }
 
 HRESULT FilterTest::connectUnanalysed(SinkFilter& sink)
 {
-    AM_MEDIA_TYPE type = {};
-    type.majortype = MEDIATYPE_Stream;
-    type.subtype = MEDIASUBTYPE_MPEG2_TRANSPORT;
-    type.formattype = FORMAT_None;
+    CMediaType type = transportStreamType();
+    type.SetFormatType(&FORMAT_None);  // so that it is complete
     return pin->Connect(&sink.input, &type);
 }
 
@@ -64,13 +57,29 @@ void FilterTest::disconnect(SinkFilter& sink)
     EXPECT_EQ(1, sink.references());
 }
 
-void FilterTest::play(SinkFilter& sink)
+void FilterTest::loseDownstream(SinkFilter& sink)
+{
+    sink.Stop();
+    sink.input.Disconnect();
+}
+
+void FilterTest::run(SinkFilter& sink)
 {
     EXPECT_HRESULT(S_OK, sink.Run(0));
     EXPECT_HRESULT(S_OK, filter->Run(0));
-    EXPECT_TRUE(sink.waitForEnd());
-    EXPECT_HRESULT(S_OK, sink.Stop());
+}
+
+void FilterTest::stop(SinkFilter& sink)
+{
     EXPECT_HRESULT(S_OK, filter->Stop());
+    EXPECT_HRESULT(S_OK, sink.Stop());
+}
+
+void FilterTest::play(SinkFilter& sink)
+{
+    run(sink);
+    EXPECT_TRUE(sink.waitForEnd());
+    stop(sink);
 }
 
 std::wstring FilterTest::currentFile()

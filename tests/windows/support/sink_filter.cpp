@@ -44,11 +44,6 @@ STDMETHODIMP SinkInputPin::ReceiveConnection(IPin* connector, const AM_MEDIA_TYP
 HRESULT SinkInputPin::GetMediaType(int position, CMediaType* type)
 {
     const auto index = static_cast<std::size_t>(position);
-    if (sink_.proposesTransport && position == 0) {
-        type->SetType(&MEDIATYPE_Stream);
-        type->SetSubtype(&MEDIASUBTYPE_MPEG2_TRANSPORT);
-        return S_OK;
-    }
     return index < sink_.proposes.size() ? type->Set(sink_.proposes[index]) : VFW_S_NO_MORE_ITEMS;
 }
 
@@ -81,6 +76,8 @@ STDMETHODIMP SinkInputPin::NotifyAllocator(IMemAllocator* allocator, BOOL readOn
 
 STDMETHODIMP SinkInputPin::Receive(IMediaSample* sample)
 {
+    if (sink_.receive)
+        return sink_.receive(sample);
     const HRESULT result = CBaseInputPin::Receive(sample);
     if (result != S_OK)
         return result;

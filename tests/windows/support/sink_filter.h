@@ -67,6 +67,7 @@ public:
 
     LONG references() const { return m_cRef; }
     bool waitForEnd() const { return WaitForSingleObject(ended, 20'000) == WAIT_OBJECT_0; }
+    bool waitForFirst() const { return WaitForSingleObject(receiving, 10'000) == WAIT_OBJECT_0; }
     bool waitForSamples(std::size_t atLeast) const;
     std::vector<BYTE> allBytes() const;
     /// Whether a sample carried a time, a sync point or a discontinuity.
@@ -80,8 +81,7 @@ public:
     IMemAllocator* offeredAllocator = nullptr;  ///< instead of none; not owned
     IMemAllocator* refusedAllocator = nullptr;  ///< NotifyAllocator does not take it
     ALLOCATOR_PROPERTIES requirements = {};     ///< of allocators; none while there is no alignment
-    bool proposesTransport = false;             ///< as a preferred type of its own
-    std::vector<CMediaType> proposes;           ///< further types
+    std::vector<CMediaType> proposes;           ///< as preferred types of its own
     std::function<HRESULT(const CMediaType&)> checkType;
     HRESULT typeResult = S_OK;
     HRESULT connectionResult = S_OK;
@@ -91,6 +91,7 @@ public:
     LONG refuseAfter = 0x7FFFFFFF;                    ///< samples, before receiveResult is given
     HANDLE blockUntil = nullptr;                      ///< Receive waits for it
     std::function<HRESULT(IMediaSample*)> onReceive;  ///< answers Receive when the sample is written down
+    std::function<HRESULT(IMediaSample*)> receive;    ///< in the place of all that Receive does
 
     // What came
     ALLOCATOR_PROPERTIES agreed = {};
@@ -100,7 +101,7 @@ public:
     std::atomic<int> endsOfStream = 0;
     std::string calls;  ///< S sample, E end of stream, B and F begin and end of flush, N new segment
     HANDLE ended;
-    HANDLE receiving;  ///< set by the first sample
+    HANDLE receiving;  ///< set by every sample, before it is written down
 };
 
 }  // namespace zarnow::test

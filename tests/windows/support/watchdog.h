@@ -12,7 +12,7 @@
 
 namespace zarnow::test {
 
-/// Names the test that has taken too long, and where every thread of the process stands, and ends the program.
+/// Names the test that has taken too long, and ends the program.
 class Watchdog : public ::testing::EmptyTestEventListener
 {
 public:
