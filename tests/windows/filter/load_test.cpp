@@ -24,23 +24,6 @@ int typesOffered(IPin* pin)
     return count;
 }
 
-/// Grants no more than so many bytes a buffer.
-class MeanAllocator final : public CMemAllocator
-{
-public:
-    explicit MeanAllocator(long most) : CMemAllocator(nullptr, nullptr, &created_), most_(most) { AddRef(); }
-    STDMETHODIMP SetProperties(ALLOCATOR_PROPERTIES* request, ALLOCATOR_PROPERTIES* actual) override
-    {
-        ALLOCATOR_PROPERTIES less = *request;
-        less.cbBuffer = std::min(less.cbBuffer, most_);
-        return CMemAllocator::SetProperties(&less, actual);
-    }
-
-private:
-    HRESULT created_ = S_OK;
-    long most_;
-};
-
 }  // namespace
 
 TEST_F(FilterTest, LoadReportsWhatHappened)
@@ -102,9 +85,10 @@ TEST_F(FilterTest, AnUnanalysedFileConnectsOnlyToWhoProposesTheType)
 TEST_F(FilterTest, AllocatorIsNegotiated)
 {
     ASSERT_HRESULT(S_OK, load(kMpeg2Sample));
-    MeanAllocator mean(188);
-    MeanAllocator fair(33000);
-    for (MeanAllocator* const offered : {static_cast<MeanAllocator*>(nullptr), &mean, &fair}) {
+    TestAllocator mean;
+    TestAllocator fair;
+    mean.mostBytes = 188;
+    for (TestAllocator* const offered : {static_cast<TestAllocator*>(nullptr), &mean, &fair}) {
         SinkFilter sink;
         sink.offeredAllocator = offered;
         ASSERT_HRESULT(S_OK, connect(sink));

@@ -1,7 +1,6 @@
 // The page over the filter: what it shows, what a choice does, and what it owes a property frame.
 
 #include "tests/windows/page/page_fixture.h"
-#include "tests/windows/support/resources_in_use.h"
 
 namespace zarnow::test {
 
@@ -91,27 +90,6 @@ TEST_F(PageTest, StreamLines)
         close();
         load(kMpeg2Sample);  // lets the file go
     }
-}
-
-TEST_F(PageTest, AHundredRoundsLeaveNothing)
-{
-    constexpr int kRounds = 100;
-    ASSERT_HRESULT(S_OK, load(kTwoProgramsSample));
-    const auto rounds = [this](int count) {
-        for (int number = 0; number < count; ++number) {
-            open();
-            frame.choose(number % 2);
-            close();
-            EXPECT_EQ(nullptr, frame.dialog());
-        }
-        return resourcesInUse();
-    };
-    const ResourcesInUse before = rounds(5);  // what the system keeps for good
-    const ResourcesInUse after = rounds(kRounds);
-    EXPECT_TRUE(before.gdi != 0 && before.user != 0 && before.handles != 0);
-    EXPECT_GT(before.gdi + kRounds / 10, after.gdi);
-    EXPECT_GT(before.user + kRounds / 10, after.user);
-    EXPECT_GT(before.handles + kRounds / 10, after.handles);
 }
 
 TEST_F(PageTest, SiteAndObject)

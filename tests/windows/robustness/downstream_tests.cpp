@@ -11,28 +11,6 @@ namespace {
 
 constexpr ULONGLONG kAtOnce = 2000;  // ms
 
-/// Lives on the test's stack and fails as it is told.
-class UnkindAllocator final : public CMemAllocator
-{
-public:
-    UnkindAllocator() : CMemAllocator(nullptr, nullptr, &created) { AddRef(); }
-    STDMETHODIMP SetProperties(ALLOCATOR_PROPERTIES* request, ALLOCATOR_PROPERTIES* actual) override
-    {
-        return FAILED(propertiesResult) ? propertiesResult : CMemAllocator::SetProperties(request, actual);
-    }
-    STDMETHODIMP Commit() override { return FAILED(commitResult) ? commitResult : CMemAllocator::Commit(); }
-    STDMETHODIMP GetBuffer(IMediaSample** sample, REFERENCE_TIME* begin, REFERENCE_TIME* end, DWORD flags) override
-    {
-        return FAILED(bufferResult) ? bufferResult : CMemAllocator::GetBuffer(sample, begin, end, flags);
-    }
-    LONG references() const { return m_cRef; }
-
-    HRESULT created = S_OK;
-    HRESULT propertiesResult = S_OK;
-    HRESULT commitResult = S_OK;
-    HRESULT bufferResult = S_OK;
-};
-
 }  // namespace
 
 class DownstreamTest : public FilterTest
@@ -65,7 +43,7 @@ TEST_F(DownstreamTest, RefusalsAreReportedAndLeaveNothing)
     {
         const char* what;
         HRESULT SinkFilter::*sinks;
-        HRESULT UnkindAllocator::*allocators;
+        HRESULT TestAllocator::*allocators;
         HRESULT result;
         HRESULT connected;
         HRESULT paused;
@@ -73,14 +51,14 @@ TEST_F(DownstreamTest, RefusalsAreReportedAndLeaveNothing)
         {"the type", &SinkFilter::typeResult, nullptr, S_FALSE, VFW_E_NO_ACCEPTABLE_TYPES, S_OK},
         {"the connection", &SinkFilter::connectionResult, nullptr, E_ACCESSDENIED, E_ACCESSDENIED, S_OK},
         {"every allocator", &SinkFilter::allocatorResult, nullptr, E_UNEXPECTED, E_UNEXPECTED, S_OK},
-        {"properties of its allocator, for which another one stands in", nullptr, &UnkindAllocator::propertiesResult,
+        {"properties of its allocator, for which another one stands in", nullptr, &TestAllocator::propertiesResult,
          E_FAIL, S_OK, S_OK},
-        {"to commit its allocator", nullptr, &UnkindAllocator::commitResult, E_OUTOFMEMORY, S_OK, E_OUTOFMEMORY},
-        {"any buffer", nullptr, &UnkindAllocator::bufferResult, E_OUTOFMEMORY, S_OK, S_OK},
+        {"to commit its allocator", nullptr, &TestAllocator::commitResult, E_OUTOFMEMORY, S_OK, E_OUTOFMEMORY},
+        {"any buffer", nullptr, &TestAllocator::bufferResult, E_OUTOFMEMORY, S_OK, S_OK},
     };
     for (const auto& refusal : refusals) {
         SCOPED_TRACE(refusal.what);
-        UnkindAllocator allocator;
+        TestAllocator allocator;
         SinkFilter sink;
         sink.offeredAllocator = &allocator;
         (refusal.sinks != nullptr ? sink.*refusal.sinks : allocator.*refusal.allocators) = refusal.result;

@@ -21,6 +21,18 @@ Received::Received(IMediaSample& sample)
     }
 }
 
+STDMETHODIMP TestAllocator::SetProperties(ALLOCATOR_PROPERTIES* request, ALLOCATOR_PROPERTIES* actual)
+{
+    ALLOCATOR_PROPERTIES granted = *request;
+    granted.cbBuffer = std::min(granted.cbBuffer, mostBytes);
+    return FAILED(propertiesResult) ? propertiesResult : CMemAllocator::SetProperties(&granted, actual);
+}
+
+STDMETHODIMP TestAllocator::GetBuffer(IMediaSample** sample, REFERENCE_TIME* begin, REFERENCE_TIME* end, DWORD flags)
+{
+    return FAILED(bufferResult) ? bufferResult : CMemAllocator::GetBuffer(sample, begin, end, flags);
+}
+
 SinkInputPin::SinkInputPin(SinkFilter& sink, CCritSec* pinLock, HRESULT* result)
     : CBaseInputPin(nullptr, &sink, pinLock, result, L"In"), sink_(sink)
 {

@@ -30,6 +30,23 @@ struct Received
     std::optional<DWORD> newSampleSize;  ///< lSampleSize of a media type that came with the sample
 };
 
+/// For a sink to offer: behaves as it is told. Lives on the test's stack.
+class TestAllocator final : public CMemAllocator
+{
+public:
+    TestAllocator() : CMemAllocator(nullptr, nullptr, &created) { AddRef(); }
+    STDMETHODIMP SetProperties(ALLOCATOR_PROPERTIES* request, ALLOCATOR_PROPERTIES* actual) override;
+    STDMETHODIMP Commit() override { return FAILED(commitResult) ? commitResult : CMemAllocator::Commit(); }
+    STDMETHODIMP GetBuffer(IMediaSample** sample, REFERENCE_TIME* begin, REFERENCE_TIME* end, DWORD flags) override;
+    LONG references() const { return m_cRef; }
+
+    HRESULT created = S_OK;
+    HRESULT propertiesResult = S_OK;
+    HRESULT commitResult = S_OK;
+    HRESULT bufferResult = S_OK;
+    long mostBytes = 0x7FFFFFFF;  ///< that a buffer gets
+};
+
 class SinkFilter;
 
 class SinkInputPin final : public CBaseInputPin
