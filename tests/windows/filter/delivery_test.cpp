@@ -2,8 +2,6 @@
 
 #include "tests/windows/support/filter_fixture.h"
 
-#include <thread>
-
 namespace zarnow::test {
 
 TEST_F(FilterTest, DeliversThePacketsOfTheFileOneASample)
@@ -65,22 +63,6 @@ TEST_F(FilterTest, PacketSizesAndResynchronisation)
         disconnect(sink);
         load(kMpeg2Sample);  // lets the file go
     }
-}
-
-TEST_F(FilterTest, GoesAwayWhileAScanIsOnAnotherThread)
-{
-    // Programs whose maps never come: the load reads the whole file once for each of them.
-    std::vector<Program> programs;
-    for (std::uint16_t i = 1; i <= 40; ++i)
-        programs.push_back({i, static_cast<std::uint16_t>(0x100 + i)});
-    const TemporaryFile file(join({patPacket(programs), repeat(nullPackets(1000), 300)}));
-    const std::wstring path = file.path().wstring();
-    std::thread loader([borrowed = source.Get(), &path] { borrowed->Load(path.c_str(), nullptr); });
-    Sleep(100);
-    const ULONGLONG begin = GetTickCount64();
-    EXPECT_EQ(0U, releaseFilter());
-    EXPECT_GT(2000U, GetTickCount64() - begin);
-    loader.join();
 }
 
 }  // namespace zarnow::test

@@ -60,14 +60,14 @@ VideoProbeRecord mpegRecord(std::uint32_t headerLength)
     return record;
 }
 
-AudioProbeRecord audioRecord(std::uint8_t streamType, std::uint8_t layer)
+AudioProbeRecord audioRecord(std::uint8_t streamType, std::uint8_t layer, std::uint8_t channels = 2)
 {
     AudioProbeRecord record;
     record.streamType = streamType;
     record.layer = layer;
     record.sampleRate = 48000;
     record.avgBytesPerSec = 24000;
-    record.channels = 2;
+    record.channels = channels;
     record.bitsPerSample = 16;
     return record;
 }
@@ -165,60 +165,59 @@ TEST(VideoMediaTypes, AvcFormatBlockRoundsTheHeightAndKeepsItsOwnFrameRate)
     expectType(MEDIATYPE_MPEG2_PES, fourccGuid(0x31435641), FORMAT_VideoInfo2, expected, type);  // 'AVC1'
 }
 
-TEST(AudioMediaTypes, MpegAudioByStreamTypeLayerAndVideo)
+TEST(AudioMediaTypes, ByStreamTypeLayerAndVideo)
 {
+    constexpr auto mpeg1 = [](const auto& record, CMediaType& type) {
+        return describeMpegAudio(record, false, false, type);
+    };
+    constexpr auto mpeg1BesideAvc = [](const auto& record, CMediaType& type) {
+        return describeMpegAudio(record, false, true, type);
+    };
+    constexpr auto mpeg2 = [](const auto& record, CMediaType& type) {
+        return describeMpegAudio(record, true, false, type);
+    };
+    constexpr auto ac3BesideAvc = [](const auto& record, CMediaType& type) { return describeAc3(record, true, type); };
     const GUID rawAac = fourccGuid(0xFF);
+    const GUID latm = fourccGuid(0x4D54414C);
     const struct
     {
         const char* fault;
+        bool (*describe)(const AudioProbeRecord&, CMediaType&);
         AudioProbeRecord record;
-        bool mpeg2;
-        bool avcPresent;
         GUID major;
         GUID subtype;
-        std::uint32_t bytesPerSecond;
+        Block wave;
     } cases[] = {
-        {"stream_type 3 not taken for MPEG-1 audio", audioRecord(3, 2), false, false, MEDIATYPE_Audio,
-         MEDIASUBTYPE_MPEG1AudioPayload, 24000},
-        {"PES data not announced beside AVC", audioRecord(3, 3), false, true, MEDIATYPE_MPEG2_PES,
-         MEDIASUBTYPE_MPEG1AudioPayload, 24000},
-        {"layer II of stream_type 4 relabelled", audioRecord(4, 2), true, false, MEDIATYPE_Audio,
-         MEDIASUBTYPE_MPEG2_AUDIO, 24000},
-        {"AAC under stream_type 4 not recognised", audioRecord(4, 1), true, false, MEDIATYPE_Audio, rawAac, 192000},
-        {"defaults of a relabelled stream left out", {}, true, true, MEDIATYPE_MPEG2_PES, rawAac, 192000},
+        {"stream_type 3 not taken for MPEG-1 audio", mpeg1, audioRecord(3, 2), MEDIATYPE_Audio,
+         MEDIASUBTYPE_MPEG1AudioPayload, waveBlock(2, 24000, 32)},
+        {"PES data not announced beside AVC", mpeg1BesideAvc, audioRecord(3, 3), MEDIATYPE_MPEG2_PES,
+         MEDIASUBTYPE_MPEG1AudioPayload, waveBlock(2, 24000, 32)},
+        {"layer II of stream_type 4 relabelled", mpeg2, audioRecord(4, 2), MEDIATYPE_Audio, MEDIASUBTYPE_MPEG2_AUDIO,
+         waveBlock(2, 24000, 32)},
+        {"AAC under stream_type 4 not recognised", mpeg2, audioRecord(4, 1, 1), MEDIATYPE_Audio, rawAac,
+         waveBlock(1, 192000, 16)},
+        {"defaults of a relabelled stream left out", mpeg2, {}, MEDIATYPE_Audio, rawAac, waveBlock(2, 192000, 32)},
+        {"AAC described by its header", describeAac, audioRecord(0x0F, 3, 1), MEDIATYPE_Audio, rawAac,
+         waveBlock(2, 28000, 32)},
+        {"LATM taken for plain AAC", describeAac, audioRecord(0x11, 3, 1), MEDIATYPE_Audio, latm,
+         waveBlock(2, 28000, 32)},
+        {"AAC of no known stream_type has a subtype",
+         describeAac,
+         audioRecord(4, 3, 1),
+         MEDIATYPE_Audio,
+         {},
+         waveBlock(2, 28000, 32)},
+        {"the block align of AC-3 in bytes", ac3BesideAvc, audioRecord(0x81, 0, 5), MEDIATYPE_MPEG2_PES,
+         MEDIASUBTYPE_DOLBY_AC3, waveBlock(5, 24000, 80)},
+        {"LPCM in frames, or temporally compressed", describeLpcm, audioRecord(0x81, 0, 5), MEDIATYPE_MPEG2_PES, kLpcm,
+         waveBlock(5, 24000, 80)},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.fault);
         CMediaType type;
-        ASSERT_TRUE(describeMpegAudio(c.record, c.mpeg2, c.avcPresent, type));
-        expectType(c.major, c.subtype, FORMAT_WaveFormatEx, waveBlock(2, c.bytesPerSecond, 32), type);
+        ASSERT_TRUE(c.describe(c.record, type));
+        expectType(c.major, c.subtype, FORMAT_WaveFormatEx, c.wave, type);
     }
-}
-
-TEST(AudioMediaTypes, AacIsFixedWhateverTheHeaderSays)
-{
-    const std::pair<std::uint8_t, GUID> cases[] = {
-        {std::uint8_t{0x0F}, fourccGuid(0xFF)}, {std::uint8_t{0x11}, fourccGuid(0x4D54414C)}, {std::uint8_t{4}, {}}};
-    for (const auto& [streamType, subtype] : cases) {
-        AudioProbeRecord record = audioRecord(streamType, 3);
-        record.channels = 1;
-        CMediaType type;
-        ASSERT_TRUE(describeAac(record, type));
-        expectType(MEDIATYPE_Audio, subtype, FORMAT_WaveFormatEx, waveBlock(2, 28000, 32), type);
-    }
-}
-
-TEST(AudioMediaTypes, PrivateStreams)
-{
-    AudioProbeRecord record = audioRecord(0x81, 0);
-    record.channels = 5;
-    CMediaType ac3;
-    ASSERT_TRUE(describeAc3(record, true, ac3));
-    expectType(MEDIATYPE_MPEG2_PES, MEDIASUBTYPE_DOLBY_AC3, FORMAT_WaveFormatEx, waveBlock(5, 24000, 80), ac3);
-
-    CMediaType lpcm;
-    ASSERT_TRUE(describeLpcm(record, lpcm));
-    expectType(MEDIATYPE_MPEG2_PES, kLpcm, FORMAT_WaveFormatEx, waveBlock(5, 24000, 80), lpcm);
 }
 
 }  // namespace zarnow

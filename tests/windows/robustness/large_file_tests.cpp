@@ -1,6 +1,7 @@
 // Files beyond 2 and 4 GiB. Moves in the file are 32 bits wide; what lies further is reached by reading on.
 
 #include <fstream>
+#include <thread>
 
 #include "tests/windows/robustness/module_requests.h"
 #include "tests/windows/support/filter_fixture.h"
@@ -111,6 +112,19 @@ TEST_F(LargeFileTest, TheFilterGoesWhileItsWorkerIsInTheGap)
     EXPECT_EQ(0U, releaseFilter());
     EXPECT_GT(kAtOnce, GetTickCount64() - begin);
     EXPECT_EQ(1, sink.references());
+}
+
+TEST_F(LargeFileTest, TheFilterGoesWhileAScanIsOnAnotherThread)
+{
+    const TemporaryFile endless(join({patPacket({{1, 0x100}}), nullPackets(1000)}));  // the map never comes
+    writeAt(endless, 20 * kGiB, {0});
+    const std::wstring path = endless.path().wstring();
+    std::thread loader([borrowed = source.Get(), &path] { borrowed->Load(path.c_str(), nullptr); });
+    Sleep(100);
+    const ULONGLONG begin = GetTickCount64();
+    EXPECT_EQ(0U, releaseFilter());
+    EXPECT_GT(kAtOnce, GetTickCount64() - begin);
+    loader.join();
 }
 
 TEST_F(LargeFileTest, ReadsOnAcross4GiB)
