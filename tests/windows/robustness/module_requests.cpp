@@ -145,11 +145,6 @@ ImportPatch::ImportPatch(HMODULE module, const char* function, void* replacement
     write(entry_, replacement);
 }
 
-ImportPatch::ImportPatch(ImportPatch&& other) noexcept
-    : entry_(std::exchange(other.entry_, nullptr)), original_(other.original_)
-{
-}
-
 ImportPatch::~ImportPatch()
 {
     if (entry_ != nullptr)

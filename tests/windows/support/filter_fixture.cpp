@@ -57,12 +57,6 @@ void FilterTest::disconnect(SinkFilter& sink)
     EXPECT_EQ(1, sink.references());
 }
 
-void FilterTest::loseDownstream(SinkFilter& sink)
-{
-    sink.Stop();
-    sink.input.Disconnect();
-}
-
 void FilterTest::run(SinkFilter& sink)
 {
     EXPECT_HRESULT(S_OK, sink.Run(0));

@@ -39,7 +39,11 @@ protected:
     HRESULT connectUnanalysed(SinkFilter& sink);
     void disconnect(SinkFilter& sink);
     /// The sink lets go of the connection; the filter does not know.
-    static void loseDownstream(SinkFilter& sink);
+    static void loseDownstream(SinkFilter& sink)
+    {
+        sink.Stop();
+        sink.input.Disconnect();
+    }
 
     void run(SinkFilter& sink);
     void stop(SinkFilter& sink);
