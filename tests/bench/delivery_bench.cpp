@@ -2,14 +2,16 @@
 // ReadFile of one packet a call over the same file; and how long it takes from nothing to the first sample, beside a
 // thread that opens the file and reads a packet. Rounds alternate; medians are printed as JSON, in microseconds.
 
-#include <streams.h>
-
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <vector>
 
 #include "filter/itarnwell.h"
+#include "tests/windows/support/filter_module.h"
+#include "tests/windows/support/sink_filter.h"
+
+namespace zarnow::test {
 
 namespace {
 
@@ -24,84 +26,34 @@ double microseconds()
     return static_cast<double>(now.QuadPart) * 1e6 / static_cast<double>(frequency.QuadPart);
 }
 
-class NullPin final : public CBaseInputPin
-{
-public:
-    NullPin(CBaseFilter* filter, CCritSec* lock, HRESULT* result)
-        : CBaseInputPin(nullptr, filter, lock, result, L"In"),
-          begun(CreateEventW(nullptr, TRUE, FALSE, nullptr)),
-          ended(CreateEventW(nullptr, TRUE, FALSE, nullptr))
-    {
-    }
-    HRESULT CheckMediaType(const CMediaType*) override { return S_OK; }
-    STDMETHODIMP Receive(IMediaSample*) override
-    {
-        if (samples++ == 0)
-            SetEvent(begun);
-        return S_OK;
-    }
-    STDMETHODIMP EndOfStream() override
-    {
-        SetEvent(ended);
-        return S_OK;
-    }
-
-    HANDLE begun;  // with the first sample
-    HANDLE ended;
-    long samples = 0;
-};
-
-class NullSink final : public CBaseFilter
-{
-public:
-    NullSink() : CBaseFilter(nullptr, nullptr, &lock, CLSID_NULL), input(this, &lock, &created) { AddRef(); }
-    int GetPinCount() override { return 1; }
-    CBasePin* GetPin(int) override { return &input; }
-
-    CCritSec lock;
-    HRESULT created = S_OK;
-    NullPin input;
-};
-
 struct Player
 {
     explicit Player(const wchar_t* path)
     {
-        using Function = HRESULT(WINAPI*)(REFCLSID, REFIID, void**);
-        const HMODULE module = LoadLibraryW(L"build/windows/ZarnowTSSource.ax");
-        const auto get =
-            reinterpret_cast<Function>(reinterpret_cast<void*>(GetProcAddress(module, "DllGetClassObject")));
-        IClassFactory* factory = nullptr;
-        if (get == nullptr || FAILED(get(CLSID_ZarnowTSSource, IID_IClassFactory, reinterpret_cast<void**>(&factory))))
-            return;
-        factory->CreateInstance(nullptr, IID_IBaseFilter, reinterpret_cast<void**>(&filter));
-        factory->Release();
-        IFileSourceFilter* source = nullptr;
-        if (filter == nullptr ||
-            FAILED(filter->QueryInterface(IID_IFileSourceFilter, reinterpret_cast<void**>(&source))))
-            return;
-        loaded = source->Load(path, nullptr) == S_OK && filter->FindPin(L"1", &pin) == S_OK &&
-                 pin->Connect(&sink.input, nullptr) == S_OK;
-        source->Release();
+        sink.receive = [this](IMediaSample*) {
+            if (samples++ == 0)
+                SetEvent(sink.receiving);
+            return S_OK;
+        };
+        ComPtr<IFileSourceFilter> source;
+        loaded = SUCCEEDED(module.create(CLSID_ZarnowTSSource, IID_PPV_ARGS(&filter))) &&
+                 SUCCEEDED(filter->QueryInterface(IID_PPV_ARGS(&source))) && source->Load(path, nullptr) == S_OK &&
+                 filter->FindPin(L"1", &pin) == S_OK && pin->Connect(&sink.input, nullptr) == S_OK;
     }
     Player(const Player&) = delete;
     Player& operator=(const Player&) = delete;
     ~Player()
     {
-        if (pin != nullptr) {
+        if (pin)
             pin->Disconnect();
-            sink.input.Disconnect();
-            pin->Release();
-        }
-        if (filter != nullptr)
-            filter->Release();
+        sink.input.Disconnect();
     }
 
     void run()
     {
-        sink.input.samples = 0;
-        ResetEvent(sink.input.begun);
-        ResetEvent(sink.input.ended);
+        samples = 0;
+        ResetEvent(sink.receiving);
+        ResetEvent(sink.ended);
         sink.Run(0);
         filter->Run(0);
     }
@@ -111,9 +63,11 @@ struct Player
         sink.Stop();
     }
 
-    NullSink sink;
-    IBaseFilter* filter = nullptr;
-    IPin* pin = nullptr;
+    Module module;
+    SinkFilter sink;
+    ComPtr<IBaseFilter> filter;
+    ComPtr<IPin> pin;
+    long samples = 0;
     bool loaded = false;
 };
 
@@ -139,9 +93,9 @@ double timeReads(const wchar_t* path)
 double timeDelivery(Player& player)
 {
     player.run();
-    WaitForSingleObject(player.sink.input.begun, INFINITE);
+    WaitForSingleObject(player.sink.receiving, INFINITE);
     const double begin = microseconds();
-    WaitForSingleObject(player.sink.input.ended, INFINITE);
+    WaitForSingleObject(player.sink.ended, INFINITE);
     const double elapsed = microseconds() - begin;
     player.stop();
     return elapsed;
@@ -172,7 +126,7 @@ double timeFirstSample(const wchar_t* path)
     const double begin = microseconds();
     Player player(path);
     player.run();
-    WaitForSingleObject(player.sink.input.begun, INFINITE);
+    WaitForSingleObject(player.sink.receiving, INFINITE);
     const double elapsed = microseconds() - begin;
     player.stop();
     return elapsed;
@@ -186,8 +140,11 @@ double median(std::vector<double> values)
 
 }  // namespace
 
+}  // namespace zarnow::test
+
 int wmain(int argc, wchar_t** argv)
 {
+    using namespace zarnow::test;
     const int rounds = argc > 2 ? std::max(_wtoi(argv[2]), 1) : 9;
     CoInitializeEx(nullptr, COINIT_MULTITHREADED);
     if (argc < 2 || !Player(argv[1]).loaded) {
@@ -208,6 +165,6 @@ int wmain(int argc, wchar_t** argv)
         firstSamples.push_back(timeFirstSample(argv[1]));
     }
     std::printf(R"({"samples": %ld, "reads": %.0f, "delivery": %.0f, "firstRead": %.0f, "firstSample": %.0f})",
-                player.sink.input.samples, median(reads), median(deliveries), median(firstReads), median(firstSamples));
+                player.samples, median(reads), median(deliveries), median(firstReads), median(firstSamples));
     return 0;
 }

@@ -17,6 +17,8 @@ namespace {
 
 using Block = std::vector<std::uint8_t>;
 
+constexpr GUID kLpcm = {0x525f0058, 0x522f, 0x4312, {0xb4, 0x0f, 0x11, 0xac, 0x41, 0x58, 0xe0, 0x2b}};
+
 struct Number
 {
     std::size_t offset;
@@ -24,21 +26,20 @@ struct Number
     std::size_t size = 4;
 };
 
-/// Zeros with little-endian numbers put in, and bytes at the end of a structure.
-Block block(std::size_t size, std::initializer_list<Number> numbers, std::size_t at = 0,
-            std::span<const std::uint8_t> bytes = {})
+/// Little-endian, at offsets from `at`.
+void put(Block& block, std::size_t at, std::span<const Number> numbers)
 {
-    Block result(size);
     for (const Number& number : numbers)
         for (std::size_t i = 0; i < number.size; ++i)
-            result.at(number.offset + i) = static_cast<std::uint8_t>(number.value >> (8 * i));
-    std::ranges::copy(bytes, result.begin() + static_cast<std::ptrdiff_t>(at));
-    return result;
+            block.at(at + number.offset + i) = static_cast<std::uint8_t>(number.value >> (8 * i));
 }
 
-Block formatOf(const CMediaType& type)
+/// Zeros with numbers put in.
+Block block(std::size_t size, std::span<const Number> numbers)
 {
-    return {type.Format(), type.Format() + type.FormatLength()};
+    Block result(size);
+    put(result, 0, numbers);
+    return result;
 }
 
 VideoProbeRecord mpegRecord(std::uint32_t headerLength)
@@ -59,14 +60,14 @@ VideoProbeRecord mpegRecord(std::uint32_t headerLength)
     return record;
 }
 
-AudioProbeRecord audioRecord(std::uint8_t streamType, std::uint8_t layer)
+AudioProbeRecord audioRecord(std::uint8_t streamType, std::uint8_t layer, std::uint8_t channels = 2)
 {
     AudioProbeRecord record;
     record.streamType = streamType;
     record.layer = layer;
     record.sampleRate = 48000;
     record.avgBytesPerSec = 24000;
-    record.channels = 2;
+    record.channels = channels;
     record.bitsPerSample = 16;
     return record;
 }
@@ -74,46 +75,36 @@ AudioProbeRecord audioRecord(std::uint8_t streamType, std::uint8_t layer)
 /// WAVEFORMATEX: tag 0, channels, rate, bytes per second, block align, bits, size 0.
 Block waveBlock(std::uint32_t channels, std::uint32_t bytesPerSecond, std::uint32_t align)
 {
-    return block(18, {{2, channels, 2}, {4, 48000}, {8, bytesPerSecond}, {12, align, 2}, {14, 16, 2}});
+    const Number numbers[] = {{2, channels, 2}, {4, 48000}, {8, bytesPerSecond}, {12, align, 2}, {14, 16, 2}};
+    return block(18, numbers);
 }
 
-struct Expected
+void expectType(const GUID& major, const GUID& subtype, const GUID& format, const Block& block, const CMediaType& type)
 {
-    GUID major;
-    GUID subtype;
-    GUID format;
-    bool fixedSize;
-    bool temporal;
-    ULONG sampleSize;
-    Block block;
-};
-
-void expectType(const Expected& expected, const CMediaType& type)
-{
-    EXPECT_EQ(expected.major, type.majortype);
-    EXPECT_EQ(expected.subtype, type.subtype);
-    EXPECT_EQ(expected.format, type.formattype);
-    EXPECT_EQ(expected.fixedSize, type.bFixedSizeSamples != FALSE);
-    EXPECT_EQ(expected.temporal, type.bTemporalCompression != FALSE);
-    EXPECT_EQ(expected.sampleSize, type.lSampleSize);
+    const bool audio = format == FORMAT_WaveFormatEx;
+    EXPECT_EQ(major, type.majortype);
+    EXPECT_EQ(subtype, type.subtype);
+    EXPECT_EQ(format, type.formattype);
+    EXPECT_EQ(audio, type.bFixedSizeSamples != FALSE);
     EXPECT_EQ(nullptr, type.pUnk);
-    EXPECT_EQ(expected.block, formatOf(type));
-}
-
-void expectVideo(const GUID& major, const GUID& subtype, const GUID& format, const Block& block, const CMediaType& type)
-{
-    expectType({major, subtype, format, false, true, 1, block}, type);
-}
-
-void expectAudio(const GUID& major, const GUID& subtype, const Block& block, const CMediaType& type)
-{
-    expectType({major, subtype, FORMAT_WaveFormatEx, true, true, 1, block}, type);
+    EXPECT_EQ(block, Block(type.Format(), type.Format() + type.FormatLength()));
+    // Only LPCM has whole packets.
+    const bool compressed = type.bTemporalCompression != FALSE;
+    EXPECT_EQ(compressed ? 1U : 188U, type.lSampleSize);
+    EXPECT_EQ(subtype != kLpcm, compressed);
 }
 
 GUID fourccGuid(DWORD data1)
 {
     return {data1, 0x0000, 0x0010, {0x80, 0x00, 0x00, 0xAA, 0x00, 0x38, 0x9B, 0x71}};
 }
+
+// Source rectangle, bit rate and frame time lie at the same place in all blocks.
+constexpr Number kMpegHeader[] = {{8, 720}, {12, 576}, {32, 6000000}, {40, 400000, 8}};
+
+// BITMAPINFOHEADER of MPEG video.
+constexpr Number kMpegBitmap[] = {{0, 40},    {4, 720},   {8, 576}, {12, 1, 2}, {20, 720 * 576 * 2},
+                                  {24, 2000}, {28, 53031}};
 
 }  // namespace
 
@@ -135,53 +126,28 @@ TEST(VideoMediaTypes, Mpeg2FormatBlock)
         SCOPED_TRACE(c.fault);
         VideoProbeRecord record = mpegRecord(c.headerLength);
         record.progressive = c.progressive;
+        const Number own[] = {{48, c.interlaceFlags}, {56, 16}, {60, 9}, {116, c.headerLength}, {120, 2}, {124, 2}};
+        Block expected = block(c.headerLength + 146, own);
+        put(expected, 0, kMpegHeader);
+        put(expected, 72, kMpegBitmap);
+        std::copy_n(record.sequenceHeader.begin(), c.headerLength, expected.begin() + 132);
         CMediaType type;
         ASSERT_TRUE(describeMpeg2Video(record, type));
-        expectVideo(MEDIATYPE_Video, MEDIASUBTYPE_MPEG2_VIDEO, FORMAT_MPEG2Video,
-                    block(c.headerLength + 146,
-                          {{8, 720},
-                           {12, 576},
-                           {32, 6000000},
-                           {40, 400000, 8},
-                           {48, c.interlaceFlags},
-                           {56, 16},
-                           {60, 9},
-                           {72, 40},
-                           {76, 720},
-                           {80, 576},
-                           {84, 1, 2},
-                           {92, 720 * 576 * 2},
-                           {96, 2000},
-                           {100, 53031},
-                           {116, c.headerLength},
-                           {120, 2},
-                           {124, 2}},
-                          132, std::span(record.sequenceHeader).first(c.headerLength)),
-                    type);
+        expectType(MEDIATYPE_Video, MEDIASUBTYPE_MPEG2_VIDEO, FORMAT_MPEG2Video, expected, type);
     }
 }
 
 TEST(VideoMediaTypes, Mpeg1FormatBlockHasNoAspectRatio)
 {
     const VideoProbeRecord record = mpegRecord(12);
+    const Number own[] = {{92, 12}};
+    Block expected = block(12 + 114, own);
+    put(expected, 0, kMpegHeader);
+    put(expected, 48, kMpegBitmap);
+    std::copy_n(record.sequenceHeader.begin(), 12, expected.begin() + 96);
     CMediaType type;
     ASSERT_TRUE(describeMpeg1Video(record, type));
-    expectVideo(MEDIATYPE_Video, MEDIASUBTYPE_MPEG1Payload, FORMAT_MPEGVideo,
-                block(12 + 114,
-                      {{8, 720},
-                       {12, 576},
-                       {32, 6000000},
-                       {40, 400000, 8},
-                       {48, 40},
-                       {52, 720},
-                       {56, 576},
-                       {60, 1, 2},
-                       {68, 720 * 576 * 2},
-                       {72, 2000},
-                       {76, 53031},
-                       {92, 12}},
-                      96, std::span(record.sequenceHeader).first(12)),
-                type);
+    expectType(MEDIATYPE_Video, MEDIASUBTYPE_MPEG1Payload, FORMAT_MPEGVideo, expected, type);
 }
 
 TEST(VideoMediaTypes, AvcFormatBlockRoundsTheHeightAndKeepsItsOwnFrameRate)
@@ -190,80 +156,68 @@ TEST(VideoMediaTypes, AvcFormatBlockRoundsTheHeightAndKeepsItsOwnFrameRate)
     record.codedWidth = 1920;
     record.codedHeight = 1080;
     record.bitRate = 77;
+    const Number header[] = {{8, 1920}, {12, 1072}, {40, 333667, 8}, {48, 1}, {56, 16}, {60, 9}};
+    const Number bitmap[] = {{0, 40}, {4, 1920}, {8, 1080}, {12, 1, 2}, {16, 0x34363248}, {20, 77}};
+    Block expected = block(212, header);
+    put(expected, 72, bitmap);
     CMediaType type;
     ASSERT_TRUE(describeAvcVideo(record, type));
-    expectVideo(MEDIATYPE_MPEG2_PES, fourccGuid(0x31435641), FORMAT_VideoInfo2,  // 'AVC1'
-                block(212, {{8, 1920},
-                            {12, 1072},
-                            {40, 333667, 8},
-                            {48, 1},
-                            {56, 16},
-                            {60, 9},
-                            {72, 40},
-                            {76, 1920},
-                            {80, 1080},
-                            {84, 1, 2},
-                            {88, 0x34363248},
-                            {92, 77}}),
-                type);
+    expectType(MEDIATYPE_MPEG2_PES, fourccGuid(0x31435641), FORMAT_VideoInfo2, expected, type);  // 'AVC1'
 }
 
-TEST(AudioMediaTypes, MpegAudioByStreamTypeLayerAndVideo)
+TEST(AudioMediaTypes, ByStreamTypeLayerAndVideo)
 {
+    constexpr auto mpeg1 = [](const auto& record, CMediaType& type) {
+        return describeMpegAudio(record, false, false, type);
+    };
+    constexpr auto mpeg1BesideAvc = [](const auto& record, CMediaType& type) {
+        return describeMpegAudio(record, false, true, type);
+    };
+    constexpr auto mpeg2 = [](const auto& record, CMediaType& type) {
+        return describeMpegAudio(record, true, false, type);
+    };
+    constexpr auto ac3BesideAvc = [](const auto& record, CMediaType& type) { return describeAc3(record, true, type); };
     const GUID rawAac = fourccGuid(0xFF);
+    const GUID latm = fourccGuid(0x4D54414C);
     const struct
     {
         const char* fault;
+        bool (*describe)(const AudioProbeRecord&, CMediaType&);
         AudioProbeRecord record;
-        bool mpeg2;
-        bool avcPresent;
         GUID major;
         GUID subtype;
-        std::uint32_t bytesPerSecond;
+        Block wave;
     } cases[] = {
-        {"stream_type 3 not taken for MPEG-1 audio", audioRecord(3, 2), false, false, MEDIATYPE_Audio,
-         MEDIASUBTYPE_MPEG1AudioPayload, 24000},
-        {"PES data not announced beside AVC", audioRecord(3, 3), false, true, MEDIATYPE_MPEG2_PES,
-         MEDIASUBTYPE_MPEG1AudioPayload, 24000},
-        {"layer II of stream_type 4 relabelled", audioRecord(4, 2), true, false, MEDIATYPE_Audio,
-         MEDIASUBTYPE_MPEG2_AUDIO, 24000},
-        {"AAC under stream_type 4 not recognised", audioRecord(4, 1), true, false, MEDIATYPE_Audio, rawAac, 192000},
-        {"defaults of a relabelled stream left out", {}, true, true, MEDIATYPE_MPEG2_PES, rawAac, 192000},
+        {"stream_type 3 not taken for MPEG-1 audio", mpeg1, audioRecord(3, 2), MEDIATYPE_Audio,
+         MEDIASUBTYPE_MPEG1AudioPayload, waveBlock(2, 24000, 32)},
+        {"PES data not announced beside AVC", mpeg1BesideAvc, audioRecord(3, 3), MEDIATYPE_MPEG2_PES,
+         MEDIASUBTYPE_MPEG1AudioPayload, waveBlock(2, 24000, 32)},
+        {"layer II of stream_type 4 relabelled", mpeg2, audioRecord(4, 2), MEDIATYPE_Audio, MEDIASUBTYPE_MPEG2_AUDIO,
+         waveBlock(2, 24000, 32)},
+        {"AAC under stream_type 4 not recognised", mpeg2, audioRecord(4, 1, 1), MEDIATYPE_Audio, rawAac,
+         waveBlock(1, 192000, 16)},
+        {"defaults of a relabelled stream left out", mpeg2, {}, MEDIATYPE_Audio, rawAac, waveBlock(2, 192000, 32)},
+        {"AAC described by its header", describeAac, audioRecord(0x0F, 3, 1), MEDIATYPE_Audio, rawAac,
+         waveBlock(2, 28000, 32)},
+        {"LATM taken for plain AAC", describeAac, audioRecord(0x11, 3, 1), MEDIATYPE_Audio, latm,
+         waveBlock(2, 28000, 32)},
+        {"AAC of no known stream_type has a subtype",
+         describeAac,
+         audioRecord(4, 3, 1),
+         MEDIATYPE_Audio,
+         {},
+         waveBlock(2, 28000, 32)},
+        {"the block align of AC-3 in bytes", ac3BesideAvc, audioRecord(0x81, 0, 5), MEDIATYPE_MPEG2_PES,
+         MEDIASUBTYPE_DOLBY_AC3, waveBlock(5, 24000, 80)},
+        {"LPCM in frames, or temporally compressed", describeLpcm, audioRecord(0x81, 0, 5), MEDIATYPE_MPEG2_PES, kLpcm,
+         waveBlock(5, 24000, 80)},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.fault);
         CMediaType type;
-        ASSERT_TRUE(describeMpegAudio(c.record, c.mpeg2, c.avcPresent, type));
-        expectAudio(c.major, c.subtype, waveBlock(2, c.bytesPerSecond, 32), type);
+        ASSERT_TRUE(c.describe(c.record, type));
+        expectType(c.major, c.subtype, FORMAT_WaveFormatEx, c.wave, type);
     }
-}
-
-TEST(AudioMediaTypes, AacIsFixedWhateverTheHeaderSays)
-{
-    const std::pair<std::uint8_t, GUID> cases[] = {
-        {std::uint8_t{0x0F}, fourccGuid(0xFF)}, {std::uint8_t{0x11}, fourccGuid(0x4D54414C)}, {std::uint8_t{4}, {}}};
-    for (const auto& [streamType, subtype] : cases) {
-        AudioProbeRecord record = audioRecord(streamType, 3);
-        record.channels = 1;
-        CMediaType type;
-        ASSERT_TRUE(describeAac(record, type));
-        expectAudio(MEDIATYPE_Audio, subtype, waveBlock(2, 28000, 32), type);
-    }
-}
-
-TEST(AudioMediaTypes, PrivateStreams)
-{
-    AudioProbeRecord record = audioRecord(0x81, 0);
-    record.channels = 5;
-    CMediaType ac3;
-    ASSERT_TRUE(describeAc3(record, true, ac3));
-    expectAudio(MEDIATYPE_MPEG2_PES, MEDIASUBTYPE_DOLBY_AC3, waveBlock(5, 24000, 80), ac3);
-
-    CMediaType lpcm;
-    ASSERT_TRUE(describeLpcm(record, lpcm));
-    const GUID lpcmSubtype = {0x525f0058, 0x522f, 0x4312, {0xb4, 0x0f, 0x11, 0xac, 0x41, 0x58, 0xe0, 0x2b}};
-    expectType({MEDIATYPE_MPEG2_PES, lpcmSubtype, FORMAT_WaveFormatEx, true, false, 188, waveBlock(5, 24000, 80)},
-               lpcm);
 }
 
 }  // namespace zarnow

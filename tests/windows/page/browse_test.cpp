@@ -1,95 +1,142 @@
 // The Browse button with the system's open-file dialog.
 
-#include <filesystem>
+#include <windows.h>
+#include <dlgs.h>
 
-#include "tests/windows/page/fake_filter.h"
-#include "tests/windows/page/file_dialog.h"
+#include <filesystem>
+#include <thread>
+
+#include "tests/windows/page/page_fixture.h"
 
 namespace zarnow::test {
 
 namespace {
 
-/// The file need not be there; its directory must.
-std::wstring pathOf(const wchar_t* name)
+constexpr int kAttempts = 500;  // of 20 ms
+
+/// Empty where the code page does not have the characters.
+std::string inAnsi(const std::wstring& wide)
 {
-    return (std::filesystem::temp_directory_path() / name).wstring();
+    char ansi[MAX_PATH] = "";
+    BOOL replaced = FALSE;
+    WideCharToMultiByte(CP_ACP, 0, wide.c_str(), -1, ansi, sizeof(ansi), nullptr, &replaced);
+    return replaced ? "" : ansi;
+}
+
+/// Of this process only, and with all its controls. Null when it does not come.
+HWND waitForDialog()
+{
+    for (int attempt = 0; attempt < kAttempts; ++attempt) {
+        Sleep(20);
+        HWND dialog = nullptr;
+        while ((dialog = FindWindowExA(nullptr, dialog, "#32770", "Open transport stream file...")) != nullptr) {
+            DWORD process = 0;
+            GetWindowThreadProcessId(dialog, &process);
+            if (process == GetCurrentProcessId() && IsWindowVisible(dialog))
+                return dialog;
+        }
+    }
+    return nullptr;
+}
+
+/// What the dialog showed.
+struct Dialog
+{
+    HWND owner = nullptr;
+    Texts kinds;  // the file types offered
+    LRESULT chosenKind = -1;
+};
+
+/// Notes what the dialog shows, enters the name and presses OK; Cancel without a name.
+void useDialog(const std::string& fileName, Dialog& noted)
+{
+    const HWND dialog = waitForDialog();
+    ASSERT_NE(nullptr, dialog);
+    noted.owner = GetWindow(dialog, GW_OWNER);
+    const HWND list = GetDlgItem(dialog, cmb1);
+    const auto count = static_cast<WPARAM>(SendMessageA(list, CB_GETCOUNT, 0, 0));
+    for (WPARAM kind = 0; kind < count; ++kind) {
+        char text[128] = "";
+        SendMessageA(list, CB_GETLBTEXT, kind, reinterpret_cast<LPARAM>(text));
+        noted.kinds.emplace_back(text);
+    }
+    noted.chosenKind = SendMessageA(list, CB_GETCURSEL, 0, 0);
+    const HWND edit = GetDlgItem(dialog, edt1);
+    SendMessageA(edit != nullptr ? edit : GetDlgItem(dialog, cmb13), WM_SETTEXT, 0,
+                 reinterpret_cast<LPARAM>(fileName.c_str()));
+    PostMessageA(dialog, WM_COMMAND, fileName.empty() ? IDCANCEL : IDOK, 0);
 }
 
 }  // namespace
 
-/// Two programs are loaded; the next file has one.
-class BrowseTest : public FakePageTest
+/// The second of two programs is chosen.
+class BrowseTest : public PageTest
 {
 protected:
-    BrowseTest()
+    void SetUp() override
     {
-        filter.programs = {{0x100, 1, L"Program 1", {{1, L"old a"}, {2, L"old b"}}},
-                           {0x200, 2, L"Program 2", {{3, L"old c"}}}};
-        filter.programsOfFile = {{0x300, 7, L"Program 7", {{4, L"new"}}}};
+        PageTest::SetUp();
+        ASSERT_HRESULT(S_OK, load(kTwoProgramsSample));
+        open();
+        frame.choose(1);
+        site.statuses.clear();
     }
 
-    void browse(FileDialogUser& user)
+    /// @param fileName  empty: cancelled
+    Dialog browse(const std::wstring& fileName)
     {
-        site.statuses.clear();
-        filter.calls.clear();
-        command(IDC_BROWSE, BN_CLICKED);
-        ASSERT_TRUE(user.done());
+        const auto directory = std::filesystem::current_path();  // which the dialog changes
+        Dialog noted;
+        std::thread user([&] { useDialog(inAnsi(fileName), noted); });
+        frame.command(IDC_BROWSE, BN_CLICKED);
+        user.join();
+        std::filesystem::current_path(directory);
+        return noted;
     }
 };
 
 TEST_F(BrowseTest, LoadsTheChosenFileAndFillsThePageAgain)
 {
-    const std::wstring path = pathOf(L"Fähre 2.ts");
-    if (inAnsi(path).empty())
+    const auto path = std::filesystem::temp_directory_path() / L"F\u00e4hre 2.ts";
+    if (inAnsi(path.wstring()).empty())
         GTEST_SKIP() << "the code page does not have the characters";
-    open();
-    choose(1);
-    FileDialogUser user(inAnsi(path));
-    browse(user);
+    std::filesystem::copy_file(kMpeg2Sample, path, std::filesystem::copy_options::overwrite_existing);
+    const Dialog dialog = browse(path.wstring());
     EXPECT_EQ((Texts{"TP Files *.tp", "TS Files *.ts", "M2TS Files *.m2ts", "M2T Files *.m2t", "MPEG File *.mpg",
                      "All Files *.*"}),
-              user.kinds);
-    EXPECT_EQ(0, user.chosenKind);
-    EXPECT_EQ(GetAncestor(dialog(), GA_ROOT), GetAncestor(user.owner, GA_ROOT));
-    EXPECT_EQ(std::vector{path}, filter.loaded);
+              dialog.kinds);
+    EXPECT_EQ(0, dialog.chosenKind);
+    EXPECT_EQ(GetAncestor(frame.dialog(), GA_ROOT), GetAncestor(dialog.owner, GA_ROOT));
+    EXPECT_EQ(path.wstring(), currentFile());
     EXPECT_EQ("1", text(IDC_PROGRAM_COUNT));
-    EXPECT_EQ(Texts{"Program 7 (0x0300)"}, programLines());
+    EXPECT_EQ(Texts{"Program 1 (0x1000)"}, programLines());
     EXPECT_EQ(0, selection());
-    EXPECT_EQ(Texts{"new"}, streamLines());
+    EXPECT_EQ((Texts{"MPEG2 Video (0x0200)", "MPEG1 Audio (0x0201)"}), streamLines());
     EXPECT_EQ(Statuses{PROPPAGESTATUS_VALIDATE}, site.statuses);
     EXPECT_HRESULT(S_FALSE, page->IsPageDirty());
-    EXPECT_EQ(2U, filter.references);
+    load(kMpeg2Sample);
+    EXPECT_TRUE(std::filesystem::remove(path));
 }
 
 TEST_F(BrowseTest, ACancelledBrowseChangesNothing)
 {
-    open();
-    choose(1);
-    FileDialogUser user("");
-    browse(user);
-    EXPECT_EQ(Texts{}, filter.calls);
+    browse(L"");
+    EXPECT_EQ(kTwoProgramsSample, currentFile());
+    EXPECT_EQ(1U, currentProgram());
     EXPECT_EQ(Statuses{}, site.statuses);
     EXPECT_HRESULT(S_OK, page->IsPageDirty()) << "the choice before it is still to be applied";
     EXPECT_EQ(1, selection());
-    EXPECT_EQ(Texts{"old c"}, streamLines());
+    EXPECT_EQ((Texts{"MPEG2 Video (0x0102)", "AC3 (0x0103)"}), streamLines());
 }
 
-TEST_F(BrowseTest, AFileThatIsNotAnalysedEmptiesThePageAndOneThatIsNotLoadedDoesNot)
+TEST_F(BrowseTest, AFileThatIsNotAnalysedEmptiesThePage)
 {
-    filter.programsOfFile.clear();
-    filter.loadResult = HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND);
-    for (const bool isSource : {false, true}) {
-        filter.isSource = isSource;
-        open();
-        FileDialogUser user(inAnsi(pathOf(L"missing.ts")));
-        browse(user);
-        EXPECT_EQ(isSource ? 1U : 0U, filter.loaded.size());
-        EXPECT_EQ(isSource ? "0" : "2", text(IDC_PROGRAM_COUNT));
-        EXPECT_EQ(isSource ? 0U : 2U, programLines().size());
-        EXPECT_EQ(isSource ? 0U : 2U, streamLines().size());
-        EXPECT_EQ(Statuses{PROPPAGESTATUS_VALIDATE}, site.statuses);
-        close();
-    }
+    browse((std::filesystem::temp_directory_path() / L"missing.ts").wstring());
+    EXPECT_EQ(L"", currentFile());
+    EXPECT_EQ("0", text(IDC_PROGRAM_COUNT));
+    EXPECT_EQ(Texts{}, programLines());
+    EXPECT_EQ(Texts{}, streamLines());
+    EXPECT_EQ(Statuses{PROPPAGESTATUS_VALIDATE}, site.statuses);
 }
 
 }  // namespace zarnow::test

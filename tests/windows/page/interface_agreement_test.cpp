@@ -23,27 +23,18 @@
 
 namespace {
 
+template <class Type>
+using Unnamed =
+    std::conditional_t<std::is_same_v<Type, TarnwellVideoInfo*> || std::is_same_v<Type, IdlVideoInfo*>, void*, Type>;
+
 /// The types of a slot without those that were renamed.
 template <class Slot>
 struct Signature;
 template <class Result, class This, class... Arguments>
 struct Signature<Result (*)(This*, Arguments...)>
 {
-    using Type = Result(Arguments...);
+    using Type = Result(Unnamed<Arguments>...);
 };
-template <class Result, class This>
-struct Signature<Result (*)(This*, TarnwellVideoInfo*)>
-{
-    using Type = Result(void*);
-};
-template <class Result, class This>
-struct Signature<Result (*)(This*, IdlVideoInfo*)>
-{
-    using Type = Result(void*);
-};
-
-template <class Ours, class Theirs>
-constexpr bool kSameSignature = std::is_same_v<typename Signature<Ours>::Type, typename Signature<Theirs>::Type>;
 
 }  // namespace
 
@@ -51,9 +42,11 @@ constexpr bool kSameSignature = std::is_same_v<typename Signature<Ours>::Type, t
     static_assert(offsetof(ITarnwellVtbl, method) == (slot) * sizeof(void*), "itarnwell.h: " #method); \
     static_assert(offsetof(IdlTarnwellVtbl, method) == (slot) * sizeof(void*), "itarnwell.idl: " #method)
 
-#define EXPECT_SAME_SLOT(method, slot) \
-    EXPECT_SAME_PLACE(method, slot);   \
-    static_assert(kSameSignature<decltype(ITarnwellVtbl::method), decltype(IdlTarnwellVtbl::method)>, #method)
+#define EXPECT_SAME_SLOT(method, slot)                                                \
+    EXPECT_SAME_PLACE(method, slot);                                                  \
+    static_assert(std::is_same_v<Signature<decltype(ITarnwellVtbl::method)>::Type,    \
+                                 Signature<decltype(IdlTarnwellVtbl::method)>::Type>, \
+                  #method)
 
 EXPECT_SAME_PLACE(QueryInterface, 0);
 EXPECT_SAME_SLOT(AddRef, 1);

@@ -1,7 +1,6 @@
-// The module's resources as other programs see them: the dialog template, the title, the version.
+// The module's resources as other programs see them: the dialog, the title, the version.
 
-#include <cstring>
-#include <tuple>
+#include <algorithm>
 
 #include "tests/windows/page/page_fixture.h"
 
@@ -9,140 +8,92 @@ namespace zarnow::test {
 
 namespace {
 
-// Class ordinals of dialog templates.
-constexpr WORD kButton = 0x80;
-constexpr WORD kEdit = 0x81;
-constexpr WORD kStatic = 0x82;
-constexpr WORD kComboBox = 0x85;
-
-struct Rectangle
-{
-    short x;
-    short y;
-    short width;
-    short height;
-    bool operator==(const Rectangle&) const = default;
-};
-
 struct Control
 {
     int id;
-    WORD windowClass;
-    std::wstring text;
-    Rectangle place;
-    DWORD style;  ///< all of it
+    const wchar_t* windowClass;
+    const wchar_t* text;
+    RECT place;   // x, y, width and height in dialog units
+    DWORD style;  // without those that the system's own controls add and take away
 };
 
-/// Reads the fields of a DLGTEMPLATEEX in turn.
-class TemplateReader
-{
-public:
-    explicit TemplateReader(const void* data) : begin_(static_cast<const BYTE*>(data)) {}
-
-    template <class Field>
-    Field next()
-    {
-        Field field;
-        std::memcpy(&field, begin_ + position_, sizeof(field));
-        position_ += sizeof(field);
-        return field;
-    }
-
-    /// A string, or an ordinal in its place as "#" and the number.
-    std::wstring name()
-    {
-        WORD unit = next<WORD>();
-        if (unit == 0xFFFF)
-            return L"#" + std::to_wstring(next<WORD>());
-        std::wstring text;
-        for (; unit != 0; unit = next<WORD>())
-            text.push_back(static_cast<wchar_t>(unit));
-        return text;
-    }
-
-    Control control()
-    {
-        position_ = (position_ + 3) & ~std::size_t{3};
-        Control item = {};
-        next<DWORD>();  // help id
-        next<DWORD>();  // extended style
-        item.style = next<DWORD>();
-        item.place = next<Rectangle>();
-        item.id = next<int>();
-        item.windowClass = static_cast<WORD>(std::stoi(name().substr(1)));
-        item.text = name();
-        position_ += next<WORD>();  // creation data
-        return item;
-    }
-
-private:
-    const BYTE* begin_;
-    std::size_t position_ = 0;
-};
-
-constexpr DWORD kShown = WS_CHILD | WS_VISIBLE;
-constexpr DWORD kLabel = kShown | WS_GROUP | SS_LEFT;
-constexpr DWORD kHiddenLine = WS_CHILD | WS_GROUP | SS_LEFT | SS_SUNKEN;
+constexpr DWORD kLabel = WS_VISIBLE | WS_GROUP | SS_LEFT;
+constexpr DWORD kHiddenLine = WS_GROUP | SS_LEFT | SS_SUNKEN;
 
 const Control kControls[] = {
-    {-1, kStatic, L"Number of Programs:", {22, 14, 72, 8}, kLabel},
-    {1029, kEdit, L"", {92, 11, 25, 14}, kShown | WS_BORDER | WS_TABSTOP | ES_AUTOHSCROLL},
-    {-1, kStatic, L"Play Program:", {22, 33, 44, 8}, kLabel},
-    {1030, kComboBox, L"", {72, 30, 106, 86}, kShown | WS_VSCROLL | WS_TABSTOP | CBS_DROPDOWN},
-    {-1, kButton, L"Streams in the Current Program", {23, 53, 204, 81}, kShown | BS_GROUPBOX},
-    {1031, kStatic, L"Static", {35, 66, 182, 12}, kLabel | SS_SUNKEN},
-    {1032, kStatic, L"Static", {35, 81, 182, 12}, kLabel | SS_SUNKEN},
-    {1033, kStatic, L"Static", {35, 96, 182, 12}, kHiddenLine},
-    {1034, kStatic, L"Static", {35, 111, 182, 12}, kHiddenLine},
-    {1035, kButton, L"Browse...", {177, 11, 50, 14}, kShown | WS_TABSTOP | BS_PUSHBUTTON},
-    {1072, kStatic, L"Static", {36, 142, 168, 20}, kLabel},
+    {-1, L"Static", L"Number of Programs:", {22, 14, 72, 8}, kLabel},
+    {1029, L"Edit", L"", {92, 11, 25, 14}, WS_VISIBLE | WS_TABSTOP | ES_AUTOHSCROLL},
+    {-1, L"Static", L"Play Program:", {22, 33, 44, 8}, kLabel},
+    {1030, L"ComboBox", L"", {72, 30, 106, 86}, WS_VISIBLE | WS_TABSTOP | CBS_DROPDOWN},
+    {-1, L"Button", L"Streams in the Current Program", {23, 53, 204, 81}, WS_VISIBLE | BS_GROUPBOX},
+    {1031, L"Static", L"Static", {35, 66, 182, 12}, kLabel | SS_SUNKEN},
+    {1032, L"Static", L"Static", {35, 81, 182, 12}, kLabel | SS_SUNKEN},
+    {1033, L"Static", L"Static", {35, 96, 182, 12}, kHiddenLine},
+    {1034, L"Static", L"Static", {35, 111, 182, 12}, kHiddenLine},
+    {1035, L"Button", L"Browse...", {177, 11, 50, 14}, WS_VISIBLE | WS_TABSTOP | BS_PUSHBUTTON},
+    {1072, L"Static", L"Static", {36, 142, 168, 20}, kLabel},
 };
 
-const void* resource(HMODULE module, int id, LPWSTR type)
+INT_PTR CALLBACK ignoreMessage(HWND, UINT, WPARAM, LPARAM)
 {
-    const HRSRC found = FindResourceW(module, MAKEINTRESOURCEW(id), type);
-    EXPECT_NE(nullptr, found);
-    return found != nullptr ? LockResource(LoadResource(module, found)) : nullptr;
+    return FALSE;
+}
+
+void expectControl(const Control& expected, HWND control, HWND dialog)
+{
+    wchar_t text[64] = L"";
+    EXPECT_EQ(expected.id, GetDlgCtrlID(control));
+    GetClassNameW(control, text, std::size(text));
+    EXPECT_STREQ(expected.windowClass, text);
+    GetWindowTextW(control, text, std::size(text));
+    EXPECT_STREQ(expected.text, text);
+    const DWORD ofTheSystem = WS_CLIPSIBLINGS | WS_BORDER | WS_VSCROLL;
+    EXPECT_EQ(expected.style | WS_CHILD, static_cast<DWORD>(GetWindowLongW(control, GWL_STYLE)) & ~ofTheSystem);
+    RECT wanted = expected.place;
+    MapDialogRect(dialog, &wanted);
+    RECT place = {};
+    GetWindowRect(control, &place);
+    MapWindowPoints(nullptr, dialog, reinterpret_cast<POINT*>(&place), 2);
+    EXPECT_EQ(wanted.left, place.left);
+    EXPECT_EQ(wanted.top, place.top);
+    EXPECT_EQ(wanted.right, place.right - place.left);
+    if (expected.id != IDC_PROGRAMS) {  // which is as high as its list only while that is open
+        EXPECT_EQ(wanted.bottom, place.bottom - place.top);
+    }
 }
 
 }  // namespace
 
-TEST(Resources, TheDialogTemplate)
+TEST_F(PageTest, TheDialogTemplate)
 {
-    const Module module;
-    const void* data = resource(module.handle(), 102, RT_DIALOG);
-    ASSERT_NE(nullptr, data);
-    TemplateReader reader(data);
-    ASSERT_EQ(0xFFFF0001U, reader.next<DWORD>()) << "no DLGTEMPLATEEX";
-    reader.next<DWORD>();  // help id
-    reader.next<DWORD>();  // extended style
-    EXPECT_EQ(DWORD{WS_CHILD | DS_SETFONT}, reader.next<DWORD>());
-    ASSERT_EQ(std::size(kControls), reader.next<WORD>());
-    EXPECT_EQ((Rectangle{0, 0, 249, 169}), reader.next<Rectangle>());
-    EXPECT_EQ(L"", reader.name());  // menu
-    EXPECT_EQ(L"", reader.name());  // window class
-    EXPECT_EQ(L"", reader.name());  // caption
-    EXPECT_EQ(8, reader.next<WORD>());
-    reader.next<DWORD>();  // weight, italic, character set
-    EXPECT_EQ(L"MS Sans Serif", reader.name());
+    const HWND dialog =
+        CreateDialogParamW(module.handle(), MAKEINTRESOURCEW(102), frame.window(), ignoreMessage, LPARAM{0});
+    ASSERT_NE(nullptr, dialog);
+    HWND control = GetWindow(dialog, GW_CHILD);
     for (const Control& expected : kControls) {
-        SCOPED_TRACE(testing::Message() << "control " << expected.id << " at y " << expected.place.y);
-        const Control item = reader.control();
-        EXPECT_EQ(expected.id, item.id);
-        EXPECT_EQ(expected.windowClass, item.windowClass);
-        EXPECT_EQ(expected.text, item.text);
-        EXPECT_TRUE(expected.place == item.place)
-            << item.place.x << ", " << item.place.y << ", " << item.place.width << " x " << item.place.height;
-        EXPECT_EQ(hex(static_cast<HRESULT>(expected.style)), hex(static_cast<HRESULT>(item.style)));
+        SCOPED_TRACE(testing::Message() << "control " << expected.id << " at y " << expected.place.top);
+        ASSERT_NE(nullptr, control);
+        expectControl(expected, control, dialog);
+        control = GetWindow(control, GW_HWNDNEXT);
     }
-}
+    EXPECT_EQ(nullptr, control);
+    EXPECT_EQ(DWORD{WS_CHILD}, static_cast<DWORD>(GetWindowLongW(dialog, GWL_STYLE)) &
+                                   (WS_POPUP | WS_CHILD | WS_VISIBLE | WS_CAPTION | WS_BORDER));
+    LOGFONTW font = {};
+    GetObjectW(reinterpret_cast<HFONT>(SendMessageW(dialog, WM_GETFONT, 0, 0)), sizeof(font), &font);
+    EXPECT_STREQ(L"MS Sans Serif", font.lfFaceName);
+    EXPECT_EQ(-11, font.lfHeight);  // 8 points
 
-TEST(Resources, TheTitle)
-{
-    const Module module;
-    wchar_t title[64] = L"";
-    LoadStringW(module.handle(), 101, title, static_cast<int>(std::size(title)));
-    EXPECT_STREQ(L"Aditional Settings", title);
+    RECT size = {0, 0, 249, 169};
+    MapDialogRect(dialog, &size);
+    DestroyWindow(dialog);
+    PROPPAGEINFO info = {};
+    ASSERT_HRESULT(S_OK, page->GetPageInfo(&info));
+    EXPECT_EQ(size.right, info.size.cx);
+    EXPECT_EQ(size.bottom, info.size.cy);
+    EXPECT_STREQ(L"Aditional Settings", info.pszTitle);
+    EXPECT_TRUE(info.pszDocString == nullptr && info.pszHelpFile == nullptr);
+    CoTaskMemFree(info.pszTitle);
 }
 
 TEST(Resources, TheVersion)
@@ -156,11 +107,10 @@ TEST(Resources, TheVersion)
     UINT length = 0;
     ASSERT_TRUE(VerQueryValueW(block.data(), L"\\", &value, &length));
     const auto& fixed = *static_cast<const VS_FIXEDFILEINFO*>(value);
-    for (const auto& [high, low] : {std::tuple(fixed.dwFileVersionMS, fixed.dwFileVersionLS),
-                                    std::tuple(fixed.dwProductVersionMS, fixed.dwProductVersionLS)}) {
-        EXPECT_EQ(DWORD{MAKELONG(0, 3)}, high);
-        EXPECT_EQ(DWORD{MAKELONG(0, 122)}, low);
-    }
+    EXPECT_EQ(DWORD{MAKELONG(0, 3)}, fixed.dwFileVersionMS);
+    EXPECT_EQ(DWORD{MAKELONG(0, 122)}, fixed.dwFileVersionLS);
+    EXPECT_EQ(DWORD{MAKELONG(0, 3)}, fixed.dwProductVersionMS);
+    EXPECT_EQ(DWORD{MAKELONG(0, 122)}, fixed.dwProductVersionLS);
     for (const wchar_t* name : {L"FileVersion", L"ProductVersion"}) {
         const std::wstring query = std::wstring(L"\\StringFileInfo\\040904B0\\") + name;
         ASSERT_TRUE(VerQueryValueW(block.data(), query.c_str(), &value, &length));

@@ -20,49 +20,27 @@ struct Parts
 {
     explicit Parts(const Module& fromModule) : module(fromModule) {}
 
-    HRESULT create(REFCLSID clsid, IUnknown** object) const
-    {
-        ComPtr<IClassFactory> factory;
-        const HRESULT result =
-            module.classObject(clsid, IID_IClassFactory, reinterpret_cast<void**>(factory.GetAddressOf()));
-        return FAILED(result) ? result
-                              : factory->CreateInstance(nullptr, IID_IUnknown, reinterpret_cast<void**>(object));
-    }
-    HRESULT createFilter() { return create(CLSID_ZarnowTSSource, filter.ReleaseAndGetAddressOf()); }
-    HRESULT createPage() { return create(CLSID_ZarnowTSProperties, page.ReleaseAndGetAddressOf()); }
+    HRESULT createFilter() { return module.create(CLSID_ZarnowTSSource, IID_PPV_ARGS(&filter)); }
+    HRESULT createPage() { return module.create(CLSID_ZarnowTSProperties, IID_PPV_ARGS(&page)); }
 
     template <class Interface>
-    ComPtr<Interface> of(REFIID iid) const
+    ComPtr<Interface> of() const
     {
-        return query<Interface>(filter.Get(), iid);
+        return query<Interface>(filter.Get());
     }
     ComPtr<IPin> pin() const
     {
         ComPtr<IPin> found;
-        EXPECT_HRESULT(S_OK, of<IBaseFilter>(IID_IBaseFilter)->FindPin(L"1", &found));
+        EXPECT_HRESULT(S_OK, filter->FindPin(L"1", &found));
         return found;
     }
-    HRESULT load() const { return of<IFileSourceFilter>(IID_IFileSourceFilter)->Load(kTwoProgramsSample, nullptr); }
-    DWORD programs() const
-    {
-        DWORD count = 0;
-        EXPECT_HRESULT(S_OK, of<ITarnwell>(IID_ITarnwell)->GetProgramCount(&count));
-        return count;
-    }
+    HRESULT load() const { return of<IFileSourceFilter>()->Load(kTwoProgramsSample, nullptr); }
     HRESULT connect()
     {
         if (!demultiplexer) {
             EXPECT_HRESULT(S_OK, demux::createDemultiplexer(&demultiplexer));
         }
         return pin()->Connect(findPin(*demultiplexer.Get(), PINDIR_INPUT).Get(), nullptr);
-    }
-    void release()
-    {
-        if (filter)
-            disconnect();
-        EXPECT_EQ(0U, page ? page.Reset() : 0);
-        EXPECT_EQ(0U, filter ? filter.Reset() : 0);
-        EXPECT_EQ(0U, demultiplexer ? demultiplexer.Reset() : 0);
     }
     void disconnect() const
     {
@@ -71,10 +49,18 @@ struct Parts
         pin()->Disconnect();
         findPin(*demultiplexer.Get(), PINDIR_INPUT)->Disconnect();
     }
+    void release()
+    {
+        if (filter)
+            disconnect();
+        EXPECT_EQ(0U, page.Reset());
+        EXPECT_EQ(0U, filter.Reset());
+        EXPECT_EQ(0U, demultiplexer.Reset());
+    }
 
     const Module& module;
-    ComPtr<IUnknown> filter;
-    ComPtr<IUnknown> page;
+    ComPtr<IBaseFilter> filter;
+    ComPtr<IPropertyPage> page;
     ComPtr<IBaseFilter> demultiplexer;
 };
 
@@ -97,17 +83,21 @@ void withConnection(Parts& parts)
     ASSERT_HRESULT(S_OK, parts.connect());
 }
 
+void stop(Parts& parts)
+{
+    EXPECT_HRESULT(S_OK, parts.filter->Stop());
+}
+
 /// Everything that is handed out as memory or as an object.
 HRESULT askForAll(Parts& parts)
 {
-    const auto filter = parts.of<IBaseFilter>(IID_IBaseFilter);
-    const auto tarnwell = parts.of<ITarnwell>(IID_ITarnwell);
+    const auto tarnwell = parts.of<ITarnwell>();
     const ComPtr<IPin> pin = parts.pin();
     HRESULT first = S_OK;
     const auto note = [&](HRESULT result) { first = first == S_OK ? result : first; };
 
     LPOLESTR text = nullptr;
-    note(parts.of<IFileSourceFilter>(IID_IFileSourceFilter)->GetCurFile(&text, nullptr));
+    note(parts.of<IFileSourceFilter>()->GetCurFile(&text, nullptr));
     CoTaskMemFree(text);
     note(pin->QueryId(&text));
     CoTaskMemFree(text);
@@ -121,46 +111,39 @@ HRESULT askForAll(Parts& parts)
     TarnwellVideoInfo video = {};
     note(tarnwell->GetVideoInfo(&video));
     CAUUID pages = {};
-    note(parts.of<ISpecifyPropertyPages>(IID_ISpecifyPropertyPages)->GetPages(&pages));
+    note(parts.of<ISpecifyPropertyPages>()->GetPages(&pages));
     CoTaskMemFree(pages.pElems);
     ComPtr<IEnumPins> pins;
-    note(filter->EnumPins(&pins));
+    note(parts.filter->EnumPins(&pins));
     ComPtr<IEnumPins> morePins;
     note(pins ? pins->Clone(&morePins) : E_OUTOFMEMORY);
     ComPtr<IEnumMediaTypes> types;
     note(pin->EnumMediaTypes(&types));
     AM_MEDIA_TYPE* type = nullptr;
     note(types ? types->Next(1, &type, nullptr) : E_OUTOFMEMORY);
-    if (type != nullptr)
-        DeleteMediaType(type);
-    note(filter->JoinFilterGraph(nullptr, L"a name"));
+    DeleteMediaType(type);
+    note(parts.filter->JoinFilterGraph(nullptr, L"a name"));
     return first;
 }
 
 HRESULT showPage(Parts& parts)
 {
-    static const HostWindow host;
-    FakeSite site;
-    HRESULT result = parts.createPage();
-    if (FAILED(result))
-        return result;
-    const auto page = query<IPropertyPage>(parts.page.Get(), IID_IPropertyPage);
-    IUnknown* object = parts.filter.Get();
-    const RECT place = {0, 0, 450, 300};
-    page->SetPageSite(&site);
-    EXPECT_HRESULT(S_OK, page->SetObjects(1, &object));
+    static PageFrame frame;
+    const HRESULT created = parts.createPage();
+    if (FAILED(created))
+        return created;
+    frame.page = parts.page;
     PROPPAGEINFO information = {};
-    result = page->GetPageInfo(&information);
+    const HRESULT described = frame.page->GetPageInfo(&information);
     CoTaskMemFree(information.pszTitle);
-    const HRESULT shown = page->Activate(host.handle(), &place, FALSE);
+    const HRESULT shown = frame.open(parts.filter.Get());
     if (SUCCEEDED(shown)) {
-        SendMessageA(GetWindow(host.handle(), GW_CHILD), WM_COMMAND, MAKEWPARAM(IDC_PROGRAMS, CBN_SELCHANGE), 0);
-        EXPECT_HRESULT(S_OK, page->Apply());
-        EXPECT_HRESULT(S_OK, page->Deactivate());
+        frame.command(IDC_PROGRAMS, CBN_SELCHANGE);
+        EXPECT_HRESULT(S_OK, frame.page->Apply());
     }
-    EXPECT_HRESULT(S_OK, page->SetObjects(0, nullptr));
-    EXPECT_HRESULT(S_OK, page->SetPageSite(nullptr));
-    return FAILED(result) ? result : shown;
+    EXPECT_HRESULT(SUCCEEDED(shown) ? S_OK : E_UNEXPECTED, frame.close());
+    frame.page.Reset();
+    return FAILED(described) ? described : shown;
 }
 
 struct Operation
@@ -256,11 +239,7 @@ TEST(FirstException, OfAThreadNeedsNoMemory)
 }
 
 const Operation kOperations[] = {
-    {"CreateFilter",
-     nothing,
-     [](Parts& parts) { return parts.createFilter(); },
-     [](Parts& parts) { EXPECT_EQ(0U, parts.filter ? parts.filter.Reset() : 0); },
-     {}},
+    {"CreateFilter", nothing, std::mem_fn(&Parts::createFilter), std::mem_fn(&Parts::release), {}},
     {"ReleaseFilter",
      withFilter,
      [](Parts& parts) {
@@ -270,44 +249,30 @@ const Operation kOperations[] = {
      withFilter,
      {},
      true},
-    {"CreatePage",
-     nothing,
-     [](Parts& parts) { return parts.createPage(); },
-     [](Parts& parts) { EXPECT_EQ(0U, parts.page ? parts.page.Reset() : 0); },
-     {}},
+    {"CreatePage", nothing, std::mem_fn(&Parts::createPage), std::mem_fn(&Parts::release), {}},
     {"ShowPage", withFile, showPage, [](Parts& parts) { parts.page.Reset(); }, {S_OK}},  // which then shows less
-    {"Load", withFilter, [](Parts& parts) { return parts.load(); }, nothing, {S_OK}},
+    {"Load", withFilter, std::mem_fn(&Parts::load), nothing, {S_OK}},
     {"SetBufferSize",
      withFile,
      [](Parts& parts) {
-         const ComPtr<ITarnwell> tarnwell = parts.of<ITarnwell>(IID_ITarnwell);
-         const HRESULT set = tarnwell->SetBufferSize(40'000);
+         const HRESULT set = parts.of<ITarnwell>()->SetBufferSize(40'000);
          return FAILED(set) ? set : parts.load();
      },
      nothing,
      {S_OK}},
     {"Connect",
      withFile,
-     [](Parts& parts) { return parts.connect(); },
-     [](Parts& parts) { parts.disconnect(); },
+     std::mem_fn(&Parts::connect),
+     std::mem_fn(&Parts::disconnect),
      {VFW_E_NO_ACCEPTABLE_TYPES, E_FAIL, S_OK}},  // a demultiplexer's pin that cannot be described is left out
     {"AskForAll", withFile, askForAll, nothing, {S_FALSE}},
     {"SelectProgramWhileConnected",
      withConnection,
-     [](Parts& parts) { return parts.of<ITarnwell>(IID_ITarnwell)->SelectProgram(1); },
+     [](Parts& parts) { return parts.of<ITarnwell>()->SelectProgram(1); },
      nothing,
      {S_OK}},
-    {"PauseAnew",
-     withFilter,
-     [](Parts& parts) { return parts.of<IBaseFilter>(IID_IBaseFilter)->Pause(); },
-     [](Parts& parts) { EXPECT_HRESULT(S_OK, parts.of<IBaseFilter>(IID_IBaseFilter)->Stop()); },
-     {},
-     true},
-    {"PauseConnected",
-     withConnection,
-     [](Parts& parts) { return parts.of<IBaseFilter>(IID_IBaseFilter)->Pause(); },
-     [](Parts& parts) { EXPECT_HRESULT(S_OK, parts.of<IBaseFilter>(IID_IBaseFilter)->Stop()); },
-     {E_FAIL, S_OK}},
+    {"PauseAnew", withFilter, [](Parts& parts) { return parts.filter->Pause(); }, stop, {}, true},
+    {"PauseConnected", withConnection, [](Parts& parts) { return parts.filter->Pause(); }, stop, {E_FAIL, S_OK}},
 };
 
 INSTANTIATE_TEST_SUITE_P(Module, AllocationTest, ::testing::ValuesIn(kOperations),

@@ -4,6 +4,7 @@
 
 #include "tests/windows/robustness/module_requests.h"
 #include "tests/windows/support/filter_fixture.h"
+#include "tests/windows/support/page_host.h"
 #include "tests/windows/support/resources_in_use.h"
 
 namespace zarnow::test {
@@ -11,6 +12,7 @@ namespace zarnow::test {
 namespace {
 
 constexpr int kRounds = 2000;
+constexpr int kPageRounds = 10;  // one in so many shows the page as well
 constexpr int kWarmUp = 100;
 constexpr SIZE_T kMemorySlack = 256 * 1024;  // 140 bytes for each round
 
@@ -28,7 +30,7 @@ protected:
     void SetUp() override {}
     void TearDown() override {}
 
-    void round(const std::wstring& path)
+    void round(const std::wstring& path, bool page)
     {
         FilterTest::SetUp();
         ASSERT_HRESULT(S_OK, load(path));
@@ -37,27 +39,40 @@ protected:
         play(sink);
         EXPECT_EQ(42U, sink.samples.size());
         disconnect(sink);
+        if (page)
+            showPage();
         FilterTest::TearDown();
     }
+    void showPage()
+    {
+        ASSERT_HRESULT(S_OK, module.create(CLSID_ZarnowTSProperties, IID_PPV_ARGS(&frame.page)));
+        EXPECT_HRESULT(S_OK, frame.open(filter.Get()));
+        frame.choose(0);
+        EXPECT_HRESULT(S_OK, frame.close());
+        EXPECT_EQ(nullptr, frame.dialog());
+        EXPECT_EQ(0U, frame.page.Reset());
+    }
+
+    PageFrame frame;
 };
 
 TEST_F(GrowthTest, TwoThousandRoundsLeaveNothing)
 {
     const ModuleRequests requests(module.handle());
     const TemporaryFile file(smallStream());
-    const std::wstring path = file.path().wstring();
     ResourcesInUse before = {};
     std::size_t blocksBefore = 0;
     for (int number = 1; number <= kRounds && !HasFailure(); ++number) {
-        round(path);
-        if (number != kWarmUp)
-            continue;
-        before = resourcesInUse();
-        blocksBefore = requests.blocksInUse();
+        round(file.path().wstring(), number % kPageRounds == 0);
+        if (number == kWarmUp) {
+            before = resourcesInUse();
+            blocksBefore = requests.blocksInUse();
+        }
     }
     const ResourcesInUse after = resourcesInUse();
     show(kWarmUp, before, blocksBefore);
     show(kRounds, after, requests.blocksInUse());
+    EXPECT_TRUE(before.gdi != 0 && before.user != 0 && before.handles != 0) << "nothing was counted";
     EXPECT_EQ(blocksBefore, requests.blocksInUse());
     EXPECT_EQ(before.threads, after.threads);
     EXPECT_GE(before.handles + 5, after.handles);  // the system opens some of its own now and then
@@ -70,8 +85,8 @@ TEST(UnloadTest, TheModuleIsGoneWhenItsLastUserIs)
 {
     {
         const Module module;
-        const ComPtr<IUnknown> filter = module.create(CLSID_ZarnowTSSource);
-        const auto source = query<IFileSourceFilter>(filter.Get(), IID_IFileSourceFilter);
+        ComPtr<IFileSourceFilter> source;
+        ASSERT_HRESULT(S_OK, module.create(CLSID_ZarnowTSSource, IID_PPV_ARGS(&source)));
         EXPECT_HRESULT(S_OK, source->Load(kMpeg2Sample, nullptr));
         EXPECT_HRESULT(S_FALSE, module.canUnload());
     }

@@ -1,20 +1,17 @@
 // Files beyond 2 and 4 GiB. Moves in the file are 32 bits wide; what lies further is reached by reading on.
 
+#include <fstream>
+#include <thread>
+
 #include "tests/windows/robustness/module_requests.h"
-#include "tests/windows/robustness/sparse_file.h"
 #include "tests/windows/support/filter_fixture.h"
 
 namespace zarnow::test {
 
 namespace {
 
+constexpr std::int64_t kGiB = std::int64_t{1} << 30;
 constexpr ULONGLONG kAtOnce = 2000;  // ms; reading through the gap takes a minute or two
-
-Data sampleStream()
-{
-    const std::vector<BYTE> bytes = contentOf(kMpeg2Sample);
-    return {bytes.begin(), bytes.end()};
-}
 
 /// The file that the module has opened last.
 HANDLE openedFile = INVALID_HANDLE_VALUE;
@@ -25,128 +22,127 @@ HANDLE WINAPI notedCreateFileW(const wchar_t* name, DWORD access, DWORD sharing,
     return openedFile = CreateFileW(name, access, sharing, security, creation, flags, like);
 }
 
+/// Writes behind a hole, which takes no space where the file system knows them.
+void writeAt(const TemporaryFile& file, std::int64_t offset, const Data& data)
+{
+    std::fstream stream(file.path(), std::ios::binary | std::ios::in | std::ios::out);
+    stream.seekp(offset);
+    stream.write(reinterpret_cast<const char*>(data.data()), static_cast<std::streamsize>(data.size()));
+    EXPECT_TRUE(stream.flush());
+}
+
 }  // namespace
 
 class LargeFileTest : public FilterTest
 {
 protected:
-    double duration() const
+    /// A file with the stream at its start and at `second`.
+    void loadTwice(std::int64_t second)
     {
-        double seconds = -1.0;
-        EXPECT_HRESULT(S_OK, position->get_Duration(&seconds));
-        return seconds;
-    }
-    static bool waitForSamples(const SinkFilter& sink, std::size_t count)
-    {
+        writeAt(file, second, stream);
         const ULONGLONG begin = GetTickCount64();
-        while (sink.count < count && GetTickCount64() - begin < 10'000)
-            Sleep(1);
-        return sink.count >= count;
-    }
-    void run(SinkFilter& sink) const
-    {
-        ASSERT_HRESULT(S_OK, sink.Run(0));
-        ASSERT_HRESULT(S_OK, filter->Run(0));
-    }
-    void stop(SinkFilter& sink) const
-    {
-        const ULONGLONG begin = GetTickCount64();
-        EXPECT_HRESULT(S_OK, filter->Stop());
+        ASSERT_HRESULT(S_OK, load(file.path().wstring()));
         EXPECT_GT(kAtOnce, GetTickCount64() - begin);
-        EXPECT_HRESULT(S_OK, sink.Stop());
-    }
-};
-
-TEST_F(LargeFileTest, AGapOfGigabytesHoldsUpNothing)
-{
-    struct
-    {
-        std::int64_t end;
-        double duration;  // the end beyond 4 GiB is out of reach
-    } const cases[] = {{2 * kGiB + 100'000'000, 2.92}, {4 * kGiB + 200'000'000, 0.0}};
-    const Data stream = sampleStream();
-    const std::size_t packets = stream.size() / kPacket;
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.end);
-        const SparseFile file({{0, stream}, {c.end, stream}});
-        const ULONGLONG begin = GetTickCount64();
-        ASSERT_HRESULT(S_OK, load(file.path()));
-        EXPECT_GT(kAtOnce, GetTickCount64() - begin);
-        EXPECT_DOUBLE_EQ(c.duration, duration());
-        SinkFilter sink;
         ASSERT_HRESULT(S_OK, connect(sink));
-        run(sink);
-        ASSERT_TRUE(waitForSamples(sink, packets));
-        for (const double seconds : {2.2e3, 4.4e3, 1.0e9})
-            EXPECT_HRESULT(S_OK, position->put_CurrentPosition(seconds));  // remembered only
-        Sleep(50);
-        EXPECT_EQ(packets, sink.count);
-        // Kept: a rewind that comes between the reads of a worker in search of the next packet may get lost.
-        for (int attempt = 0; sink.count < 2 * packets && attempt < 100; ++attempt) {
-            EXPECT_HRESULT(S_OK, position->put_CurrentPosition(0.0));
-            Sleep(100);
-        }
-        EXPECT_LE(2 * packets, sink.count);
+    }
+    void stopAtOnce()
+    {
+        const ULONGLONG begin = GetTickCount64();
         stop(sink);
-        EXPECT_EQ(0, sink.endsOfStream) << "a stop is not the end of the stream";
-        const std::size_t before = sink.count;
-        run(sink);
-        ASSERT_TRUE(waitForSamples(sink, before + packets));
-        stop(sink);
-        const std::vector<BYTE> delivered = sink.allBytes();
-        EXPECT_TRUE(std::equal(stream.rbegin(), stream.rend(), delivered.rbegin()))
-            << "it starts from the first packet";
+        EXPECT_GT(kAtOnce, GetTickCount64() - begin);
+    }
+    void leave()
+    {
         disconnect(sink);
         load(kMpeg2Sample);  // lets the file go
     }
+
+    const Data stream = contentOf(kMpeg2Sample);
+    const std::size_t packets = stream.size() / kPacket;
+    const TemporaryFile file{stream};
+    SinkFilter sink;
+};
+
+class GapTest : public LargeFileTest, public ::testing::WithParamInterface<std::pair<std::int64_t, double>>
+{
+};
+
+TEST_P(GapTest, HoldsUpNothing)
+{
+    const auto [second, expectedDuration] = GetParam();
+    ASSERT_NO_FATAL_FAILURE(loadTwice(second));
+    double duration = -1.0;
+    EXPECT_HRESULT(S_OK, position->get_Duration(&duration));
+    EXPECT_DOUBLE_EQ(expectedDuration, duration);
+    run(sink);
+    ASSERT_TRUE(sink.waitForSamples(packets));
+    for (const double seconds : {2.2e3, 4.4e3, 1.0e9})
+        EXPECT_HRESULT(S_OK, position->put_CurrentPosition(seconds));  // remembered only
+    Sleep(50);
+    EXPECT_EQ(packets, sink.count);
+    // Kept: a rewind that comes between the reads of a worker in search of the next packet may get lost.
+    for (int attempt = 0; sink.count < 2 * packets && attempt < 100; ++attempt) {
+        EXPECT_HRESULT(S_OK, position->put_CurrentPosition(0.0));
+        Sleep(100);
+    }
+    EXPECT_LE(2 * packets, sink.count);
+    stopAtOnce();
+    EXPECT_EQ(0, sink.endsOfStream) << "a stop is not the end of the stream";
+    const std::size_t before = sink.count;
+    run(sink);
+    ASSERT_TRUE(sink.waitForSamples(before + packets));
+    stopAtOnce();
+    const Data delivered = sink.allBytes();
+    EXPECT_TRUE(std::equal(stream.rbegin(), stream.rend(), delivered.rbegin())) << "it starts from the first packet";
+    leave();
 }
+
+INSTANTIATE_TEST_SUITE_P(To, GapTest,
+                         ::testing::Values(std::pair(2 * kGiB + 100'000'000, 2.92),
+                                           std::pair(4 * kGiB + 200'000'000, 0.0)));  // out of reach from the end
 
 TEST_F(LargeFileTest, TheFilterGoesWhileItsWorkerIsInTheGap)
 {
-    const Data stream = sampleStream();
-    const SparseFile file({{0, stream}, {2 * kGiB, stream}});
-    ASSERT_HRESULT(S_OK, load(file.path()));
-    SinkFilter sink;
-    ASSERT_HRESULT(S_OK, connect(sink));
+    ASSERT_NO_FATAL_FAILURE(loadTwice(2 * kGiB));
     run(sink);
-    ASSERT_TRUE(waitForSamples(sink, stream.size() / kPacket));
+    ASSERT_TRUE(sink.waitForSamples(packets));
     Sleep(50);
-    sink.Stop();
-    sink.input.Disconnect();  // so that nobody but the owner holds the filter
-    position.Reset();
-    tarnwell.Reset();
-    source.Reset();
-    pin.Reset();
+    loseDownstream(sink);  // so that nobody but the owner holds the filter
     const ULONGLONG begin = GetTickCount64();
-    EXPECT_EQ(0U, filter.Reset());
+    EXPECT_EQ(0U, releaseFilter());
     EXPECT_GT(kAtOnce, GetTickCount64() - begin);
     EXPECT_EQ(1, sink.references());
+}
+
+TEST_F(LargeFileTest, TheFilterGoesWhileAScanIsOnAnotherThread)
+{
+    const TemporaryFile endless(join({patPacket({{1, 0x100}}), nullPackets(1000)}));  // the map never comes
+    writeAt(endless, 20 * kGiB, {0});
+    const std::wstring path = endless.path().wstring();
+    std::thread loader([borrowed = source.Get(), &path] { borrowed->Load(path.c_str(), nullptr); });
+    Sleep(100);
+    const ULONGLONG begin = GetTickCount64();
+    EXPECT_EQ(0U, releaseFilter());
+    EXPECT_GT(kAtOnce, GetTickCount64() - begin);
+    loader.join();
 }
 
 TEST_F(LargeFileTest, ReadsOnAcross4GiB)
 {
     const ImportPatch noteHandle(module.handle(), "CreateFileW", reinterpret_cast<void*>(notedCreateFileW));
-    const Data stream = sampleStream();
-    const std::int64_t second = 4 * kGiB - 1000 * static_cast<std::int64_t>(kPacket) - 60;
-    const SparseFile file({{0, stream}, {second, stream}});
-    ASSERT_HRESULT(S_OK, load(file.path()));
-    SinkFilter sink;
+    LARGE_INTEGER second = {};
+    second.QuadPart = 4 * kGiB - 1000 * static_cast<std::int64_t>(kPacket) - 60;
+    ASSERT_NO_FATAL_FAILURE(loadTwice(second.QuadPart));
     sink.blockUntil = CreateEventW(nullptr, TRUE, FALSE, nullptr);
-    ASSERT_HRESULT(S_OK, connect(sink));
     run(sink);
-    ASSERT_EQ(WAIT_OBJECT_0, WaitForSingleObject(sink.receiving, 10'000));
-    LARGE_INTEGER there = {};
-    there.QuadPart = second;
-    ASSERT_TRUE(SetFilePointerEx(openedFile, there, nullptr, FILE_BEGIN));  // no call of the filter's leads there
+    ASSERT_TRUE(sink.waitForFirst());
+    ASSERT_TRUE(SetFilePointerEx(openedFile, second, nullptr, FILE_BEGIN));  // no call of the filter's leads there
     SetEvent(sink.blockUntil);
     ASSERT_TRUE(sink.waitForEnd());
-    stop(sink);
-    const Data firstPacket = firstBytes(stream, kPacket);
-    const std::vector<BYTE> delivered = sink.allBytes();
-    EXPECT_EQ(join({firstPacket, stream}), Data(delivered.begin(), delivered.end()));
-    disconnect(sink);
+    stopAtOnce();
+    EXPECT_EQ(join({firstBytes(stream, kPacket), stream}), sink.allBytes());
     CloseHandle(sink.blockUntil);
-    load(kMpeg2Sample);
+    leave();
 }
 
 }  // namespace zarnow::test

@@ -4,7 +4,7 @@
 #include <cstring>
 #include <mutex>
 #include <new>
-#include <string>
+#include <type_traits>
 #include <unordered_set>
 #include <utility>
 
@@ -92,80 +92,40 @@ Function original(const wchar_t* library, const char* name)
     return reinterpret_cast<Function>(reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(library), name)));
 }
 
-const auto realCoTaskMemAlloc = original<decltype(&CoTaskMemAlloc)>(L"ole32.dll", "CoTaskMemAlloc");
+const auto realMalloc = &std::malloc;
+const auto realCalloc = &std::calloc;
+const auto realFree = &std::free;
+const auto realCoTaskMemAlloc = &CoTaskMemAlloc;
 const auto realCoTaskMemFree = original<decltype(&CoTaskMemFree)>(L"ole32.dll", "CoTaskMemFree");
+const auto realSysAllocString = &SysAllocString;
 const auto realSysFreeString = original<decltype(&SysFreeString)>(L"oleaut32.dll", "SysFreeString");
+const auto realVirtualAlloc = &VirtualAlloc;
+const auto realVirtualFree = &VirtualFree;
+const auto realCreateEvent = &CreateEventW;
+const auto realCreateSemaphore = &CreateSemaphoreW;
+const auto realCreateThread = &CreateThread;
+const auto realCreateDialogParam = &CreateDialogParamW;
 
-void* countedMalloc(std::size_t size)
+/// What stands in for such a function, with the function's own arguments.
+template <auto& real, class Function = std::remove_cvref_t<decltype(real)>>
+struct StandIn;
+template <auto& real, class Result, class First, class... Rest>
+struct StandIn<real, Result(WINAPI*)(First, Rest...)>
 {
-    return refused() ? nullptr : taken(std::malloc(size));
-}
+    static Result WINAPI memory(First first, Rest... rest)
+    {
+        return refused() ? nullptr : static_cast<Result>(taken(real(first, rest...)));
+    }
+    static Result WINAPI object(First first, Rest... rest) { return refused() ? nullptr : real(first, rest...); }
+    static Result WINAPI release(First block, Rest... rest)
+    {
+        return real(static_cast<First>(givenBack(block)), rest...);
+    }
+};
 
-void* countedCalloc(std::size_t count, std::size_t size)
-{
-    return refused() ? nullptr : taken(std::calloc(count, size));
-}
-
-void* countedRealloc(void* block, std::size_t size)
+void* reallocated(void* block, std::size_t size)
 {
     return refused() ? nullptr : taken(std::realloc(givenBack(block), size));
-}
-
-void countedFree(void* block)
-{
-    std::free(givenBack(block));
-}
-
-void* WINAPI countedCoTaskMemAlloc(SIZE_T size)
-{
-    return refused() ? nullptr : taken(realCoTaskMemAlloc(size));
-}
-
-void WINAPI countedCoTaskMemFree(void* block)
-{
-    realCoTaskMemFree(givenBack(block));
-}
-
-BSTR WINAPI countedSysAllocString(const OLECHAR* text)
-{
-    return refused() ? nullptr : static_cast<BSTR>(taken(SysAllocString(text)));
-}
-
-void WINAPI countedSysFreeString(BSTR text)
-{
-    realSysFreeString(static_cast<BSTR>(givenBack(text)));
-}
-
-void* WINAPI countedVirtualAlloc(void* address, SIZE_T size, DWORD type, DWORD protection)
-{
-    return refused() ? nullptr : taken(VirtualAlloc(address, size, type, protection));
-}
-
-BOOL WINAPI countedVirtualFree(void* address, SIZE_T size, DWORD type)
-{
-    return VirtualFree(givenBack(address), size, type);
-}
-
-HANDLE WINAPI countedCreateEventW(SECURITY_ATTRIBUTES* security, BOOL manual, BOOL state, const wchar_t* name)
-{
-    return refused() ? nullptr : CreateEventW(security, manual, state, name);
-}
-
-HANDLE WINAPI countedCreateSemaphoreW(SECURITY_ATTRIBUTES* security, LONG initial, LONG maximum, const wchar_t* name)
-{
-    return refused() ? nullptr : CreateSemaphoreW(security, initial, maximum, name);
-}
-
-HANDLE WINAPI countedCreateThread(SECURITY_ATTRIBUTES* security, SIZE_T stack, LPTHREAD_START_ROUTINE start,
-                                  void* parameter, DWORD flags, DWORD* id)
-{
-    return refused() ? nullptr : CreateThread(security, stack, start, parameter, flags, id);
-}
-
-HWND WINAPI countedCreateDialogParamW(HINSTANCE instance, const wchar_t* name, HWND parent, DLGPROC procedure,
-                                      LPARAM parameter)
-{
-    return refused() ? nullptr : CreateDialogParamW(instance, name, parent, procedure, parameter);
 }
 
 template <class Function>
@@ -185,11 +145,6 @@ ImportPatch::ImportPatch(HMODULE module, const char* function, void* replacement
     write(entry_, replacement);
 }
 
-ImportPatch::ImportPatch(ImportPatch&& other) noexcept
-    : entry_(std::exchange(other.entry_, nullptr)), original_(other.original_)
-{
-}
-
 ImportPatch::~ImportPatch()
 {
     if (entry_ != nullptr)
@@ -207,27 +162,27 @@ void ImportPatch::write(void** entry, void* function)
 ModuleRequests::ModuleRequests(HMODULE module)
 {
     const std::pair<const char*, void*> replacements[] = {
-        {"malloc", asPointer(countedMalloc)},
-        {"calloc", asPointer(countedCalloc)},
-        {"realloc", asPointer(countedRealloc)},
-        {"free", asPointer(countedFree)},
-        {"CoTaskMemAlloc", asPointer(countedCoTaskMemAlloc)},
-        {"CoTaskMemFree", asPointer(countedCoTaskMemFree)},
-        {"SysAllocString", asPointer(countedSysAllocString)},
-        {"SysFreeString", asPointer(countedSysFreeString)},
-        {"VirtualAlloc", asPointer(countedVirtualAlloc)},
-        {"VirtualFree", asPointer(countedVirtualFree)},
-        {"CreateEventW", asPointer(countedCreateEventW)},
-        {"CreateSemaphoreW", asPointer(countedCreateSemaphoreW)},
-        {"CreateThread", asPointer(countedCreateThread)},
-        {"CreateDialogParamW", asPointer(countedCreateDialogParamW)},
+        {"malloc", asPointer(StandIn<realMalloc>::memory)},
+        {"calloc", asPointer(StandIn<realCalloc>::memory)},
+        {"realloc", asPointer(reallocated)},
+        {"free", asPointer(StandIn<realFree>::release)},
+        {"CoTaskMemAlloc", asPointer(StandIn<realCoTaskMemAlloc>::memory)},
+        {"CoTaskMemFree", asPointer(StandIn<realCoTaskMemFree>::release)},
+        {"SysAllocString", asPointer(StandIn<realSysAllocString>::memory)},
+        {"SysFreeString", asPointer(StandIn<realSysFreeString>::release)},
+        {"VirtualAlloc", asPointer(StandIn<realVirtualAlloc>::memory)},
+        {"VirtualFree", asPointer(StandIn<realVirtualFree>::release)},
+        {"CreateEventW", asPointer(StandIn<realCreateEvent>::object)},
+        {"CreateSemaphoreW", asPointer(StandIn<realCreateSemaphore>::object)},
+        {"CreateThread", asPointer(StandIn<realCreateThread>::object)},
+        {"CreateDialogParamW", asPointer(StandIn<realCreateDialogParam>::object)},
     };
     for (const auto& [name, function] : replacements)
         patches_.emplace_back(module, name, function);
     // What is handed out is freed by the receiver: the tests and their filters.
     const HMODULE program = GetModuleHandleW(nullptr);
-    patches_.emplace_back(program, "CoTaskMemFree", asPointer(countedCoTaskMemFree));
-    patches_.emplace_back(program, "SysFreeString", asPointer(countedSysFreeString));
+    patches_.emplace_back(program, "CoTaskMemFree", asPointer(StandIn<realCoTaskMemFree>::release));
+    patches_.emplace_back(program, "SysFreeString", asPointer(StandIn<realSysFreeString>::release));
 }
 
 ModuleRequests::~ModuleRequests()

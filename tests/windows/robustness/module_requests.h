@@ -4,7 +4,7 @@
 
 #include <windows.h>
 
-#include <vector>
+#include <list>
 
 namespace zarnow::test {
 
@@ -14,8 +14,8 @@ class ImportPatch
 public:
     /// A module that does not import the function is left alone.
     ImportPatch(HMODULE module, const char* function, void* replacement);
-    ImportPatch(ImportPatch&& other) noexcept;
-    ImportPatch& operator=(ImportPatch&&) = delete;
+    ImportPatch(const ImportPatch&) = delete;
+    ImportPatch& operator=(const ImportPatch&) = delete;
     ~ImportPatch();
 
 private:
@@ -44,7 +44,7 @@ public:
     std::size_t blocksInUse() const;
 
 private:
-    std::vector<ImportPatch> patches_;
+    std::list<ImportPatch> patches_;
 };
 
 }  // namespace zarnow::test

@@ -1,11 +1,13 @@
 #include "tests/windows/support/filter_fixture.h"
 
+#include "tests/windows/support/framework_test.h"
+
 #include <fstream>
 #include <iterator>
 
 namespace zarnow::test {
 
-std::vector<BYTE> contentOf(const std::filesystem::path& path)
+Data contentOf(const std::filesystem::path& path)
 {
     std::ifstream file(path, std::ios::binary);
     return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
@@ -19,9 +21,7 @@ Data smallStream()
 
 void FilterTest::SetUp()
 {
-    ComPtr<IClassFactory> factory;
-    ASSERT_HRESULT(S_OK, module.classObject(CLSID_ZarnowTSSource, IID_PPV_ARGS(&factory)));
-    ASSERT_HRESULT(S_OK, factory->CreateInstance(nullptr, IID_PPV_ARGS(&filter)));
+    ASSERT_HRESULT(S_OK, module.create(CLSID_ZarnowTSSource, IID_PPV_ARGS(&filter)));
     ASSERT_HRESULT(S_OK, filter->FindPin(L"1", &pin));
     source = query<IFileSourceFilter>(filter.Get());
     tarnwell = query<ITarnwell>(filter.Get());
@@ -30,32 +30,23 @@ void FilterTest::SetUp()
 
 void FilterTest::TearDown()
 {
+    EXPECT_EQ(0U, releaseFilter());
+    EXPECT_HRESULT(S_OK, module.canUnload());
+}
+
+ULONG FilterTest::releaseFilter()
+{
     position.Reset();
     tarnwell.Reset();
     source.Reset();
     pin.Reset();
-    if (filter) {
-        EXPECT_EQ(0U, filter.Reset());
-    }
-    EXPECT_HRESULT(S_OK, module.canUnload());
-}
-
-HRESULT FilterTest::load(const std::wstring& path)
-{
-    return source->Load(path.c_str(), nullptr);
-}
-
-HRESULT FilterTest::connect(SinkFilter& sink)
-{
-    return pin->Connect(&sink.input, nullptr);
+    return filter.Reset();
 }
 
 HRESULT FilterTest::connectUnanalysed(SinkFilter& sink)
 {
-    AM_MEDIA_TYPE type = {};
-    type.majortype = MEDIATYPE_Stream;
-    type.subtype = MEDIASUBTYPE_MPEG2_TRANSPORT;
-    type.formattype = FORMAT_None;
+    CMediaType type = transportStreamType();
+    type.SetFormatType(&FORMAT_None);  // so that it is complete
     return pin->Connect(&sink.input, &type);
 }
 
@@ -66,13 +57,23 @@ void FilterTest::disconnect(SinkFilter& sink)
     EXPECT_EQ(1, sink.references());
 }
 
-void FilterTest::play(SinkFilter& sink)
+void FilterTest::run(SinkFilter& sink)
 {
     EXPECT_HRESULT(S_OK, sink.Run(0));
     EXPECT_HRESULT(S_OK, filter->Run(0));
-    EXPECT_TRUE(sink.waitForEnd());
-    EXPECT_HRESULT(S_OK, sink.Stop());
+}
+
+void FilterTest::stop(SinkFilter& sink)
+{
     EXPECT_HRESULT(S_OK, filter->Stop());
+    EXPECT_HRESULT(S_OK, sink.Stop());
+}
+
+void FilterTest::play(SinkFilter& sink)
+{
+    run(sink);
+    EXPECT_TRUE(sink.waitForEnd());
+    stop(sink);
 }
 
 std::wstring FilterTest::currentFile()
@@ -82,6 +83,15 @@ std::wstring FilterTest::currentFile()
     std::wstring result = name != nullptr ? name : L"(null)";
     CoTaskMemFree(name);
     return result;
+}
+
+DWORD FilterTest::currentProgram()
+{
+    DWORD index = 0xFFFF;
+    WORD number = 0;
+    WORD pmtPid = 0;
+    EXPECT_HRESULT(S_OK, tarnwell->GetCurrentProgram(&index, &number, &pmtPid));
+    return index;
 }
 
 }  // namespace zarnow::test

@@ -17,7 +17,7 @@
 
 namespace zarnow::test {
 
-std::vector<BYTE> contentOf(const std::filesystem::path& path);
+Data contentOf(const std::filesystem::path& path);
 
 /// Enough of a stream to be analysed and played: 42 packets.
 Data smallStream();
@@ -29,15 +29,30 @@ protected:
     void SetUp() override;
     void TearDown() override;
 
-    HRESULT load(const std::wstring& path);
+    /// The test's references go. @return how many are left
+    ULONG releaseFilter();
+
+    HRESULT load(const std::wstring& path) { return source->Load(path.c_str(), nullptr); }
     /// Connects without a type, or with the transport-stream type when the sink proposes it.
-    HRESULT connect(SinkFilter& sink);
+    HRESULT connect(SinkFilter& sink) { return pin->Connect(&sink.input, nullptr); }
     /// Connects with the transport-stream type whatever the file is.
     HRESULT connectUnanalysed(SinkFilter& sink);
     void disconnect(SinkFilter& sink);
+    /// The sink lets go of the connection; the filter does not know.
+    static void loseDownstream(SinkFilter& sink)
+    {
+        sink.Stop();
+        sink.input.Disconnect();
+    }
+
+    void run(SinkFilter& sink);
+    void stop(SinkFilter& sink);
     /// From the first packet to the end of the stream.
     void play(SinkFilter& sink);
+
     std::wstring currentFile();
+    /// Its index; a failure of the test when there is none.
+    DWORD currentProgram();
 
     Module module;
     ComPtr<IBaseFilter> filter;

@@ -29,15 +29,11 @@ HRESULT Module::classObject(REFCLSID clsid, REFIID iid, void** object) const
     return reinterpret_cast<Function>(reinterpret_cast<void*>(entry("DllGetClassObject")))(clsid, iid, object);
 }
 
-ComPtr<IUnknown> Module::create(REFCLSID clsid) const
+HRESULT Module::create(REFCLSID clsid, REFIID iid, void** object) const
 {
     ComPtr<IClassFactory> factory;
-    ComPtr<IUnknown> object;
-    EXPECT_HRESULT(S_OK, classObject(clsid, IID_PPV_ARGS(&factory)));
-    if (factory) {
-        EXPECT_HRESULT(S_OK, factory->CreateInstance(nullptr, IID_PPV_ARGS(&object)));
-    }
-    return object;
+    const HRESULT result = classObject(clsid, IID_PPV_ARGS(&factory));
+    return SUCCEEDED(result) ? factory->CreateInstance(nullptr, iid, object) : result;
 }
 
 HRESULT Module::call(const char* entryPoint) const

@@ -27,8 +27,7 @@ public:
 
     HMODULE handle() const { return module_; }
     HRESULT classObject(REFCLSID clsid, REFIID iid, void** object) const;
-    /// An object of the module by its class object; null after a failure, which is one of the test.
-    ComPtr<IUnknown> create(REFCLSID clsid) const;
+    HRESULT create(REFCLSID clsid, REFIID iid, void** object) const;
     HRESULT canUnload() const;
     HRESULT call(const char* entryPoint) const;
 

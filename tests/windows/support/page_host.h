@@ -4,6 +4,7 @@
 
 #include <windows.h>
 #include <ocidl.h>
+#include <wrl/client.h>
 
 #include <vector>
 
@@ -25,16 +26,29 @@ public:
     ULONG references = 1;
 };
 
-/// A visible top-level window.
-class HostWindow
+/// A property frame with one page, in a visible window.
+class PageFrame
 {
 public:
-    HostWindow();
-    HostWindow(const HostWindow&) = delete;
-    HostWindow& operator=(const HostWindow&) = delete;
-    ~HostWindow();
+    PageFrame();
+    PageFrame(const PageFrame&) = delete;
+    PageFrame& operator=(const PageFrame&) = delete;
+    ~PageFrame();
 
-    HWND handle() const { return window_; }
+    /// Gives the page its site and the object, and shows it. @return the first failure
+    HRESULT open(IUnknown* object);
+    HRESULT close();
+
+    HWND window() const { return window_; }
+    HWND dialog() const { return GetWindow(window_, GW_CHILD); }
+    HWND control(int id) const { return GetDlgItem(dialog(), id); }
+
+    /// As the user does it: the list's position, then its notification.
+    void choose(int position);
+    void command(int id, WORD notification);
+
+    FakeSite site;
+    Microsoft::WRL::ComPtr<IPropertyPage> page;
 
 private:
     HWND window_;

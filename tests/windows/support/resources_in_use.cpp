@@ -8,14 +8,14 @@ namespace zarnow::test {
 
 namespace {
 
-constexpr std::uintptr_t kIndexes = 0x10000;  // of GDI and USER handles
+constexpr std::uintptr_t kLastHandle = 0x10000;
 
 template <class Handle, class Exists>
-DWORD countBy(Exists exists)
+DWORD countBy(Exists exists, std::uintptr_t step = 1)
 {
     DWORD count = 0;
-    for (std::uintptr_t index = 1; index < kIndexes; ++index)
-        count += exists(reinterpret_cast<Handle>(index)) ? 1 : 0;
+    for (std::uintptr_t value = step; value < kLastHandle; value += step)
+        count += exists(reinterpret_cast<Handle>(value)) ? 1 : 0;
     return count;
 }
 
@@ -35,11 +35,11 @@ DWORD kernelHandles()
 {
     DWORD count = 0;
     GetProcessHandleCount(GetCurrentProcess(), &count);
-    if (count != 0)
-        return count;
-    const HANDLE next = CreateEventW(nullptr, FALSE, FALSE, nullptr);
-    CloseHandle(next);
-    return static_cast<DWORD>(reinterpret_cast<std::uintptr_t>(next) / sizeof(DWORD));
+    const auto exists = [](HANDLE handle) {
+        DWORD flags = 0;
+        return GetHandleInformation(handle, &flags);
+    };
+    return count != 0 ? count : countBy<HANDLE>(exists, sizeof(DWORD));
 }
 
 DWORD threads()

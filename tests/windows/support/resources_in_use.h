@@ -15,8 +15,7 @@ struct ResourcesInUse
     SIZE_T memory;  ///< bytes committed and not shared
 };
 
-/// Where the system's own counters are empty (Wine 8), objects are counted by asking for each possible handle, and
-/// kernel handles by the value of the next one.
+/// Where the system's own counters are empty (Wine 8), objects are counted by asking for each possible handle.
 ResourcesInUse resourcesInUse();
 
 }  // namespace zarnow::test

@@ -21,6 +21,18 @@ Received::Received(IMediaSample& sample)
     }
 }
 
+STDMETHODIMP TestAllocator::SetProperties(ALLOCATOR_PROPERTIES* request, ALLOCATOR_PROPERTIES* actual)
+{
+    ALLOCATOR_PROPERTIES granted = *request;
+    granted.cbBuffer = std::min(granted.cbBuffer, mostBytes);
+    return FAILED(propertiesResult) ? propertiesResult : CMemAllocator::SetProperties(&granted, actual);
+}
+
+STDMETHODIMP TestAllocator::GetBuffer(IMediaSample** sample, REFERENCE_TIME* begin, REFERENCE_TIME* end, DWORD flags)
+{
+    return FAILED(bufferResult) ? bufferResult : CMemAllocator::GetBuffer(sample, begin, end, flags);
+}
+
 SinkInputPin::SinkInputPin(SinkFilter& sink, CCritSec* pinLock, HRESULT* result)
     : CBaseInputPin(nullptr, &sink, pinLock, result, L"In"), sink_(sink)
 {
@@ -44,11 +56,6 @@ STDMETHODIMP SinkInputPin::ReceiveConnection(IPin* connector, const AM_MEDIA_TYP
 HRESULT SinkInputPin::GetMediaType(int position, CMediaType* type)
 {
     const auto index = static_cast<std::size_t>(position);
-    if (sink_.proposesTransport && position == 0) {
-        type->SetType(&MEDIATYPE_Stream);
-        type->SetSubtype(&MEDIASUBTYPE_MPEG2_TRANSPORT);
-        return S_OK;
-    }
     return index < sink_.proposes.size() ? type->Set(sink_.proposes[index]) : VFW_S_NO_MORE_ITEMS;
 }
 
@@ -81,6 +88,8 @@ STDMETHODIMP SinkInputPin::NotifyAllocator(IMemAllocator* allocator, BOOL readOn
 
 STDMETHODIMP SinkInputPin::Receive(IMediaSample* sample)
 {
+    if (sink_.receive)
+        return sink_.receive(sample);
     const HRESULT result = CBaseInputPin::Receive(sample);
     if (result != S_OK)
         return result;

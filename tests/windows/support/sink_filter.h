@@ -30,6 +30,23 @@ struct Received
     std::optional<DWORD> newSampleSize;  ///< lSampleSize of a media type that came with the sample
 };
 
+/// For a sink to offer: behaves as it is told. Lives on the test's stack.
+class TestAllocator final : public CMemAllocator
+{
+public:
+    TestAllocator() : CMemAllocator(nullptr, nullptr, &created) { AddRef(); }
+    STDMETHODIMP SetProperties(ALLOCATOR_PROPERTIES* request, ALLOCATOR_PROPERTIES* actual) override;
+    STDMETHODIMP Commit() override { return FAILED(commitResult) ? commitResult : CMemAllocator::Commit(); }
+    STDMETHODIMP GetBuffer(IMediaSample** sample, REFERENCE_TIME* begin, REFERENCE_TIME* end, DWORD flags) override;
+    LONG references() const { return m_cRef; }
+
+    HRESULT created = S_OK;
+    HRESULT propertiesResult = S_OK;
+    HRESULT commitResult = S_OK;
+    HRESULT bufferResult = S_OK;
+    long mostBytes = 0x7FFFFFFF;  ///< that a buffer gets
+};
+
 class SinkFilter;
 
 class SinkInputPin final : public CBaseInputPin
@@ -67,6 +84,7 @@ public:
 
     LONG references() const { return m_cRef; }
     bool waitForEnd() const { return WaitForSingleObject(ended, 20'000) == WAIT_OBJECT_0; }
+    bool waitForFirst() const { return WaitForSingleObject(receiving, 10'000) == WAIT_OBJECT_0; }
     bool waitForSamples(std::size_t atLeast) const;
     std::vector<BYTE> allBytes() const;
     /// Whether a sample carried a time, a sync point or a discontinuity.
@@ -80,8 +98,7 @@ public:
     IMemAllocator* offeredAllocator = nullptr;  ///< instead of none; not owned
     IMemAllocator* refusedAllocator = nullptr;  ///< NotifyAllocator does not take it
     ALLOCATOR_PROPERTIES requirements = {};     ///< of allocators; none while there is no alignment
-    bool proposesTransport = false;             ///< as a preferred type of its own
-    std::vector<CMediaType> proposes;           ///< further types
+    std::vector<CMediaType> proposes;           ///< as preferred types of its own
     std::function<HRESULT(const CMediaType&)> checkType;
     HRESULT typeResult = S_OK;
     HRESULT connectionResult = S_OK;
@@ -91,6 +108,7 @@ public:
     LONG refuseAfter = 0x7FFFFFFF;                    ///< samples, before receiveResult is given
     HANDLE blockUntil = nullptr;                      ///< Receive waits for it
     std::function<HRESULT(IMediaSample*)> onReceive;  ///< answers Receive when the sample is written down
+    std::function<HRESULT(IMediaSample*)> receive;    ///< in the place of all that Receive does
 
     // What came
     ALLOCATOR_PROPERTIES agreed = {};
@@ -100,7 +118,7 @@ public:
     std::atomic<int> endsOfStream = 0;
     std::string calls;  ///< S sample, E end of stream, B and F begin and end of flush, N new segment
     HANDLE ended;
-    HANDLE receiving;  ///< set by the first sample
+    HANDLE receiving;  ///< set by every sample, before it is written down
 };
 
 }  // namespace zarnow::test
