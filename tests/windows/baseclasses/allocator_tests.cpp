@@ -1,6 +1,7 @@
 // Allocators: negotiation between pins, properties, commit state, waiting, races. And the samples that they make.
 
 #include <algorithm>
+#include <chrono>
 #include <cstddef>
 #include <future>
 #include <thread>
@@ -206,7 +207,8 @@ TEST_F(Allocator, MemoryStaysUntilTheLastSampleIsBackAlsoWithoutTheAllocator)
 // waits for a sample that is there, and none is lost. A wait that does not end is the watchdog's.
 TEST_F(Allocator, ASampleComesBackWhileAnotherThreadUsesTheAllocator)
 {
-    constexpr int kRounds = 20000;
+    constexpr int kMostRounds = 20000;
+    constexpr std::chrono::seconds kLongest(3);  // on a busy machine every meeting takes a turn of the scheduler
     const std::function<void()> others[] = {
         [&] {
             EXPECT_HRESULT(S_OK, get(second, 0));
@@ -220,18 +222,19 @@ TEST_F(Allocator, ASampleComesBackWhileAnotherThreadUsesTheAllocator)
             const int both = (arrivals++ / 2 + 1) * 2;
             for (int turns = 0; arrivals < both; ++turns) {
                 YieldProcessor();
-                if (turns > 1000)  // on a busy machine
+                if (turns > 1000)
                     SwitchToThread();
             }
         };
+        bool done = false;
         std::thread thread([&] {
-            for (int round = 0; round < kRounds; ++round) {
-                meet();
+            for (meet(); !done; meet()) {
                 other();
                 meet();
             }
         });
-        for (int round = 0; round < kRounds; ++round) {
+        const auto deadline = std::chrono::steady_clock::now() + kLongest;
+        for (int round = 0; round < kMostRounds && std::chrono::steady_clock::now() < deadline; ++round) {
             EXPECT_HRESULT(S_OK, set({1, 188, 1, 0}));  // refused while a sample is missing
             allocator->Commit();
             EXPECT_HRESULT(S_OK, get(first, 0));
@@ -242,6 +245,8 @@ TEST_F(Allocator, ASampleComesBackWhileAnotherThreadUsesTheAllocator)
             meet();
             EXPECT_HRESULT(S_OK, allocator->Decommit());
         }
+        done = true;
+        meet();
         thread.join();
     }
 }
