@@ -54,6 +54,7 @@ void giveBackSlot(const void* block) noexcept
 }  // namespace
 
 // The linker's names (--wrap): __wrap_ for what all of the image calls, __real_ for what is behind it.
+// NOLINTBEGIN(bugprone-reserved-identifier)
 extern "C" {
 
 void* __real_malloc(std::size_t size);
@@ -102,6 +103,7 @@ void* __wrap_realloc(void* block, std::size_t size)
     return moved;
 }
 }
+// NOLINTEND(bugprone-reserved-identifier)
 
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept
 {
