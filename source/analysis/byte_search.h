@@ -1,12 +1,13 @@
 /// @file
-/// Searches for short patterns of bytes. The C library's memchr is no help here: that of Windows may take a byte at a
-/// time, and it cannot look for two zeros.
+/// Searches for short patterns of bytes. They are led by memchr where it is quick; that of Windows may take a byte at a
+/// time.
 #pragma once
 
 #include <algorithm>
 #include <array>
 #include <bit>
 #include <cstdint>
+#include <cstring>
 
 #include "analysis/bytes.h"
 
@@ -27,10 +28,37 @@ public:
     /// Offset of the first place at or after `from` where the whole pattern stands, or the range's end.
     static std::size_t find(Bytes bytes, std::size_t from = 0) noexcept
     {
+#ifdef __GLIBC__
+        return findByMemchr(bytes, from);
+#else
+        return findInWindows(bytes, from);
+#endif
+    }
+
+    /// Goes by the last byte: of those here the rarest.
+    static std::size_t findByMemchr(Bytes bytes, std::size_t from) noexcept
+    {
+        const std::uint8_t* const data = bytes.data();
+        for (std::size_t last = from + kLength - 1; last < bytes.size(); ++last) {
+            const void* found = std::memchr(data + last, kPattern.back(), bytes.size() - last);
+            if (found == nullptr)
+                break;
+            last = static_cast<std::size_t>(static_cast<const std::uint8_t*>(found) - data);
+            if (standsAt(data + last + 1 - kLength))
+                return last + 1 - kLength;
+        }
+        return bytes.size();
+    }
+
+    /// Looks at 64 places at a time.
+    static std::size_t findInWindows(Bytes bytes, std::size_t from) noexcept
+    {
         const std::size_t places = bytes.size() - std::min(bytes.size(), kLength - 1);
         if (from >= places)
             return bytes.size();
         const std::uint8_t* const data = bytes.data();
+        if (standsAt(data + from))
+            return from;
 #ifdef ZARNOW_HAVE_SSE2
         for (std::size_t window = from; places >= kWindow; window += kWindow) {
             window = std::min(window, places - kWindow);  // the last one overlaps
@@ -43,7 +71,7 @@ public:
                 return bytes.size();
         }
 #endif
-        while (from < places && !std::equal(kPattern.begin(), kPattern.end(), data + from))
+        while (from < places && !standsAt(data + from))
             ++from;
         return from < places ? from : bytes.size();
     }
@@ -56,15 +84,20 @@ public:
 private:
     static constexpr std::array<std::uint8_t, kLength> kPattern = {kBytes...};
 
+    static bool standsAt(const std::uint8_t* at) noexcept
+    {
+        return ((*at++ == kBytes) && ...);
+    }
+
 #ifdef ZARNOW_HAVE_SSE2
     static constexpr std::size_t kGroup = sizeof(__m128i);
     static constexpr std::size_t kWindow = 4 * kGroup;  // places looked at together
 
-    /// A zero byte for each place in a group where the first `length` bytes of the pattern stand.
-    static __m128i differences(const std::uint8_t* at, std::size_t length) noexcept
+    /// A zero byte for each place in a group where the pattern stands, at least from its byte `first` on.
+    static __m128i differences(const std::uint8_t* at, std::size_t first) noexcept
     {
         __m128i sum = _mm_setzero_si128();
-        for (std::size_t i = 0; i < length; ++i) {
+        for (std::size_t i = first; i < kLength; ++i) {
             const __m128i here = _mm_loadu_si128(reinterpret_cast<const __m128i*>(at + i));
             sum = _mm_or_si128(sum, _mm_xor_si128(here, _mm_set1_epi8(static_cast<char>(kPattern[i]))));
         }
@@ -78,13 +111,13 @@ private:
         return static_cast<std::uint64_t>(mask);
     }
 
-    /// Goes by the first two bytes, which are hardly ever there without the rest.
+    /// Goes by the last two bytes, which are hardly ever there without the others.
     static bool mayStandInWindow(const std::uint8_t* at) noexcept
     {
-        constexpr std::size_t kLooked = std::min<std::size_t>(kLength, 2);
-        __m128i least = differences(at, kLooked);
+        constexpr std::size_t kFirst = kLength - std::min<std::size_t>(kLength, 2);
+        __m128i least = differences(at, kFirst);
         for (std::size_t offset = kGroup; offset < kWindow; offset += kGroup)
-            least = _mm_min_epu8(least, differences(at + offset, kLooked));
+            least = _mm_min_epu8(least, differences(at + offset, kFirst));
         return zeros(least) != 0;
     }
 
@@ -92,7 +125,7 @@ private:
     {
         std::uint64_t places = 0;
         for (std::size_t offset = 0; offset < kWindow; offset += kGroup)
-            places |= zeros(differences(at + offset, kLength)) << offset;
+            places |= zeros(differences(at + offset, 0)) << offset;
         return places;
     }
 #endif
