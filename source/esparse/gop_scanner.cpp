@@ -87,7 +87,8 @@ bool CGopScanner::passOver(Bytes payload) noexcept
     const bool joined = carriedCount_ != 0 && carried_[carriedCount_ - 1] == 0 && payload.front() == 0;
     if (joined || zeroPairCarried_ || CZeroPair::standsIn(payload))
         return false;
-    carry(payload.last(kBytesCarried));
+    std::copy_n(payload.last(kBytesCarried).begin(), kBytesCarried, carried_.begin());
+    carriedCount_ = kBytesCarried;
     return true;
 }
 
