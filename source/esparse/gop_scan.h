@@ -2,9 +2,11 @@
 /// The coding structure of an AVC stream, read from its NAL units (ITU-T H.264, 7.3) without assembling PES packets.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <vector>
 
+#include "analysis/byte_search.h"
 #include "esparse/bit_reader.h"
 #include "esparse/stream_probe.h"
 
@@ -18,15 +20,22 @@ public:
     explicit CGopScanner(AvcStreamInfo& info) noexcept : info_(info) {}
 
     /// @return true when the second sequence parameter set was reached
-    bool scanAvcPayload(const std::uint8_t* payload, std::int32_t length);
+    bool scanAvcPayload(const std::uint8_t* payload, std::int32_t length)
+    {
+        const Bytes bytes = bytesOf(payload, length);
+        return !passOver(bytes) && scanUnits(bytes);
+    }
 
     /// Writes the counts, halved for streams that may code fields.
     void storeCounts() noexcept;
 
 private:
+    static constexpr std::uint32_t kSpsWanted = 2;
+    static constexpr std::size_t kBytesCarried = 4;       // where no start code is left: one may begin in them
     static constexpr std::size_t kMostBytesCarried = 13;  // a start code, and a NAL unit too short to be looked into
 
     bool passOver(Bytes payload) noexcept;
+    bool scanUnits(Bytes payload);
     void loadBuffer(Bytes payload);
     void carryFrom(std::size_t position) noexcept;
     void carry(Bytes bytes) noexcept;
@@ -53,6 +62,20 @@ private:
     bool zeroPairCarried_ = false;
     std::vector<std::uint8_t> buffer_;  // the carried bytes and the unescaped payload
 };
+
+/// Most payloads are the inside of slices: here the scan of a long stream spends its time. One that has nothing to
+/// unescape and no start code leaves its end to the next packet, and need not be copied for that.
+inline bool CGopScanner::passOver(Bytes payload) noexcept
+{
+    if (payload.size() < kBytesCarried || spsCount_ >= kSpsWanted)
+        return false;
+    const bool joined = carriedCount_ != 0 && carried_[carriedCount_ - 1] == 0 && payload.front() == 0;
+    if (joined || zeroPairCarried_ || CZeroPair::standsIn(payload))
+        return false;
+    std::copy_n(payload.last(kBytesCarried).begin(), kBytesCarried, carried_.begin());
+    carriedCount_ = kBytesCarried;
+    return true;
+}
 
 class CGopScan : public CStreamProbe
 {

@@ -18,9 +18,7 @@ constexpr std::uint8_t kSequenceParameterSet = 7;
 constexpr std::uint8_t kPictureParameterSet = 8;
 }  // namespace nal_type
 
-constexpr std::uint32_t kSpsWanted = 2;
 constexpr std::size_t kNalBytesNeeded = 11;  // of types 1 to 8; fewer are carried to the next packet
-constexpr std::size_t kBytesCarried = 4;     // where no start code is left: one may begin in them
 
 bool isSlice(std::uint8_t type) noexcept
 {
@@ -53,12 +51,9 @@ bool readSeiNumber(Bytes& data, std::size_t& number) noexcept
 
 }  // namespace
 
-bool CGopScanner::scanAvcPayload(const std::uint8_t* payload, std::int32_t length)
+bool CGopScanner::scanUnits(Bytes payload)
 {
-    const Bytes bytes = bytesOf(payload, length);
-    if (passOver(bytes))
-        return false;
-    loadBuffer(bytes);
+    loadBuffer(payload);
     const std::size_t end = buffer_.size();
     std::size_t position = 0;
     while (position < end && spsCount_ < kSpsWanted) {
@@ -76,20 +71,6 @@ bool CGopScanner::scanAvcPayload(const std::uint8_t* payload, std::int32_t lengt
         position = header;
     }
     return spsCount_ >= kSpsWanted;
-}
-
-/// Most payloads are the inside of slices. One that has nothing to unescape and no start code leaves its end to the
-/// next packet, and need not be copied for that.
-bool CGopScanner::passOver(Bytes payload) noexcept
-{
-    if (payload.size() < kBytesCarried || spsCount_ >= kSpsWanted)
-        return false;
-    const bool joined = carriedCount_ != 0 && carried_[carriedCount_ - 1] == 0 && payload.front() == 0;
-    if (joined || zeroPairCarried_ || CZeroPair::standsIn(payload))
-        return false;
-    std::copy_n(payload.last(kBytesCarried).begin(), kBytesCarried, carried_.begin());
-    carriedCount_ = kBytesCarried;
-    return true;
 }
 
 void CGopScanner::loadBuffer(Bytes payload)
