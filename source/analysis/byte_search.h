@@ -29,25 +29,10 @@ public:
     static std::size_t find(Bytes bytes, std::size_t from = 0) noexcept
     {
 #ifdef __GLIBC__
-        return findByMemchr(bytes, from);
-#else
-        return findInWindows(bytes, from);
+        if (!advanceToLastByte(bytes, from))
+            return bytes.size();
 #endif
-    }
-
-    /// Goes by the last byte: of those here the rarest.
-    static std::size_t findByMemchr(Bytes bytes, std::size_t from) noexcept
-    {
-        const std::uint8_t* const data = bytes.data();
-        for (std::size_t last = from + kLength - 1; last < bytes.size(); ++last) {
-            const void* found = std::memchr(data + last, kPattern.back(), bytes.size() - last);
-            if (found == nullptr)
-                break;
-            last = static_cast<std::size_t>(static_cast<const std::uint8_t*>(found) - data);
-            if (standsAt(data + last + 1 - kLength))
-                return last + 1 - kLength;
-        }
-        return bytes.size();
+        return findInWindows(bytes, from);
     }
 
     /// Looks at 64 places at a time.
@@ -83,6 +68,19 @@ public:
 
 private:
     static constexpr std::array<std::uint8_t, kLength> kPattern = {kBytes...};
+
+    /// Goes on to the first place that has the last byte, of those here the rarest. Only to the first: where that byte
+    /// is everywhere, a call for each would be slow.
+    static bool advanceToLastByte(Bytes bytes, std::size_t& from) noexcept
+    {
+        const std::size_t last = from + kLength - 1;
+        if (last >= bytes.size())
+            return false;
+        const void* found = std::memchr(bytes.data() + last, kPattern.back(), bytes.size() - last);
+        if (found != nullptr)
+            from += static_cast<std::size_t>(static_cast<const std::uint8_t*>(found) - (bytes.data() + last));
+        return found != nullptr;
+    }
 
     static bool standsAt(const std::uint8_t* at) noexcept
     {

@@ -126,7 +126,10 @@ std::vector<DifficultFile> difficultFiles()
     constexpr std::uint16_t kVideoPid = 0x0200;
     constexpr std::uint16_t kSyncPid = 0x0747;  // what a run of sync bytes names
     const Data filler = repeat(packet({.pid = kVideoPid, .unitStart = false}, filled(184, 0x11)), 100);
-    const Data starts = repeat(packet({.pid = kVideoPid}, pes(0xE0, filled(170, 0x11))), 100);
+    const auto startsWith = [](std::uint8_t byte) {
+        return repeat(packet({.pid = kVideoPid}, pes(0xE0, filled(170, byte))), 100);
+    };
+    const Data starts = startsWith(0x11);
     std::vector<Program> lost;
     for (std::uint16_t number = 1; number <= 40; ++number)
         lost.push_back({number, static_cast<std::uint16_t>(kPmtPid + number)});
@@ -139,6 +142,7 @@ std::vector<DifficultFile> difficultFiles()
         {"40 programs, none with a map", patPacket(lost), filler},
         oneVideo("MPEG video without a header", kMpeg2Video, kVideoPid, filler),
         oneVideo("a PES start in every packet, MPEG video", kMpeg2Video, kVideoPid, starts),
+        oneVideo("a PES start in every packet, the rest like header codes", kMpeg2Video, kVideoPid, startsWith(0xB3)),
         oneVideo("a PES start in every packet, none with a time stamp", kMpeg2Video, kVideoPid, starts,
                  packet({.pid = kVideoPid}, pes(0xE0, sequenceHeader()))),  // only the duration is looked for
         oneVideo("a PES start in every packet, AVC", kAvc, kVideoPid, starts),
