@@ -73,7 +73,7 @@ std::string expectSame(SelectionPair& pair, const Environment& environment, cons
         pair.readVideoInfo(info);
         EXPECT_EQ(pair.difference(), "") << "program " << i;
     }
-    return withoutPlaces(factsOf(file.path(), environment.bufferSize));
+    return placelessFactsOf(file.path(), environment.bufferSize);
 }
 
 /// Each in turn with the same selection, so that none may depend on what was loaded before.

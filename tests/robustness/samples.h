@@ -4,6 +4,7 @@
 #pragma once
 
 #include <filesystem>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -28,9 +29,11 @@ std::vector<Sample> madeSamples();
 const Sample& sample(const std::string& name);
 
 /// What tsprobe tells about a file with each program selected, a line for every program, stream and header.
-std::string factsOf(const std::filesystem::path& path, std::uint32_t bufferSize = kDefaultReadBufferSize);
+/// @param omitted  keys that are left out with their values
+std::string factsOf(const std::filesystem::path& path, std::uint32_t bufferSize = kDefaultReadBufferSize,
+                    const std::set<std::string>& omitted = {});
 
 /// The facts without what depends on where in a file, or in how long a one, the stream lies.
-std::string withoutPlaces(const std::string& facts);
+std::string placelessFactsOf(const std::filesystem::path& path, std::uint32_t bufferSize = kDefaultReadBufferSize);
 
 }  // namespace zarnow::test
