@@ -78,7 +78,7 @@ struct AvcStreamInfo
     std::uint32_t hrdBitRate = 0;               ///< bits per second
     std::uint32_t hrdCpbSize = 0;               ///< bits
     std::uint32_t initialCpbRemovalDelayLength = 0;
-    std::uint32_t timeOffsetLength = 0;
+    std::uint32_t timeOffsetLength = 0;        ///< time_offset_length + 1
     std::uint32_t initialCpbRemovalDelay = 0;  ///< [G]
 };
 

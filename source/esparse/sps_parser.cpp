@@ -258,6 +258,7 @@ bool CSpsParser::parseHrd() noexcept
         return false;
     skip(5);  // cpb_removal_delay_length_minus1
     skip(5);  // dpb_output_delay_length_minus1
+    // Kept: time_offset_length is coded as it is, but counted up like the lengths before it.
     return store(info_.timeOffsetLength, bits(5) + 1);
 }
 

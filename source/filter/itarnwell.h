@@ -54,7 +54,7 @@ typedef struct TarnwellVideoInfo
     DWORD hrdBitRate;                   /* bits per second, first HRD schedule, else estimated from the file */
     DWORD hrdCpbSize;                   /* bits, first HRD schedule */
     DWORD initialCpbRemovalDelayLength; /* bits */
-    DWORD timeOffsetLength;             /* bits */
+    DWORD timeOffsetLength;             /* time_offset_length + 1, in bits */
     DWORD initialCpbRemovalDelay;       /* 90 kHz ticks, first buffering-period SEI message */
 } TarnwellVideoInfo;
 
