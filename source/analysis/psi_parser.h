@@ -108,7 +108,7 @@ public:
     /// Keeps the first of repeated PIDs within one program.
     bool removeDuplicateStreams(std::uint16_t pmtPid, std::uint16_t programNumber);
 
-    std::uint32_t lastHeaderWord = 0;  ///< masked header word of the last packet that the forward walk looked at
+    std::uint32_t lastHeaderWord = 0;  ///< masked header word of the last packet that findNextPacket looked at
     std::vector<PsiEntry> streamList;  ///< led by a zero entry once a program association table was seen
     std::vector<PsiEntry> programList;
     std::uint32_t packetSize = kPacketSize;

@@ -25,6 +25,7 @@ struct ProbeBlock
 class CHeaderSearch
 {
 public:
+    std::uint16_t pid() const noexcept { return pid_; }
     std::uint16_t headerKey() const noexcept { return headerKey_; }  ///< of the packets that it looks for now
     bool ended() const noexcept { return ended_; }
     bool found() const noexcept { return found_; }

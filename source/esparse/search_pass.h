@@ -29,6 +29,7 @@ public:
     {
         searches_.clear();
         pending_.clear();
+        widePids_.clear();
         wanted_.reset();
         blockCount_ = 0;
     }
@@ -45,9 +46,12 @@ public:
     {
         const auto [entry, added] = searches_.try_emplace(Search::keyOf(arguments...), arguments...);
         if (added) {
-            const std::uint16_t headerKey = entry->second.headerKey();
-            pending_[pidOfHeaderKey(headerKey)].push_back(&entry->second);
-            wanted_.set(headerKey);
+            Search& search = entry->second;
+            std::vector<Search*>& ofItsPid = pending_[search.pid()];
+            if (search.pid() > kNullPid && ofItsPid.empty())
+                widePids_.push_back(search.pid());
+            ofItsPid.push_back(&search);
+            wanted_.set(search.headerKey());
         }
     }
 
@@ -81,10 +85,10 @@ public:
     }
 
 private:
-    /// Those of the block, each once, and before the searches begin to look for other words.
+    /// The wide ones and those of the block, each once, and before the searches begin to look for other words.
     void noteWantedPids()
     {
-        wantedPids_.clear();
+        wantedPids_ = widePids_;
         for (const std::uint16_t word : packets_.distinctWords()) {
             const std::uint16_t plain = word & ~kUnitStartBit;
             const bool again = plain != word && wanted_[plain] && packets_.has(plain);
@@ -110,6 +114,7 @@ private:
     std::unordered_map<std::uint32_t, Search> searches_;
     std::unordered_map<std::uint16_t, std::vector<Search*>> pending_;  // those that have not ended, by PID
     std::bitset<0x10000> wanted_;                                      // header words that searches look for
+    std::vector<std::uint16_t> widePids_;  // of more than 13 bits, as a client may give: they match packets of others
     std::vector<std::uint16_t> wantedPids_;
     CBlockPackets packets_;
     std::vector<std::uint8_t> scratch_;

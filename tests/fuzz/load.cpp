@@ -42,13 +42,17 @@ public:
     {
         const std::uint8_t flags = options.byte();
         const unsigned size = options.word();
-        compared_ = (flags & (compared | fixedPids | stopped)) == compared;
+        compared_ = (flags & (compared | stopped)) == compared;
         if ((flags & smallBuffer) != 0)
             pair_.setReadBufferSize(size % 8192);
         if ((flags & fixedPids) != 0) {
-            const auto pid = [&] { return static_cast<std::uint16_t>(0x20 + options.byte() % 10); };
+            const auto pid = [&] {
+                const unsigned choice = options.byte();  // some PIDs have more than the 13 bits of a packet's
+                return static_cast<std::uint16_t>((choice < 128 ? 0 : choice << 8 & 0xC000) | (0x20 + choice % 10));
+            };
             const std::uint8_t videoType = options.byte();
-            selection_.setDefaultStreams(pid(), pid(), videoType, pid(), options.byte());
+            const std::uint16_t map = pid(), video = pid(), audio = pid();
+            pair_.setDefaultStreams({map, video, audio, videoType, options.byte()});
         }
         selection_.abortScan = (flags & stopped) != 0;
         load();

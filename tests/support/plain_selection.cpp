@@ -14,7 +14,7 @@ namespace zarnow::test {
 bool PlainSelection::plainLoad(const CTransportFile::PathChar* path)
 {
     resetAnalysis();
-    if (file.open(path) != 0 || !detectFilePacketSize() || !plainTables())
+    if (file.open(path) != 0 || !detectFilePacketSize() || !(useDefaultPids ? defaultTables() : plainTables()))
         return false;
     analysed = true;
     if (programList.size() >= 2)
@@ -25,6 +25,16 @@ bool PlainSelection::plainLoad(const CTransportFile::PathChar* path)
             durationSeconds = plainDuration(videoStreams[0].pid);
     }
     rewindToData();
+    return true;
+}
+
+bool PlainSelection::defaultTables()
+{
+    const auto& [map, video, audio, videoType, audioType] = defaultPids;
+    programList = {{map, map, 0, 0, 1}};
+    streamList = {{},
+                  {video, map, static_cast<std::uint8_t>(videoType), 0, 1},
+                  {audio, map, static_cast<std::uint8_t>(audioType), 0, 1}};
     return true;
 }
 
@@ -192,7 +202,7 @@ bool PlainSelection::probeAudio(std::uint16_t pid, std::uint8_t type, AudioProbe
                 record.filePosition = static_cast<std::uint32_t>(file.position()) - 1;
                 return true;
             }
-            key = headerKeyOfPid(pid);
+            key &= static_cast<std::uint16_t>(~kUnitStartBit);
             at = static_cast<std::int32_t>(packet - block.data()) + 1;
         }
     }
@@ -268,6 +278,13 @@ void SelectionPair::setReadBufferSize(std::uint32_t size)
 {
     selection.setReadBufferSize(size);
     plain.setReadBufferSize(size);
+}
+
+void SelectionPair::setDefaultStreams(const DefaultPids& given)
+{
+    for (CProgramSelection* one : {&selection, static_cast<CProgramSelection*>(&plain)})
+        one->setDefaultStreams(given.pmtPid, given.videoPid, given.videoStreamType, given.audioPid,
+                               given.audioStreamType);
 }
 
 void SelectionPair::load(const CTransportFile::PathChar* path)

@@ -16,6 +16,7 @@ struct PlainSelection : CProgramSelection
     double plainDuration(std::uint16_t pid);
 
 private:
+    bool defaultTables();
     bool plainTables();
     void plainProbes();
     bool readAssociation(std::uint32_t size);
@@ -35,6 +36,7 @@ std::string differenceOf(const CProgramSelection& selection, const CProgramSelec
 struct SelectionPair
 {
     void setReadBufferSize(std::uint32_t size);
+    void setDefaultStreams(const DefaultPids& given);
     void load(const CTransportFile::PathChar* path);
 
     /// No duration is measured by number; nothing is done where there is no such program.

@@ -213,6 +213,16 @@ TEST(Load, ByDefaultPidsReplacesTheTables)
     }
 }
 
+TEST(Load, FindsByAPidOfMoreThan13BitsWhatItsKeyMatches)
+{
+    Selection filter;
+    filter.setDefaultStreams(0, 0xC043, 2, 0x8041, 0x81);
+    // Asking for a unit start carries into the other byte of the key.
+    filter.load(join({nullPackets(12), mpegVideoPacket(0x44), ac3Packet(0x42, false), nullPackets(12)}));
+    EXPECT_EQ(filter.videoStreams[0].pid, 0xC043);
+    EXPECT_EQ(filter.audioStreams[0].pid, 0x8041);
+}
+
 TEST(Selection, IsByNumberOrIndex)
 {
     Selection filter;
