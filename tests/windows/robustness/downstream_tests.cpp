@@ -138,6 +138,25 @@ TEST_F(DownstreamTest, MayWaitForAnAnswerOfTheFilterWhileItIsConfigured)
     disconnect(sink);
 }
 
+/// The lock on the tables is given up while the filter downstream is configured, which a load does for every program.
+TEST_F(DownstreamTest, ASelectionInTheMiddleOfALoadCostsNoProgram)
+{
+    SinkFilter sink;
+    ASSERT_HRESULT(S_OK, connect(sink));
+    int configurations = 0;
+    sink.onConfiguration = [&] {
+        if (++configurations == 1)
+            std::thread([&] { EXPECT_HRESULT(S_OK, tarnwell->SelectProgram(1)); }).join();
+    };
+    ASSERT_HRESULT(S_OK, load(kTwoProgramsSample));
+    EXPECT_LT(2, configurations);
+    DWORD count = 0;
+    EXPECT_HRESULT(S_OK, tarnwell->GetProgramCount(&count));
+    EXPECT_EQ(2U, count);
+    EXPECT_EQ(0U, currentProgram());
+    disconnect(sink);
+}
+
 /// Receive is blocked; what comes through all the same.
 class BlockedTest : public DownstreamTest
 {
