@@ -99,6 +99,7 @@ private:
     HRESULT connectWith(IPin* receiver, const CMediaType* type);
     HRESULT receiveWith(IPin* connector, const CMediaType* type);
     void adopt(IPin* peer);
+    void letPeerGo();
     void abandon();
 };
 

@@ -10,22 +10,27 @@
 STDMETHODIMP CBaseFilter::JoinFilterGraph(IFilterGraph* pGraph, LPCWSTR pName)
 {
     CAutoLock lock(m_pLock);
+    // First: a graph that is told of a failure does not keep the filter, nor tell it when it goes.
+    const HRESULT renamed = rename(pName);
+    if (FAILED(renamed))
+        return renamed;
     m_pGraph = pGraph;
     // Neither the graph nor its sink is counted: the graph holds the filter.
     m_pSink = ComPtr<IFilterGraph>(pGraph).query<IMediaEventSink>(IID_IMediaEventSink).get();
-    return rename(pName);
+    return S_OK;
 }
 
 HRESULT CBaseFilter::rename(LPCWSTR name)
 {
-    delete[] std::exchange(m_pName, nullptr);
-    if (!name)
-        return S_OK;
-    const std::size_t length = std::wcslen(name) + 1;
-    m_pName = new (std::nothrow) WCHAR[length];
-    if (!m_pName)
-        return E_OUTOFMEMORY;
-    std::wmemcpy(m_pName, name, length);
+    WCHAR* copy = nullptr;
+    if (name) {
+        const std::size_t length = std::wcslen(name) + 1;
+        copy = new (std::nothrow) WCHAR[length];
+        if (!copy)
+            return E_OUTOFMEMORY;
+        std::wmemcpy(copy, name, length);
+    }
+    delete[] std::exchange(m_pName, copy);
     return S_OK;
 }
 

@@ -2,6 +2,8 @@
 
 #include "base_pin.h"
 
+#include <utility>
+
 #include "com_ptr.h"
 
 namespace {
@@ -39,11 +41,17 @@ void CBasePin::adopt(IPin* peer)
     m_Connected->AddRef();
 }
 
+/// There may be none any more: a peer that is asked for something on the way may answer with a Disconnect first.
+void CBasePin::letPeerGo()
+{
+    if (IPin* const peer = std::exchange(m_Connected, nullptr))
+        peer->Release();
+}
+
 void CBasePin::abandon()
 {
     BreakConnect();
-    m_Connected->Release();
-    m_Connected = nullptr;
+    letPeerGo();
 }
 
 STDMETHODIMP CBasePin::Connect(IPin* pReceivePin, const AM_MEDIA_TYPE* pmt)
@@ -179,7 +187,6 @@ STDMETHODIMP CBasePin::Disconnect()
     const HRESULT hr = BreakConnect();
     if (FAILED(hr))
         return hr;
-    m_Connected->Release();
-    m_Connected = nullptr;
+    letPeerGo();
     return S_OK;
 }

@@ -95,7 +95,7 @@ private:
     HRESULT create();
     void obeyUntilExit(const Worker& worker);
     HRESULT deliverNext(const Worker& worker);
-    HRESULT endStream(HRESULT reason);
+    HRESULT endStream(const Worker& worker, HRESULT reason);
     void endThread();
 
     Worker* m_worker = nullptr;

@@ -176,17 +176,17 @@ HRESULT CSourceStream::deliverNext(const Worker& worker)
     const HRESULT filled = FillBuffer(sample.get());
     if (filled != S_OK) {
         sample.reset();
-        return endStream(filled);
+        return endStream(worker, filled);
     }
     const HRESULT delivered = Deliver(sample.get());
     // Anything else: downstream wants no more, or has reported its failure itself.
     return delivered == S_OK && !worker.abandoned ? S_OK : S_FALSE;
 }
 
-HRESULT CSourceStream::endStream(HRESULT reason)
+HRESULT CSourceStream::endStream(const Worker& worker, HRESULT reason)
 {
     DeliverEndOfStream();
-    if (reason != S_FALSE)
+    if (reason != S_FALSE && !worker.abandoned)
         m_pFilter->NotifyEvent(EC_ERRORABORT, reason, 0);
     return reason;
 }

@@ -101,10 +101,11 @@ void CProgramSelection::pruneUnplayablePrograms()
     for (std::uint32_t i = 0; i < programList.size();) {
         const PsiEntry program = programList[i];
         probeProgram(program);
+        const bool playable = isPlayable(program);  // asked first: the selection may be another one afterwards
         finishSelection();
         if (abortScan)
             return;
-        const bool removed = !isPlayable(program) && removeProgram(i, program.pmtPid, program.programNumber);
+        const bool removed = !playable && removeProgram(i, program.pmtPid, program.programNumber);
         i = removed ? 0 : i + 1;
     }
 }

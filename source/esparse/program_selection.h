@@ -65,7 +65,7 @@ public:
     DefaultPids defaultPids;
 
 protected:
-    /// Called at the end of every load and selection.
+    /// Called at the end of every load and selection. Others may select a program meanwhile.
     virtual void configureDemultiplexer() {}
 
 private:

@@ -93,7 +93,8 @@ HRESULT CMPEGTranspStream::GetMediaType(int iPosition, CMediaType* pmt)
     pmt->SetFormatType(&GUID_NULL);
     pmt->SetSubtype(&MEDIASUBTYPE_MPEG2_TRANSPORT);
     pmt->SetTemporalCompression(TRUE);
-    pmt->SetSampleSize(readBufferSize);
+    pmt->bFixedSizeSamples = TRUE;
+    pmt->lSampleSize = readBufferSize;  // whatever it is: SetSampleSize takes 0 for a variable size
     return S_OK;
 }
 

@@ -75,6 +75,8 @@ void CMPEGTSSourceProperties::markPage(bool dirty)
 
 INT_PTR CMPEGTSSourceProperties::OnReceiveMessage(HWND hwnd, UINT uMsg, WPARAM wParam, LPARAM lParam)
 {
+    // The open-file dialog handles messages of its own: whoever holds the page may let it go before that comes back.
+    const Microsoft::WRL::ComPtr<IUnknown> held(GetOwner());
     try {
         if (uMsg == WM_INITDIALOG) {
             fillPage(hwnd);
@@ -131,8 +133,10 @@ void CMPEGTSSourceProperties::fillPrograms(HWND hwnd)
 /// A change in the list switches the program at once, before Apply.
 void CMPEGTSSourceProperties::refreshStreams(HWND hwnd)
 {
+    if (!m_pTarnwell || !IsWindow(hwnd))  // both may go while the user looks for a file
+        return;
     const auto selection = static_cast<LONG>(sendToPrograms(hwnd, CB_GETCURSEL));
-    if (!m_pTarnwell || selection == CB_ERR || selection == m_selectedIndex)
+    if (selection == CB_ERR || selection == m_selectedIndex)
         return;
     m_selectedIndex = selection;
     m_pTarnwell->GetProgramInfo(static_cast<DWORD>(selection), &m_pmtPid, &m_programNumber, nullptr);

@@ -151,6 +151,20 @@ TEST_F(Connection, ARefusalLeavesBothPinsFree)
     }
 }
 
+TEST_F(Connection, AReceiverMayDisconnectItsPeerBeforeItAnswers)
+{
+    for (const HRESULT answer : {E_FAIL, S_OK}) {
+        SCOPED_TRACE(answer);
+        Pair pair;
+        pair.sink.checkType = [&](const CMediaType&) {
+            EXPECT_HRESULT(S_OK, pair.stream().Disconnect());
+            return answer;
+        };
+        EXPECT_TRUE(FAILED(pair.connect()));
+        expectFree(pair);
+    }
+}
+
 TEST_F(Connection, PinsAreFoundByTheirIdsOnly)
 {
     Pair pair({}, 2);

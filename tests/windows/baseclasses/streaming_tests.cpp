@@ -110,29 +110,40 @@ TEST_F(Streaming, AReceiverMayStopTheFilterOnItsOwnThread)
 
 TEST_F(Streaming, AReceiverMayDropTheLastReferenceOnTheFilter)
 {
-    SinkFilter sink;
-    const LONG sinkAlone = CBaseObject::ObjectsActive();
-    CAMEvent letGo(TRUE);
-    CAMEvent done(TRUE);
-    auto* const source = new TestSource(kEndless);
-    ComPtr<IBaseFilter> filter(source);
-    ASSERT_HRESULT(S_OK, source->stream().Connect(&sink.input, nullptr));
-    sink.onReceive = [&](IMediaSample*) {
-        letGo.Wait();
-        sink.Stop();
-        EXPECT_HRESULT(S_OK, sink.input.Disconnect());
-        done.Set();
-        return S_OK;
-    };
-    ASSERT_HRESULT(S_OK, sink.Pause());
-    ASSERT_HRESULT(S_OK, filter->Pause());
-    filter.reset();
-    letGo.Set();
-    ASSERT_TRUE(done.Wait(5000));
-    // The worker has still to give its sample back, and with it the allocator.
-    for (int attempt = 0; CBaseObject::ObjectsActive() != sinkAlone && attempt < 500; ++attempt)
-        Sleep(10);
-    EXPECT_EQ(sinkAlone, CBaseObject::ObjectsActive());
+    for (const bool withTheEnd : {false, true}) {  // or with a sample
+        SCOPED_TRACE(withTheEnd);
+        Pair graphOnly;
+        SinkFilter sink;
+        const LONG sinkAlone = CBaseObject::ObjectsActive();
+        CAMEvent letGo(TRUE);
+        CAMEvent done(TRUE);
+        auto* const source = new TestSource(withTheEnd ? StreamPlan{.samples = 0, .end = E_FAIL} : kEndless);
+        ComPtr<IBaseFilter> filter(source);
+        filter->JoinFilterGraph(graphOnly.graph.get(), L"gone");
+        ASSERT_HRESULT(S_OK, source->stream().Connect(&sink.input, nullptr));
+        const auto disconnect = [&] {
+            letGo.Wait();
+            sink.Stop();
+            EXPECT_HRESULT(S_OK, sink.input.Disconnect());
+            done.Set();
+        };
+        sink.onReceive = [&](IMediaSample*) {
+            disconnect();
+            return S_OK;
+        };
+        sink.onEndOfStream = disconnect;
+        ASSERT_HRESULT(S_OK, sink.Pause());
+        ASSERT_HRESULT(S_OK, filter->Pause());
+        filter.reset();
+        letGo.Set();
+        ASSERT_TRUE(done.Wait(5000));
+        // The worker has still to give its sample back, and with it the allocator.
+        for (int attempt = 0; CBaseObject::ObjectsActive() != sinkAlone && attempt < 500; ++attempt)
+            Sleep(10);
+        EXPECT_EQ(sinkAlone, CBaseObject::ObjectsActive());
+        Sleep(20);
+        EXPECT_EQ(Pair::Events(), graphOnly.events()) << "a filter that is gone has reported something";
+    }
 }
 
 }  // namespace

@@ -134,8 +134,9 @@ TEST(ModuleTest, RegistrationComesAndGoesWhole)
     module.call("DllUnregisterServer");
     for (int round = 0; round < 2; ++round) {  // repeatable
         ASSERT_HRESULT(S_OK, module.call("DllRegisterServer"));
+        EXPECT_EQ(L"Zarnow Transport Stream Source", registered(kClass));
+        EXPECT_EQ(L"TS Properties", registered(kPageClass));
         for (const std::wstring& key : {kClass, kPageClass}) {
-            EXPECT_NE(L"", registered(key));
             EXPECT_EQ(path, registered(key + L"\\InprocServer32"));
             EXPECT_EQ(L"Both", registered(key + L"\\InprocServer32", L"ThreadingModel"));
         }

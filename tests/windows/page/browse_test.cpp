@@ -4,6 +4,7 @@
 #include <dlgs.h>
 
 #include <filesystem>
+#include <functional>
 #include <thread>
 
 #include "tests/windows/page/page_fixture.h"
@@ -67,6 +68,16 @@ void useDialog(const std::string& fileName, Dialog& noted)
     PostMessageA(dialog, WM_COMMAND, fileName.empty() ? IDCANCEL : IDOK, 0);
 }
 
+std::function<void()> meanwhile;  // done while the dialog is open, on its thread
+
+/// Of the page's frame, for such a time.
+LRESULT CALLBACK frameProcedure(HWND window, UINT message, WPARAM wParam, LPARAM lParam)
+{
+    if (message == WM_APP)
+        meanwhile();
+    return DefWindowProcW(window, message, wParam, lParam);
+}
+
 }  // namespace
 
 /// The second of two programs is chosen.
@@ -87,7 +98,11 @@ protected:
     {
         const auto directory = std::filesystem::current_path();  // which the dialog changes
         Dialog noted;
-        std::thread user([&] { useDialog(inAnsi(fileName), noted); });
+        std::thread user([&] {
+            if (meanwhile && waitForDialog() != nullptr)
+                SendMessageW(frame.window(), WM_APP, 0, 0);
+            useDialog(inAnsi(fileName), noted);
+        });
         frame.command(IDC_BROWSE, BN_CLICKED);
         user.join();
         std::filesystem::current_path(directory);
@@ -137,6 +152,34 @@ TEST_F(BrowseTest, AFileThatIsNotAnalysedEmptiesThePage)
     EXPECT_EQ(Texts{}, programLines());
     EXPECT_EQ(Texts{}, streamLines());
     EXPECT_EQ(Statuses{PROPPAGESTATUS_VALIDATE}, site.statuses);
+}
+
+/// As when the graph goes while its user still looks for a file.
+TEST_F(BrowseTest, ThePageMayGoWhileTheDialogIsOpen)
+{
+    SetWindowLongPtrW(frame.window(), GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(frameProcedure));
+    const std::pair<const char*, std::function<void()>> ways[] = {
+        {"deactivated", [&] { EXPECT_HRESULT(S_OK, page->Deactivate()); }},
+        {"without an object", [&] { close(); }},
+        {"released",
+         [&] {
+             close();
+             EXPECT_EQ(1U, page.Reset()) << "nobody holds the page that the dialog comes back to";
+         }},
+    };
+    for (const auto& [name, leave] : ways) {
+        SCOPED_TRACE(name);
+        if (frame.dialog() == nullptr) {
+            page->SetObjects(0, nullptr);
+            page->SetPageSite(nullptr);
+            open();
+        }
+        meanwhile = leave;
+        browse(L"");
+        EXPECT_EQ(kTwoProgramsSample, currentFile());
+        EXPECT_EQ(1U, currentProgram());
+    }
+    meanwhile = nullptr;
 }
 
 }  // namespace zarnow::test

@@ -4,6 +4,7 @@
 #include <set>
 #include <thread>
 
+#include "tests/windows/robustness/graph.h"
 #include "tests/windows/robustness/module_requests.h"
 #include "tests/windows/support/filter_fixture.h"
 #include "tests/windows/support/page_host.h"
@@ -122,8 +123,22 @@ HRESULT askForAll(Parts& parts)
     AM_MEDIA_TYPE* type = nullptr;
     note(types ? types->Next(1, &type, nullptr) : E_OUTOFMEMORY);
     DeleteMediaType(type);
-    note(parts.filter->JoinFilterGraph(nullptr, L"a name"));
     return first;
+}
+
+/// A graph does not keep a filter that does not join it, and is not to be held by it either.
+HRESULT joinGraph(Parts& parts)
+{
+    const Graph graph;
+    const HRESULT joined = parts.filter->JoinFilterGraph(graph.builder.Get(), L"a name");
+    FILTER_INFO info = {};
+    EXPECT_HRESULT(S_OK, parts.filter->QueryFilterInfo(&info));
+    EXPECT_EQ(SUCCEEDED(joined) ? graph.builder.Get() : nullptr, info.pGraph);
+    EXPECT_STREQ(SUCCEEDED(joined) ? L"a name" : L"", info.achName);
+    if (info.pGraph != nullptr)
+        info.pGraph->Release();
+    EXPECT_HRESULT(S_OK, parts.filter->JoinFilterGraph(nullptr, nullptr));
+    return joined;
 }
 
 HRESULT showPage(Parts& parts)
@@ -266,6 +281,7 @@ const Operation kOperations[] = {
      std::mem_fn(&Parts::disconnect),
      {VFW_E_NO_ACCEPTABLE_TYPES, E_FAIL, S_OK}},  // a demultiplexer's pin that cannot be described is left out
     {"AskForAll", withFile, askForAll, nothing, {S_FALSE}},
+    {"JoinGraph", withFilter, joinGraph, nothing, {}},
     {"SelectProgramWhileConnected",
      withConnection,
      [](Parts& parts) { return parts.of<ITarnwell>()->SelectProgram(1); },

@@ -1,5 +1,8 @@
 // Filters downstream that refuse, fail, block or go away.
 
+#include <chrono>
+#include <future>
+#include <list>
 #include <thread>
 
 #include "tests/windows/robustness/graph.h"
@@ -98,6 +101,60 @@ TEST_F(DownstreamTest, ASampleThatIsNotTakenIsTheLast)
         }
     }
     playWhole();
+}
+
+TEST_F(DownstreamTest, MayWaitForAnAnswerOfTheFilterWhileItIsConfigured)
+{
+    std::list<std::future<HRESULT>> answers;  // of other threads; kept, for to let one go is to wait for it
+    int late = 0;
+    SinkFilter sink;
+    sink.onConfiguration = [&] {
+        answers.push_back(std::async(std::launch::async, [&] {
+            DWORD count = 0;
+            return tarnwell->GetProgramCount(&count);
+        }));
+        late += answers.back().wait_for(std::chrono::seconds(5)) == std::future_status::ready ? 0 : 1;
+    };
+    const ComPtr<IPersistStream> persist = query<IPersistStream>(filter.Get());
+    ComPtr<IStream> saved;
+    ASSERT_HRESULT(S_OK, CreateStreamOnHGlobal(nullptr, TRUE, &saved));
+    ASSERT_HRESULT(S_OK, persist->Save(saved.Get(), TRUE));
+    saved->Seek({}, STREAM_SEEK_SET, nullptr);
+    const std::pair<const char*, std::function<HRESULT()>> operations[] = {
+        {"Connect", [&] { return connect(sink); }},
+        {"Load", [&] { return load(kTwoProgramsSample); }},
+        {"SelectProgram", [&] { return tarnwell->SelectProgram(1); }},
+        {"SelectProgramByNumber", [&] { return tarnwell->SelectProgramByNumber(0x1000, 1); }},
+        {"IPersistStream::Load", [&] { return persist->Load(saved.Get()); }},
+    };
+    for (const auto& [name, operation] : operations) {
+        SCOPED_TRACE(name);
+        answers.clear();
+        EXPECT_HRESULT(S_OK, operation());
+        EXPECT_LT(0U, answers.size()) << "it was not configured";
+        EXPECT_EQ(0, std::exchange(late, 0));
+    }
+    answers.clear();
+    disconnect(sink);
+}
+
+/// The lock on the tables is given up while the filter downstream is configured, which a load does for every program.
+TEST_F(DownstreamTest, ASelectionInTheMiddleOfALoadCostsNoProgram)
+{
+    SinkFilter sink;
+    ASSERT_HRESULT(S_OK, connect(sink));
+    int configurations = 0;
+    sink.onConfiguration = [&] {
+        if (++configurations == 1)
+            std::thread([&] { EXPECT_HRESULT(S_OK, tarnwell->SelectProgram(1)); }).join();
+    };
+    ASSERT_HRESULT(S_OK, load(kTwoProgramsSample));
+    EXPECT_LT(2, configurations);
+    DWORD count = 0;
+    EXPECT_HRESULT(S_OK, tarnwell->GetProgramCount(&count));
+    EXPECT_EQ(2U, count);
+    EXPECT_EQ(0U, currentProgram());
+    disconnect(sink);
 }
 
 /// Receive is blocked; what comes through all the same.

@@ -1,5 +1,7 @@
 #include "tests/windows/support/sink_filter.h"
 
+#include <bdaiface.h>
+
 #include <algorithm>
 
 namespace zarnow::test {
@@ -109,6 +111,8 @@ STDMETHODIMP SinkInputPin::EndOfStream()
     sink_.calls += 'E';
     ++sink_.endsOfStream;
     SetEvent(sink_.ended);
+    if (sink_.onEndOfStream)
+        sink_.onEndOfStream();
     return S_OK;
 }
 
@@ -138,6 +142,13 @@ SinkFilter::SinkFilter()
       receiving(CreateEventW(nullptr, TRUE, FALSE, nullptr))
 {
     AddRef();  // lives on the test's stack
+}
+
+STDMETHODIMP SinkFilter::NonDelegatingQueryInterface(REFIID riid, void** object)
+{
+    if (onConfiguration && riid == IID_IMpeg2Demultiplexer)
+        onConfiguration();
+    return CBaseFilter::NonDelegatingQueryInterface(riid, object);
 }
 
 SinkFilter::~SinkFilter()

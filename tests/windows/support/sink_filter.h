@@ -81,6 +81,7 @@ public:
     ~SinkFilter() override;
     int GetPinCount() override { return 1; }
     CBasePin* GetPin(int index) override { return index == 0 ? &input : nullptr; }
+    STDMETHODIMP NonDelegatingQueryInterface(REFIID riid, void** object) override;
 
     LONG references() const { return m_cRef; }
     bool waitForEnd() const { return WaitForSingleObject(ended, 20'000) == WAIT_OBJECT_0; }
@@ -109,6 +110,8 @@ public:
     HANDLE blockUntil = nullptr;                      ///< Receive waits for it
     std::function<HRESULT(IMediaSample*)> onReceive;  ///< answers Receive when the sample is written down
     std::function<HRESULT(IMediaSample*)> receive;    ///< in the place of all that Receive does
+    std::function<void()> onEndOfStream;
+    std::function<void()> onConfiguration;  ///< when it is asked whether it is a demultiplexer
 
     // What came
     ALLOCATOR_PROPERTIES agreed = {};
