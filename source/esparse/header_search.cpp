@@ -55,8 +55,17 @@ private:
 
 }  // namespace
 
+bool ProbeBlock::mayHoldSequenceHeader() const noexcept
+{
+    if (!sequenceHeaderCode)
+        sequenceHeaderCode = !findSequenceHeaderCode(bytes).empty();
+    return *sequenceHeaderCode;
+}
+
 void CVideoSearch::look(const ProbeBlock& block)
 {
+    if (!avc_ && !block.mayHoldSequenceHeader())
+        return;
     const std::uint32_t packetSize = block.parser.packetSize;
     CCandidates candidates(block, headerKey_);
     while (const std::uint8_t* packet = candidates.next()) {

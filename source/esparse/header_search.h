@@ -3,6 +3,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "analysis/block_packets.h"
@@ -19,6 +20,11 @@ struct ProbeBlock
     const CBlockPackets& packets;
     std::vector<std::uint8_t>& scratch;  ///< for unescaped payloads
     std::int64_t end = 0;                ///< file offset behind the block
+
+    /// Whether an MPEG video header may be in any packet; looked for once for all searches.
+    bool mayHoldSequenceHeader() const noexcept;
+
+    mutable std::optional<bool> sequenceHeaderCode = {};  ///< whether there is one anywhere; empty: not looked yet
 };
 
 /// What the searches for both kinds have in common. A search that has ended is not shown any further block.
