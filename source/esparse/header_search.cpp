@@ -1,5 +1,6 @@
 #include "esparse/header_search.h"
 
+#include "analysis/byte_search.h"
 #include "analysis/packet_walk.h"
 #include "analysis/transport_file.h"
 #include "esparse/audio_header.h"
@@ -10,6 +11,8 @@
 namespace zarnow {
 
 namespace {
+
+constexpr int kManyInVain = 8;  // packets of a block that cost about what a search of all of it does
 
 /// Where the file would be after moving back from the block's end by the packet's offset in the block; kept: that is
 /// what applications get as the packet's position. A move that is refused leaves the position where it was.
@@ -55,20 +58,22 @@ private:
 
 }  // namespace
 
-bool ProbeBlock::mayHoldSequenceHeader() const noexcept
+bool ProbeBlock::mayHoldVideoHeader(bool avc) const noexcept
 {
-    if (!sequenceHeaderCode)
-        sequenceHeaderCode = !findSequenceHeaderCode(bytes).empty();
-    return *sequenceHeaderCode;
+    std::optional<bool>& found = codeFound[avc ? 1 : 0];
+    if (!found)
+        found = avc ? CStartCode::standsIn(bytes) : !findSequenceHeaderCode(bytes).empty();
+    return *found;
 }
 
 void CVideoSearch::look(const ProbeBlock& block)
 {
-    if (!avc_ && !block.mayHoldSequenceHeader())
-        return;
     const std::uint32_t packetSize = block.parser.packetSize;
     CCandidates candidates(block, headerKey_);
-    while (const std::uint8_t* packet = candidates.next()) {
+    for (int inVain = 0; const std::uint8_t* packet = candidates.next(); ++inVain) {
+        // Where packets by the hundred start a PES packet, one search of the whole block is the quicker answer.
+        if (inVain == kManyInVain && !block.mayHoldVideoHeader(avc_))
+            return;
         if (!hasPayload(packet) || !accepts(payloadOf(packet, packetSize), block.scratch))
             continue;
         for (VideoProbeRecord* record : {&effects_->record.first, &effects_->record.second}) {

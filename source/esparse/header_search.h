@@ -2,6 +2,7 @@
 /// The search for one stream's header: it is shown the file's blocks in order until a parser accepts a packet.
 #pragma once
 
+#include <array>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -21,10 +22,10 @@ struct ProbeBlock
     std::vector<std::uint8_t>& scratch;  ///< for unescaped payloads
     std::int64_t end = 0;                ///< file offset behind the block
 
-    /// Whether an MPEG video header may be in any packet; looked for once for all searches.
-    bool mayHoldSequenceHeader() const noexcept;
+    /// Whether there may be a video header in any packet: looked for once for all searches.
+    bool mayHoldVideoHeader(bool avc) const noexcept;
 
-    mutable std::optional<bool> sequenceHeaderCode = {};  ///< whether there is one anywhere; empty: not looked yet
+    mutable std::array<std::optional<bool>, 2> codeFound = {};  ///< of MPEG and of AVC video; empty: not looked for yet
 };
 
 /// What the searches for both kinds have in common. A search that has ended is not shown any further block.

@@ -148,7 +148,8 @@ std::vector<DifficultFile> difficultFiles()
         oneVideo("a PES start in every packet, AVC", kAvc, kVideoPid, starts),
         oneParameterSet(kVideoPid),
         oneVideo("nothing but sync bytes", kAvc, kVideoPid, filled(18800, 0x47)),
-        oneVideo("nothing but sync bytes, which name the stream", kMpeg2Video, kSyncPid, filled(18800, 0x47)),
+        oneVideo("nothing but sync bytes, which name MPEG video", kMpeg2Video, kSyncPid, filled(18800, 0x47)),
+        oneVideo("nothing but sync bytes, which name AVC video", kAvc, kSyncPid, filled(18800, 0x47)),
     };
 }
 
