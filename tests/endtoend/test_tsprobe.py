@@ -2,11 +2,10 @@
 
 import json
 import shutil
-import subprocess
 
 import pytest
 import samples
-from programs import TSPROBE, run, wine
+from programs import TSPROBE, run, run_onto, wine
 
 DATA = samples.ROOT / "tests" / "data"
 MPEG2, TWO_PROGRAMS = "tests/data/mpeg2.ts", "tests/data/two-programs.ts"
@@ -39,7 +38,7 @@ def test_windows_prints_the_same(arguments):
     (["--buffer-size", "-1", MPEG2], "-1"), (["--default-pids", "1,2,3", MPEG2], "1,2,3"),
     (["--program", "", MPEG2], "--program: ''"), (["--buffer-size", "", MPEG2], "--buffer-size: ''"),
     (["--default-pids", "", MPEG2], "--default-pids: ''"), (["--default-pids", "1,2,3,4,65536", MPEG2], "65536"),
-    (["--json", MPEG2, MPEG2], "--json"), (["none.ts"], "none.ts"), (["tests/data"], "tests/data")], ids=str)
+    (["--json", MPEG2, MPEG2], "--json"), (["none.ts"], "none.ts"), (["[no,ne]"], "[no,ne]"), (["tests/data"], "tests/data")], ids=str)
 def test_wrong_arguments_are_one_line_that_says_what(arguments, word):
     status, out, err = run(TSPROBE, *arguments)
     assert (status, out, err.count("\n")) == (2, "", 1)
@@ -51,12 +50,15 @@ def test_an_empty_file_is_not_loaded(tmp_path):
     assert run(TSPROBE, "--json", tmp_path / "empty.ts")[:2] == (2, "")
 
 
-@pytest.mark.parametrize("options", [[], ["--json"]], ids=str)
-def test_a_full_disk_is_told(options):
+@pytest.mark.parametrize("command", [
+    TSPROBE, wine("tsprobe"), [*wine("tsgraph"), "--dll", samples.ROOT / "build" / "windows" / "ZarnowTSSource.ax"]],
+    ids=["native", "tsprobe", "tsgraph"])
+@pytest.mark.parametrize("arguments", [[MPEG2], ["--json", MPEG2], ["--help"]], ids=str)
+def test_a_full_disk_is_told(command, arguments):
     with open("/dev/full", "wb") as full:
-        done = subprocess.run([*TSPROBE, *options, DATA / "mpeg2.ts"], stdout=full, stderr=subprocess.PIPE)
-    assert done.returncode == 2
-    assert b"cannot be written" in done.stderr
+        status, err = run_onto(full, command, *arguments)
+    assert (status, err.count("\n")) == (2, 1)
+    assert "cannot be written" in err
 
 
 def test_several_files_go_on_behind_one_that_fails():
