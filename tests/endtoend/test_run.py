@@ -1,18 +1,22 @@
 """./run as a newcomer calls it."""
 
+import re
+
 import pytest
 import samples
 from programs import run
 
 RUN = [samples.ROOT / "run"]
+README = (samples.ROOT / "README.md").read_text()
 
 
-def test_the_sample_is_played_whatever_was_registered():
+def test_the_sample_is_played_as_the_readme_shows_whatever_was_registered():
     run(["wine", "regsvr32", "/s", "/u"], "build/windows/ZarnowTSSource.ax")
     status, out, err = run(RUN)
-    assert (status, err) == (0, "")
-    assert "== playing tests/data/two-programs.ts\ntests/data/two-programs.ts\nDuration: 2.920 s\n" in out
-    assert "AUDIO_0: 25425 bytes in build/out/two-programs/AUDIO_0.aac" in out
+    shown = re.split(r" in [\d.]+ s .*", out[out.index("== playing"):])  # the speed differs from run to run
+    assert (status, err, len(shown)) == (0, "", 2)
+    assert shown[0] in README
+    assert shown[1] in README
 
 
 @pytest.mark.parametrize("arguments, word", [

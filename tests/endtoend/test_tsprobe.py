@@ -21,6 +21,16 @@ def test_a_file_that_cannot_be_analysed():
     assert report["currentProgram"]["index"] is None
 
 
+def test_the_readme_shows_what_is_printed():
+    assert f"$ tsprobe {TWO_PROGRAMS}\n" + run(TSPROBE, TWO_PROGRAMS)[1] in (samples.ROOT / "README.md").read_text()
+
+
+def test_mpeg1_video_that_is_announced_as_mpeg2(tmp_path):
+    path = tmp_path / "mpeg1.ts"
+    path.write_bytes(samples.with_stream_type(samples.make("mpeg1-mp2.ts").read_bytes(), 0x1000, 1, 2))
+    assert "352 x 240, 4:3, 29.97 fps, variable bit rate, VBV " in run(TSPROBE, path)[1]  # no profile, no scan
+
+
 def test_default_pids():
     report = json.loads(run(TSPROBE, "--json", "--default-pids", "0,0x200,2,0x201,3", MPEG2)[1])
     assert [entry["pid"] for entry in report["streams"]] == [0, 0x200, 0x201]
