@@ -67,14 +67,12 @@ PlayResult runGraph(PlayGraph& graph, const Arguments& arguments, Watchdog& watc
 {
     Progress progress{sizeOf(arguments.file)};
     std::uint64_t played = 0;
-    const PlayResult result = graph.run([&](std::uint64_t bytes) {
+    return graph.run([&](std::uint64_t bytes) {
         if (bytes != played)
             watchdog.notice();
         played = bytes;
         progress.show(bytes);
     });
-    progress.finish();
-    return result;
 }
 
 int playAndReport(IBaseFilter& filter, const Arguments& arguments, Watchdog& watchdog)
