@@ -16,11 +16,18 @@ def wine(name):
 def run(command, *arguments):
     """Exit status, standard output, standard error. They go through files: Wine's own processes outlive the program and
     would keep a pipe open."""
+    with tempfile.TemporaryFile() as out:
+        status, errors = run_onto(out, command, *arguments)
+        out.seek(0)
+        return status, out.read().decode(), errors
+
+
+def run_onto(out, command, *arguments):
+    """Exit status and standard error of a program whose standard output is the file."""
     environment = {**os.environ, "WINEDEBUG": "-all", "LC_ALL": "C.UTF-8",  # the file names' encoding
                    "WINEPREFIX": str(samples.ROOT / "build" / "wine")}
-    with tempfile.TemporaryFile() as out, tempfile.TemporaryFile() as err:
+    with tempfile.TemporaryFile() as err:
         status = subprocess.run([str(word) for word in (*command, *arguments)], stdout=out, stderr=err, timeout=120,
                                 stdin=subprocess.DEVNULL, cwd=samples.ROOT, env=environment).returncode
-        out.seek(0)
         err.seek(0)
-        return status, out.read().decode(), err.read().decode("utf-8", "replace")
+        return status, err.read().decode("utf-8", "replace")

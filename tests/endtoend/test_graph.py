@@ -119,6 +119,17 @@ def test_files_that_fail_are_named(content, expected, tmp_path):
     assert "input.ts" in messages
 
 
+@pytest.mark.parametrize("arguments, words", [
+    (["--program", "010"], "--program 10: the file has 1 program"), (["--program", ""], "--program: ''"),
+    (["--out", ""], "--out: is empty"), (["--dll", ""], "--dll: is empty"),
+    (["--dll", WINDOWS / "tsprobe.exe"], "no COM server")], ids=str)
+def test_wrong_arguments_are_one_line_that_says_what(arguments, words):
+    dll = [] if "--dll" in arguments else ["--dll", WINDOWS / "ZarnowTSSource.ax"]
+    status, out, err = run(wine("tsgraph"), *dll, *arguments, samples.ROOT / "tests" / "data" / "mpeg2.ts")
+    assert (status, out, err.count("\n")) == (FAILED, "", 1)
+    assert words in err
+
+
 def test_output_directory_that_is_a_file(tmp_path):
     (tmp_path / "file").touch()
     status, _, messages = tsgraph("--out", tmp_path / "file", samples.ROOT / "tests" / "data" / "mpeg2.ts")

@@ -2,11 +2,10 @@
 
 import json
 import shutil
-import subprocess
 
 import pytest
 import samples
-from programs import TSPROBE, run, wine
+from programs import TSPROBE, run, run_onto, wine
 
 DATA = samples.ROOT / "tests" / "data"
 MPEG2, TWO_PROGRAMS = "tests/data/mpeg2.ts", "tests/data/two-programs.ts"
@@ -20,6 +19,16 @@ def test_a_file_that_cannot_be_analysed():
     assert [report[key] for key in ("video", "audio", "descriptions", "avc")] == [[], [], [], None]
     assert '"durationSeconds": 4000000000000.0,' in out
     assert report["currentProgram"]["index"] is None
+
+
+def test_the_readme_shows_what_is_printed():
+    assert f"$ tsprobe {TWO_PROGRAMS}\n" + run(TSPROBE, TWO_PROGRAMS)[1] in (samples.ROOT / "README.md").read_text()
+
+
+def test_mpeg1_video_that_is_announced_as_mpeg2(tmp_path):
+    path = tmp_path / "mpeg1.ts"
+    path.write_bytes(samples.with_stream_type(samples.make("mpeg1-mp2.ts").read_bytes(), 0x1000, 1, 2))
+    assert "352 x 240, 4:3, 29.97 fps, variable bit rate, VBV " in run(TSPROBE, path)[1]  # no profile, no scan
 
 
 def test_default_pids():
@@ -39,7 +48,7 @@ def test_windows_prints_the_same(arguments):
     (["--buffer-size", "-1", MPEG2], "-1"), (["--default-pids", "1,2,3", MPEG2], "1,2,3"),
     (["--program", "", MPEG2], "--program: ''"), (["--buffer-size", "", MPEG2], "--buffer-size: ''"),
     (["--default-pids", "", MPEG2], "--default-pids: ''"), (["--default-pids", "1,2,3,4,65536", MPEG2], "65536"),
-    (["--json", MPEG2, MPEG2], "--json"), (["none.ts"], "none.ts"), (["tests/data"], "tests/data")], ids=str)
+    (["--json", MPEG2, MPEG2], "--json"), (["none.ts"], "none.ts"), (["[no,ne]"], "[no,ne]"), (["tests/data"], "tests/data")], ids=str)
 def test_wrong_arguments_are_one_line_that_says_what(arguments, word):
     status, out, err = run(TSPROBE, *arguments)
     assert (status, out, err.count("\n")) == (2, "", 1)
@@ -51,12 +60,15 @@ def test_an_empty_file_is_not_loaded(tmp_path):
     assert run(TSPROBE, "--json", tmp_path / "empty.ts")[:2] == (2, "")
 
 
-@pytest.mark.parametrize("options", [[], ["--json"]], ids=str)
-def test_a_full_disk_is_told(options):
+@pytest.mark.parametrize("command", [
+    TSPROBE, wine("tsprobe"), [*wine("tsgraph"), "--dll", samples.ROOT / "build" / "windows" / "ZarnowTSSource.ax"]],
+    ids=["native", "tsprobe", "tsgraph"])
+@pytest.mark.parametrize("arguments", [[MPEG2], ["--json", MPEG2], ["--help"]], ids=str)
+def test_a_full_disk_is_told(command, arguments):
     with open("/dev/full", "wb") as full:
-        done = subprocess.run([*TSPROBE, *options, DATA / "mpeg2.ts"], stdout=full, stderr=subprocess.PIPE)
-    assert done.returncode == 2
-    assert b"cannot be written" in done.stderr
+        status, err = run_onto(full, command, *arguments)
+    assert (status, err.count("\n")) == (2, 1)
+    assert "cannot be written" in err
 
 
 def test_several_files_go_on_behind_one_that_fails():

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <memory>
 
+#include "tools/common/number_option.h"
 #include "tools/common/utf8.h"
 #include "tools/tsgraph/failure.h"
 
@@ -23,7 +24,7 @@ struct Typed
     std::string file;
     std::string outputDirectory;
     std::string dll;
-    DWORD program = 0;
+    std::string program;
     bool json = false;
 };
 
@@ -39,15 +40,23 @@ void declare(CLI::App& app, Typed& typed)
     app.footer(kFooter);
 }
 
+// An empty variable of a script is not the same as no option.
+void refuseEmpty(const CLI::App& app, const std::string& name, const std::string& text)
+{
+    if (app.count(name) > 0 && text.empty())
+        throw CLI::ValidationError(name, "is empty");
+}
+
 Arguments toArguments(const CLI::App& app, const Typed& typed)
 {
+    refuseEmpty(app, "--out", typed.outputDirectory);
+    refuseEmpty(app, "--dll", typed.dll);
     Arguments result;
     result.file = fromUtf8(typed.file);
     result.outputDirectory = fromUtf8(typed.outputDirectory);
     result.dll = fromUtf8(typed.dll);
     result.json = typed.json;
-    if (app.count("--program") > 0)
-        result.program = typed.program;
+    result.program = numberOption(app, "--program", typed.program);
     return result;
 }
 

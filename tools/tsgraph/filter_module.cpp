@@ -45,7 +45,7 @@ FilterModule::~FilterModule()
     if (module_ == nullptr)
         return;
     const auto canUnloadNow = exported<HRESULT(STDAPICALLTYPE*)()>(module_, "DllCanUnloadNow");
-    if (canUnloadNow != nullptr && canUnloadNow() == S_OK)
+    if (canUnloadNow == nullptr || canUnloadNow() == S_OK)
         FreeLibrary(module_);
     else
         std::fprintf(stderr, "tsgraph: warning: %s still has live objects and stays loaded\n", toUtf8(path_).c_str());

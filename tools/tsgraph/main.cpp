@@ -67,14 +67,12 @@ PlayResult runGraph(PlayGraph& graph, const Arguments& arguments, Watchdog& watc
 {
     Progress progress{sizeOf(arguments.file)};
     std::uint64_t played = 0;
-    const PlayResult result = graph.run([&](std::uint64_t bytes) {
+    return graph.run([&](std::uint64_t bytes) {
         if (bytes != played)
             watchdog.notice();
         played = bytes;
         progress.show(bytes);
     });
-    progress.finish();
-    return result;
 }
 
 int playAndReport(IBaseFilter& filter, const Arguments& arguments, Watchdog& watchdog)
@@ -114,11 +112,15 @@ int show(const Usage& usage)
     return usage.status;
 }
 
+// What could not be printed fails at the end only: the files of the streams are complete then.
 int main()
 {
     const auto parsed = parseArguments(commandLineArguments());
     const Usage* usage = std::get_if<Usage>(&parsed);
-    return usage != nullptr ? show(*usage) : run(std::get<Arguments>(parsed));
+    const int status = usage != nullptr ? show(*usage) : run(std::get<Arguments>(parsed));
+    if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0)
+        throw Failure("standard output cannot be written");
+    return status;
 }
 
 int fail(const char* message, int status)

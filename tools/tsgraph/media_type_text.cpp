@@ -66,8 +66,9 @@ std::string describeMpeg1Video(const MPEG1VIDEOINFO& format)
 
 std::string describeAudio(const WAVEFORMATEX& format)
 {
-    return formatted("%u channels, %lu Hz, %u bit, %lu byte/s", unsigned{format.nChannels}, format.nSamplesPerSec,
-                     unsigned{format.wBitsPerSample}, format.nAvgBytesPerSec);
+    return formatted("%u channel%s, %lu Hz, %u bit, %lu byte/s", unsigned{format.nChannels},
+                     format.nChannels == 1 ? "" : "s", format.nSamplesPerSec, unsigned{format.wBitsPerSample},
+                     format.nAvgBytesPerSec);
 }
 
 template <typename Format>

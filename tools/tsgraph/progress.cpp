@@ -31,7 +31,7 @@ void Progress::show(std::uint64_t bytes)
     std::fflush(stderr);
 }
 
-void Progress::finish()
+Progress::~Progress()
 {
     if (shown_ && onTerminal_)
         std::fputs("\r            \r", stderr);

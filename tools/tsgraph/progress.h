@@ -12,11 +12,13 @@ class Progress
 public:
     /// @param total  bytes of the file
     explicit Progress(std::uint64_t total);
+    Progress(const Progress&) = delete;
+    Progress& operator=(const Progress&) = delete;
+
+    /// Clears the terminal's line, also ahead of an error message.
+    ~Progress();
 
     void show(std::uint64_t bytes);
-
-    /// Clears the terminal's line.
-    void finish();
 
 private:
     using Clock = std::chrono::steady_clock;

@@ -3,9 +3,9 @@
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
-#include <charconv>
 #include <string_view>
 
+#include "tools/common/number_option.h"
 #include "ui/version.h"
 
 namespace tsprobe {
@@ -14,33 +14,6 @@ namespace {
 
 constexpr const char* kFooter =
     "Exit status: 0 analysed, 1 loaded but not analysable, 2 not loaded or wrong arguments.";
-
-/// Decimal or 0x hex, whole.
-template <class Number>
-bool parseNumber(std::string_view text, std::uint64_t limit, Number& number)
-{
-    const bool hex = text.starts_with("0x") || text.starts_with("0X");
-    if (hex)
-        text.remove_prefix(2);
-    std::uint64_t value = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value, hex ? 16 : 10);
-    if (text.empty() || error != std::errc() || end != text.data() + text.size() || value > limit)
-        return false;
-    number = static_cast<Number>(value);
-    return true;
-}
-
-template <class Number>
-std::optional<Number> numberOption(const CLI::App& app, const std::string& name, const std::string& text,
-                                   std::uint64_t limit)
-{
-    if (app.count(name) == 0)
-        return std::nullopt;
-    Number number{};
-    if (!parseNumber(text, limit, number))
-        throw CLI::ValidationError(name, "'" + text + "' is not a number from 0 to " + std::to_string(limit));
-    return number;
-}
 
 std::array<std::uint16_t, 5> parseDefaultPids(const std::string& text)
 {
@@ -79,12 +52,30 @@ void declare(CLI::App& app, Arguments& arguments, Typed& typed)
     app.footer(kFooter);
 }
 
+/// CLI11 takes a positional "[a,b]" for a list of two; with a NUL behind it, which no argument has, it is a name.
+void hideBrackets(std::vector<std::string>& words)
+{
+    for (std::string& word : words) {
+        if (word.starts_with('[') && word.ends_with(']'))
+            word.push_back('\0');
+    }
+}
+
+void showBrackets(std::vector<std::string>& files)
+{
+    for (std::string& file : files) {
+        if (file.ends_with('\0'))
+            file.pop_back();
+    }
+}
+
 void convert(const CLI::App& app, const Typed& typed, Arguments& arguments)
 {
-    arguments.program = numberOption<std::uint32_t>(app, "--program", typed.program, 0xFFFFFFFF);
-    arguments.bufferSize = numberOption<std::uint32_t>(app, "--buffer-size", typed.bufferSize, 0xFFFFFFFF);
+    arguments.program = numberOption(app, "--program", typed.program);
+    arguments.bufferSize = numberOption(app, "--buffer-size", typed.bufferSize);
     if (app.count("--default-pids") > 0)
         arguments.defaultPids = parseDefaultPids(typed.defaultPids);
+    showBrackets(arguments.files);
     if (arguments.json && arguments.files.size() > 1)
         throw CLI::ValidationError("--json", "takes one FILE, not " + std::to_string(arguments.files.size()));
 }
@@ -96,6 +87,7 @@ bool parseArguments(std::vector<std::string> words, Arguments& arguments, Ending
     CLI::App app("Shows the programs and streams of MPEG transport-stream files.", "tsprobe");
     Typed typed;
     declare(app, arguments, typed);
+    hideBrackets(words);
     std::reverse(words.begin(), words.end());  // CLI11 takes them from the back
     try {
         app.parse(words);

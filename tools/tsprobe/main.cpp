@@ -45,23 +45,31 @@ int inspectOrExplain(const std::string& path, const Arguments& arguments)
     }
 }
 
-int run(std::vector<std::string> words)
+int inspectAll(const Arguments& arguments)
 {
-    Arguments arguments;
-    Ending ending;
-    if (!parseArguments(std::move(words), arguments, ending)) {
-        std::fputs(ending.text.c_str(), ending.failed ? stderr : stdout);
-        return ending.failed ? kFailed : kAnalysed;
-    }
     int status = kAnalysed;
     for (const std::string& path : arguments.files) {
         if (&path != &arguments.files.front())
             std::fputs("\n", stdout);
         status = std::max(status, inspectOrExplain(path, arguments));
     }
+    return status;
+}
+
+int end(const Ending& ending)
+{
+    std::fputs(ending.text.c_str(), ending.failed ? stderr : stdout);
+    return ending.failed ? kFailed : kAnalysed;
+}
+
+int run(std::vector<std::string> words)
+{
+    Arguments arguments;
+    Ending ending;
+    const int status = parseArguments(std::move(words), arguments, ending) ? inspectAll(arguments) : end(ending);
     if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0)
         return status;
-    std::fputs("tsprobe: the report cannot be written\n", stderr);
+    std::fputs("tsprobe: standard output cannot be written\n", stderr);
     return kFailed;
 }
 

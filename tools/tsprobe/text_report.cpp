@@ -34,12 +34,19 @@ std::string line(const std::string& name, const std::string& value)
     return "  " + name + std::string(kColumn - std::min(name.size(), kColumn - 1), ' ') + value + "\n";
 }
 
+/// A sequence extension is kept behind the header of 12 bytes and its matrices. MPEG-1 video has none, whatever the
+/// program map says that it is.
+bool hasExtension(const VideoProbeRecord& record)
+{
+    constexpr std::uint32_t kPlainHeader = 12, kMatrix = 64;
+    return record.sequenceHeaderLength % kMatrix > kPlainHeader;
+}
+
 Words mpegVideoWords(const VideoProbeRecord& record)
 {
     Words words{frameRateText(record.frameRate)};
-    const bool hasExtension = record.streamType == stream_type::kMpeg2Video;
-    if (hasExtension) {
-        words.push_back(mpegProfileName(record.profile) + " profile at " + mpegLevelName(record.level) + " level");
+    if (hasExtension(record)) {
+        words.push_back(mpegProfileName(record.profile) + " at " + mpegLevelName(record.level));
         words.push_back(record.progressive != 0 ? "progressive" : "interlaced");
     }
     words.push_back(record.bitRate != 0 ? bitRateText(record.bitRate) : "variable bit rate");
@@ -126,7 +133,7 @@ std::string programText(const Inspection& inspection, std::uint32_t index)
 
 std::string avcText(const AvcStreamInfo& info)
 {
-    Words words{avcProfileName(info.profile_idc) + " profile at level " + avcLevelName(info.level_idc),
+    Words words{avcProfileName(info.profile_idc) + " at level " + avcLevelName(info.level_idc),
                 info.entropy_coding_mode_flag != 0 ? "CABAC" : "CAVLC",
                 counted(info.num_ref_frames, "reference frame"),
                 counted(info.slicesPerPicture, "slice") + " per picture",

@@ -53,11 +53,13 @@ std::string formatted(const char* format, Arguments... arguments)
     return text.data();
 }
 
+/// "Main profile", or "profile 0" of what has no name.
 template <class Names>
 std::string nameOf(const Names& names, std::uint32_t value, const char* kind)
 {
     const auto known = std::find_if(names.begin(), names.end(), [=](const Name& name) { return name.value == value; });
-    return known != names.end() ? known->text : formatted("%s %u", kind, static_cast<unsigned>(value));
+    return known != names.end() ? std::string(known->text) + " " + kind
+                                : formatted("%s %u", kind, static_cast<unsigned>(value));
 }
 
 /// Up to so many decimals, without trailing zeros.
