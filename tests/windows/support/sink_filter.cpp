@@ -30,8 +30,15 @@ STDMETHODIMP TestAllocator::SetProperties(ALLOCATOR_PROPERTIES* request, ALLOCAT
     return FAILED(propertiesResult) ? propertiesResult : CMemAllocator::SetProperties(&granted, actual);
 }
 
+STDMETHODIMP TestAllocator::Commit()
+{
+    onCommit();
+    return FAILED(commitResult) ? commitResult : CMemAllocator::Commit();
+}
+
 STDMETHODIMP TestAllocator::GetBuffer(IMediaSample** sample, REFERENCE_TIME* begin, REFERENCE_TIME* end, DWORD flags)
 {
+    onBuffer();
     return FAILED(bufferResult) ? bufferResult : CMemAllocator::GetBuffer(sample, begin, end, flags);
 }
 
