@@ -72,6 +72,8 @@ public:
 private:
     class Transition;
 
+    /// Whether a state change is under way: the state is the old one then, although pins may be active already.
+    bool isChanging() const { return m_transitionThread != 0; }
     HRESULT activatePins();
     HRESULT deactivatePins(int count);
     HRESULT rename(LPCWSTR name);

@@ -165,6 +165,26 @@ TEST_F(Connection, AReceiverMayDisconnectItsPeerBeforeItAnswers)
     }
 }
 
+TEST_F(Connection, AReceiverMayNotPutAnotherPeerInItsPlaceBeforeItAnswers)
+{
+    for (const HRESULT answer : {E_FAIL, S_OK}) {
+        SCOPED_TRACE(answer);
+        Pair pair;
+        SinkFilter other;
+        pair.sink.checkType = [&](const CMediaType&) {
+            EXPECT_HRESULT(S_OK, pair.stream().Disconnect());
+            EXPECT_HRESULT(VFW_E_ALREADY_CONNECTED, pair.stream().Connect(&other.input, nullptr));
+            return answer;
+        };
+        EXPECT_TRUE(FAILED(pair.connect()));
+        expectFree(pair);
+        EXPECT_EQ(1, other.references());
+        EXPECT_HRESULT(S_OK, pair.stream().Connect(&other.input, nullptr)) << "but afterwards";
+        pair.stream().Disconnect();
+        other.input.Disconnect();
+    }
+}
+
 TEST_F(Connection, PinsAreFoundByTheirIdsOnly)
 {
     Pair pair({}, 2);

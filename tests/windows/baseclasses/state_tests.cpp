@@ -49,6 +49,19 @@ TEST_F(State, AFailingPinLeavesTheFilterStoppedAndEveryPinInactive)
     EXPECT_HRESULT(S_OK, second.input.Disconnect());
 }
 
+TEST_F(State, APeerMayNotLeaveWhileTheFilterStarts)
+{
+    TestAllocator allocator;
+    Pair pair(kEndless);
+    pair.sink.offeredAllocator = &allocator;
+    allocator.onCommit = [&] { EXPECT_HRESULT(VFW_E_NOT_STOPPED, pair.stream().Disconnect()); };
+    ASSERT_HRESULT(S_OK, pair.connect());
+    EXPECT_HRESULT(S_OK, pair.pause());
+    EXPECT_HRESULT(S_OK, pair.stop());
+    EXPECT_FALSE(pair.stream().threadExists());
+    pair.disconnect();
+}
+
 TEST_F(State, GetStateWaitsForAnUnfinishedChangeButNotTheWorkerThatHoldsItUp)
 {
     CAMEvent inside(TRUE);
