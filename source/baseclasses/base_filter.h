@@ -81,6 +81,7 @@ private:
 
     std::atomic<DWORD> m_transitionThread{0};
     CAMEvent m_transitionEnd{TRUE};
+    CCritSec m_membershipLock;  ///< guards name and graph for the threads that ask without the filter's lock
 
 protected:
     FILTER_STATE m_State = State_Stopped;

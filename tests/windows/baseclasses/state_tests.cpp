@@ -143,6 +143,27 @@ TEST_F(State, TheGraphIsNotCountedAndGetsTheEvents)
     EXPECT_EQ(nullptr, info.pGraph);
 }
 
+TEST_F(State, OtherThreadsMayAskForANameThatChanges)
+{
+    const std::wstring names[] = {std::wstring(120, L'a'), std::wstring(120, L'b')};
+    Pair pair;
+    std::atomic<bool> done = false;
+    std::thread joining([&] {
+        for (int round = 0; !done; ++round)
+            pair.source->JoinFilterGraph(pair.graph.get(), names[round % 2].c_str());
+    });
+    int mixed = 0;
+    for (int round = 0; round < 20'000; ++round) {
+        FILTER_INFO info{};
+        pair.source->QueryFilterInfo(&info);
+        info.pGraph->Release();
+        mixed += info.achName != names[0] && info.achName != names[1] && info.achName != std::wstring(L"source");
+    }
+    done = true;
+    joining.join();
+    EXPECT_EQ(0, mixed);
+}
+
 }  // namespace
 
 }  // namespace zarnow::test
