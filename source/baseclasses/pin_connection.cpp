@@ -145,8 +145,10 @@ HRESULT CBasePin::connectWith(IPin* receiver, const CMediaType* type)
         hr = receiver->ReceiveConnection(this, type);
     if (SUCCEEDED(hr)) {
         hr = CompleteConnect(receiver);
-        if (SUCCEEDED(hr))
+        if (SUCCEEDED(hr) && m_Connected)
             return hr;
+        if (SUCCEEDED(hr))
+            hr = VFW_E_NOT_CONNECTED;
         receiver->Disconnect();
     }
     abandon();

@@ -156,10 +156,15 @@ TEST_F(Connection, AReceiverMayDisconnectItsPeerBeforeItAnswers)
     for (const HRESULT answer : {E_FAIL, S_OK}) {
         SCOPED_TRACE(answer);
         Pair pair;
-        pair.sink.checkType = [&](const CMediaType&) {
+        const auto disconnect = [&](const auto&) {
             EXPECT_HRESULT(S_OK, pair.stream().Disconnect());
             return answer;
         };
+        pair.sink.checkType = disconnect;
+        EXPECT_TRUE(FAILED(pair.connect()));
+        expectFree(pair);
+        pair.sink.checkType = nullptr;
+        pair.sink.onAllocator = disconnect;
         EXPECT_TRUE(FAILED(pair.connect()));
         expectFree(pair);
     }

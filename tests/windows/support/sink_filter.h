@@ -103,6 +103,7 @@ public:
     ALLOCATOR_PROPERTIES requirements = {};     ///< of allocators; none while there is no alignment
     std::vector<CMediaType> proposes;           ///< as preferred types of its own
     std::function<HRESULT(const CMediaType&)> checkType;
+    std::function<HRESULT(IMemAllocator&)> onAllocator;  ///< in the place of allocatorResult
     HRESULT typeResult = S_OK;
     HRESULT connectionResult = S_OK;
     HRESULT completionResult = S_OK;
