@@ -72,6 +72,8 @@ public:
 private:
     class Transition;
 
+    /// Whether a state change is under way: the state is the old one then, although pins may be active already.
+    bool isChanging() const { return m_transitionThread != 0; }
     HRESULT activatePins();
     HRESULT deactivatePins(int count);
     HRESULT rename(LPCWSTR name);
@@ -79,6 +81,7 @@ private:
 
     std::atomic<DWORD> m_transitionThread{0};
     CAMEvent m_transitionEnd{TRUE};
+    CCritSec m_membershipLock;  ///< guards name and graph for the threads that ask without the filter's lock
 
 protected:
     FILTER_STATE m_State = State_Stopped;

@@ -94,13 +94,18 @@ protected:
     double m_dRate = 1.0;
 
 private:
+    bool mayChangeConnection() const { return m_pFilter->IsStopped() && !m_pFilter->isChanging(); }
     HRESULT checkFree() const;
+    HRESULT connectTo(IPin* receiver, const AM_MEDIA_TYPE* wanted);
+    HRESULT receive(IPin* connector, const AM_MEDIA_TYPE& offered);
     HRESULT tryTypesOf(IPin* lister, IPin* receiver, const CMediaType* wanted);
     HRESULT connectWith(IPin* receiver, const CMediaType* type);
     HRESULT receiveWith(IPin* connector, const CMediaType* type);
     void adopt(IPin* peer);
     void letPeerGo();
     void abandon();
+
+    bool m_connecting = false;  ///< an attempt is under way, in the middle of which the peer may call
 };
 
 #endif

@@ -14,7 +14,10 @@ STDMETHODIMP CBaseFilter::JoinFilterGraph(IFilterGraph* pGraph, LPCWSTR pName)
     const HRESULT renamed = rename(pName);
     if (FAILED(renamed))
         return renamed;
-    m_pGraph = pGraph;
+    {
+        CAutoLock membership(&m_membershipLock);
+        m_pGraph = pGraph;
+    }
     // Neither the graph nor its sink is counted: the graph holds the filter.
     m_pSink = ComPtr<IFilterGraph>(pGraph).query<IMediaEventSink>(IID_IMediaEventSink).get();
     return S_OK;
@@ -30,7 +33,11 @@ HRESULT CBaseFilter::rename(LPCWSTR name)
             return E_OUTOFMEMORY;
         std::wmemcpy(copy, name, length);
     }
-    delete[] std::exchange(m_pName, copy);
+    {
+        CAutoLock membership(&m_membershipLock);
+        std::swap(m_pName, copy);
+    }
+    delete[] copy;
     return S_OK;
 }
 
@@ -39,6 +46,7 @@ STDMETHODIMP CBaseFilter::QueryFilterInfo(FILTER_INFO* pInfo)
     if (!pInfo)
         return E_POINTER;
     // Without the filter's lock, for the worker may ask during a Stop that waits for it.
+    CAutoLock membership(&m_membershipLock);
     lstrcpynW(pInfo->achName, m_pName ? m_pName : L"", static_cast<int>(std::size(pInfo->achName)));
     pInfo->pGraph = m_pGraph;
     if (m_pGraph)

@@ -30,9 +30,9 @@ void keepReason(HRESULT& reason, HRESULT refusal)
 
 HRESULT CBasePin::checkFree() const
 {
-    if (m_Connected)
+    if (m_Connected || m_connecting)
         return VFW_E_ALREADY_CONNECTED;
-    return m_pFilter->IsStopped() ? S_OK : VFW_E_NOT_STOPPED;
+    return mayChangeConnection() ? S_OK : VFW_E_NOT_STOPPED;
 }
 
 void CBasePin::adopt(IPin* peer)
@@ -59,14 +59,22 @@ STDMETHODIMP CBasePin::Connect(IPin* pReceivePin, const AM_MEDIA_TYPE* pmt)
     if (!pReceivePin)
         return E_POINTER;
     CAutoLock lock(m_pLock);
-    const HRESULT hr = checkFree();
+    HRESULT hr = checkFree();
     if (FAILED(hr))
         return hr;
-    if (!pmt)
-        return AgreeMediaType(pReceivePin, nullptr);
-    HRESULT copied = S_OK;
-    const CMediaType wanted(*pmt, &copied);
-    return FAILED(copied) ? copied : AgreeMediaType(pReceivePin, &wanted);
+    m_connecting = true;
+    hr = connectTo(pReceivePin, pmt);
+    m_connecting = false;
+    return hr;
+}
+
+HRESULT CBasePin::connectTo(IPin* receiver, const AM_MEDIA_TYPE* wanted)
+{
+    if (!wanted)
+        return AgreeMediaType(receiver, nullptr);
+    HRESULT hr = S_OK;
+    const CMediaType type(*wanted, &hr);
+    return FAILED(hr) ? hr : AgreeMediaType(receiver, &type);
 }
 
 HRESULT CBasePin::AgreeMediaType(IPin* pReceivePin, const CMediaType* pmt)
@@ -137,8 +145,10 @@ HRESULT CBasePin::connectWith(IPin* receiver, const CMediaType* type)
         hr = receiver->ReceiveConnection(this, type);
     if (SUCCEEDED(hr)) {
         hr = CompleteConnect(receiver);
-        if (SUCCEEDED(hr))
+        if (SUCCEEDED(hr) && m_Connected)
             return hr;
+        if (SUCCEEDED(hr))
+            hr = VFW_E_NOT_CONNECTED;
         receiver->Disconnect();
     }
     abandon();
@@ -153,13 +163,22 @@ STDMETHODIMP CBasePin::ReceiveConnection(IPin* pConnector, const AM_MEDIA_TYPE* 
     HRESULT hr = checkFree();
     if (FAILED(hr))
         return hr;
-    const CMediaType type(*pmt, &hr);
+    m_connecting = true;
+    hr = receive(pConnector, *pmt);
+    m_connecting = false;
+    return hr;
+}
+
+HRESULT CBasePin::receive(IPin* connector, const AM_MEDIA_TYPE& offered)
+{
+    HRESULT hr = S_OK;
+    const CMediaType type(offered, &hr);
     if (SUCCEEDED(hr))
-        hr = CheckConnect(pConnector);
+        hr = CheckConnect(connector);
     if (SUCCEEDED(hr)) {
         hr = CheckMediaType(&type);
         if (hr == S_OK)
-            return receiveWith(pConnector, &type);
+            return receiveWith(connector, &type);
         hr = typeRefusal(hr);
     }
     BreakConnect();
@@ -180,7 +199,7 @@ HRESULT CBasePin::receiveWith(IPin* connector, const CMediaType* type)
 STDMETHODIMP CBasePin::Disconnect()
 {
     CAutoLock lock(m_pLock);
-    if (!IsStopped())
+    if (!mayChangeConnection())
         return VFW_E_NOT_STOPPED;
     if (!m_Connected)
         return S_FALSE;

@@ -168,7 +168,10 @@ HRESULT CSourceStream::DoBufferProcessingLoop()
 HRESULT CSourceStream::deliverNext(const Worker& worker)
 {
     ComPtr<IMediaSample> sample;
-    if (FAILED(GetDeliveryBuffer(sample.put(), nullptr, nullptr, 0))) {
+    const HRESULT got = GetDeliveryBuffer(sample.put(), nullptr, nullptr, 0);
+    if (worker.abandoned)
+        return S_FALSE;
+    if (FAILED(got)) {
         // Decommitted: Stop is on its way.
         Sleep(1);
         return S_OK;

@@ -92,10 +92,13 @@ HRESULT CAMThread::CoInitializeHelper()
 
 DWORD WINAPI CAMThread::InitialThreadProc(LPVOID pv)
 {
+    // The last reference may go on this thread, and the module with it: not before the thread has left its code.
+    HMODULE module = nullptr;
+    GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS, reinterpret_cast<LPCWSTR>(&InitialThreadProc), &module);
     const HRESULT initialised = CoInitializeHelper();
     const DWORD result = static_cast<CAMThread*>(pv)->ThreadProc();
     // The object may be gone by now.
     if (SUCCEEDED(initialised))
         CoUninitialize();
-    return result;
+    FreeLibraryAndExitThread(module, result);
 }

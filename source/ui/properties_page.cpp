@@ -60,8 +60,8 @@ HRESULT CMPEGTSSourceProperties::OnDisconnect()
 
 HRESULT CMPEGTSSourceProperties::OnApplyChanges()
 {
-    if (m_pTarnwell)
-        m_pTarnwell->SelectProgramByNumber(m_pmtPid, m_programNumber);
+    if (const auto tarnwell = m_pTarnwell)
+        tarnwell->SelectProgramByNumber(m_pmtPid, m_programNumber);
     markPage(false);
     return S_OK;
 }
@@ -104,27 +104,28 @@ void CMPEGTSSourceProperties::onCommand(HWND hwnd, WORD control, WORD notificati
 
 void CMPEGTSSourceProperties::fillPage(HWND hwnd)
 {
-    if (!m_pTarnwell)
+    const auto tarnwell = m_pTarnwell;
+    if (!tarnwell)
         return;
-    if (SUCCEEDED(m_pTarnwell->GetProgramCount(&m_programCount)))
+    if (SUCCEEDED(tarnwell->GetProgramCount(&m_programCount)))
         SetDlgItemInt(hwnd, IDC_PROGRAM_COUNT, m_programCount, FALSE);
-    fillPrograms(hwnd);
+    fillPrograms(hwnd, *tarnwell.Get());
     DWORD index = static_cast<DWORD>(m_selectedIndex);
-    m_pTarnwell->GetCurrentProgram(&index, &m_programNumber, &m_pmtPid);
+    tarnwell->GetCurrentProgram(&index, &m_programNumber, &m_pmtPid);
     m_selectedIndex = static_cast<LONG>(index);
     sendToPrograms(hwnd, CB_SETCURSEL, index);
-    fillStreamLines(hwnd);
+    fillStreamLines(hwnd, *tarnwell.Get());
 }
 
 /// Every program takes a line, also one without a name: places in the list are indexes of the filter.
-void CMPEGTSSourceProperties::fillPrograms(HWND hwnd)
+void CMPEGTSSourceProperties::fillPrograms(HWND hwnd, ITarnwell& tarnwell)
 {
     sendToPrograms(hwnd, CB_RESETCONTENT);
     for (DWORD index = 0; index < m_programCount; ++index) {
         WORD pmtPid = 0;
         WORD number = 0;
         BSTR name = nullptr;
-        m_pTarnwell->GetProgramInfo(index, &pmtPid, &number, &name);
+        tarnwell.GetProgramInfo(index, &pmtPid, &number, &name);
         const std::string line = programLine(ansiOfBstr(name), pmtPid);
         sendToPrograms(hwnd, CB_ADDSTRING, 0, reinterpret_cast<LPARAM>(line.c_str()));
     }
@@ -133,23 +134,24 @@ void CMPEGTSSourceProperties::fillPrograms(HWND hwnd)
 /// A change in the list switches the program at once, before Apply.
 void CMPEGTSSourceProperties::refreshStreams(HWND hwnd)
 {
-    if (!m_pTarnwell || !IsWindow(hwnd))  // both may go while the user looks for a file
+    const auto tarnwell = m_pTarnwell;
+    if (!tarnwell || !IsWindow(hwnd))  // both may go while the user looks for a file
         return;
     const auto selection = static_cast<LONG>(sendToPrograms(hwnd, CB_GETCURSEL));
     if (selection == CB_ERR || selection == m_selectedIndex)
         return;
     m_selectedIndex = selection;
-    m_pTarnwell->GetProgramInfo(static_cast<DWORD>(selection), &m_pmtPid, &m_programNumber, nullptr);
-    m_pTarnwell->SelectProgramByNumber(m_pmtPid, m_programNumber);
-    fillStreamLines(hwnd);
+    tarnwell->GetProgramInfo(static_cast<DWORD>(selection), &m_pmtPid, &m_programNumber, nullptr);
+    tarnwell->SelectProgramByNumber(m_pmtPid, m_programNumber);
+    fillStreamLines(hwnd, *tarnwell.Get());
 }
 
-void CMPEGTSSourceProperties::fillStreamLines(HWND hwnd)
+void CMPEGTSSourceProperties::fillStreamLines(HWND hwnd, ITarnwell& tarnwell)
 {
-    m_pTarnwell->GetStreamCount(m_pmtPid, m_programNumber, &m_streamCount);
+    tarnwell.GetStreamCount(m_pmtPid, m_programNumber, &m_streamCount);
     int filled = 0;
     std::string text;
-    for (DWORD index = 0; filled < kStreamLines && nextDescription(index, text); ++filled) {
+    for (DWORD index = 0; filled < kStreamLines && nextDescription(tarnwell, index, text); ++filled) {
         SetDlgItemTextA(hwnd, IDC_STREAM_1 + filled, text.c_str());
         ShowWindow(GetDlgItem(hwnd, IDC_STREAM_1 + filled), SW_SHOW);
     }
@@ -158,12 +160,12 @@ void CMPEGTSSourceProperties::fillStreamLines(HWND hwnd)
 }
 
 /// The description of the first stream from `index` on that has one; `index` moves behind it.
-bool CMPEGTSSourceProperties::nextDescription(DWORD& index, std::string& text)
+bool CMPEGTSSourceProperties::nextDescription(ITarnwell& tarnwell, DWORD& index, std::string& text)
 {
     while (index < m_streamCount) {
         WORD pid = 0;
         BSTR description = nullptr;
-        if (m_pTarnwell->GetStreamInfo(index++, m_pmtPid, m_programNumber, &pid, &description) == S_OK) {
+        if (tarnwell.GetStreamInfo(index++, m_pmtPid, m_programNumber, &pid, &description) == S_OK) {
             text = ansiOfBstr(description);
             return true;
         }

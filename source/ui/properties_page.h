@@ -35,16 +35,18 @@ private:
     void markPage(bool dirty);
     void onCommand(HWND hwnd, WORD control, WORD notification);
     void fillPage(HWND hwnd);
-    void fillPrograms(HWND hwnd);
+    void fillPrograms(HWND hwnd, ITarnwell& tarnwell);
     void refreshStreams(HWND hwnd);
-    void fillStreamLines(HWND hwnd);
-    bool nextDescription(DWORD& index, std::string& text);
+    void fillStreamLines(HWND hwnd, ITarnwell& tarnwell);
+    bool nextDescription(ITarnwell& tarnwell, DWORD& index, std::string& text);
     HRESULT browse(HWND hwnd);
     HRESULT loadFile(HWND hwnd);
 
     static constexpr std::size_t kFileNameSize = 260;
 
-    Microsoft::WRL::ComPtr<ITarnwell> m_pTarnwell;  // while connected
+    // While connected. A selection may let others act, who disconnect the page: who selects holds a reference of its
+    // own.
+    Microsoft::WRL::ComPtr<ITarnwell> m_pTarnwell;
     std::array<char, kFileNameSize> m_fileName{};
     DWORD m_programCount = 0;
     LONG m_selectedIndex = 0;  // position of the chosen program in the list

@@ -156,12 +156,37 @@ TEST_F(Connection, AReceiverMayDisconnectItsPeerBeforeItAnswers)
     for (const HRESULT answer : {E_FAIL, S_OK}) {
         SCOPED_TRACE(answer);
         Pair pair;
+        const auto disconnect = [&](const auto&) {
+            EXPECT_HRESULT(S_OK, pair.stream().Disconnect());
+            return answer;
+        };
+        pair.sink.checkType = disconnect;
+        EXPECT_TRUE(FAILED(pair.connect()));
+        expectFree(pair);
+        pair.sink.checkType = nullptr;
+        pair.sink.onAllocator = disconnect;
+        EXPECT_TRUE(FAILED(pair.connect()));
+        expectFree(pair);
+    }
+}
+
+TEST_F(Connection, AReceiverMayNotPutAnotherPeerInItsPlaceBeforeItAnswers)
+{
+    for (const HRESULT answer : {E_FAIL, S_OK}) {
+        SCOPED_TRACE(answer);
+        Pair pair;
+        SinkFilter other;
         pair.sink.checkType = [&](const CMediaType&) {
             EXPECT_HRESULT(S_OK, pair.stream().Disconnect());
+            EXPECT_HRESULT(VFW_E_ALREADY_CONNECTED, pair.stream().Connect(&other.input, nullptr));
             return answer;
         };
         EXPECT_TRUE(FAILED(pair.connect()));
         expectFree(pair);
+        EXPECT_EQ(1, other.references());
+        EXPECT_HRESULT(S_OK, pair.stream().Connect(&other.input, nullptr)) << "but afterwards";
+        pair.stream().Disconnect();
+        other.input.Disconnect();
     }
 }
 

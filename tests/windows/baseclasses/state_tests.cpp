@@ -49,6 +49,19 @@ TEST_F(State, AFailingPinLeavesTheFilterStoppedAndEveryPinInactive)
     EXPECT_HRESULT(S_OK, second.input.Disconnect());
 }
 
+TEST_F(State, APeerMayNotLeaveWhileTheFilterStarts)
+{
+    TestAllocator allocator;
+    Pair pair(kEndless);
+    pair.sink.offeredAllocator = &allocator;
+    allocator.onCommit = [&] { EXPECT_HRESULT(VFW_E_NOT_STOPPED, pair.stream().Disconnect()); };
+    ASSERT_HRESULT(S_OK, pair.connect());
+    EXPECT_HRESULT(S_OK, pair.pause());
+    EXPECT_HRESULT(S_OK, pair.stop());
+    EXPECT_FALSE(pair.stream().threadExists());
+    pair.disconnect();
+}
+
 TEST_F(State, GetStateWaitsForAnUnfinishedChangeButNotTheWorkerThatHoldsItUp)
 {
     CAMEvent inside(TRUE);
@@ -128,6 +141,27 @@ TEST_F(State, TheGraphIsNotCountedAndGetsTheEvents)
     ASSERT_HRESULT(S_OK, pair.source->QueryFilterInfo(&info));
     EXPECT_STREQ(L"", info.achName);
     EXPECT_EQ(nullptr, info.pGraph);
+}
+
+TEST_F(State, OtherThreadsMayAskForANameThatChanges)
+{
+    const std::wstring names[] = {std::wstring(120, L'a'), std::wstring(120, L'b')};
+    Pair pair;
+    std::atomic<bool> done = false;
+    std::thread joining([&] {
+        for (int round = 0; !done; ++round)
+            pair.source->JoinFilterGraph(pair.graph.get(), names[round % 2].c_str());
+    });
+    int mixed = 0;
+    for (int round = 0; round < 20'000; ++round) {
+        FILTER_INFO info{};
+        pair.source->QueryFilterInfo(&info);
+        info.pGraph->Release();
+        mixed += info.achName != names[0] && info.achName != names[1] && info.achName != std::wstring(L"source");
+    }
+    done = true;
+    joining.join();
+    EXPECT_EQ(0, mixed);
 }
 
 }  // namespace

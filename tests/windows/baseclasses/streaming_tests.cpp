@@ -87,25 +87,39 @@ TEST_F(Streaming, TheSegmentHasNoEndUntilThereIsAnother)
     EXPECT_EQ(std::tuple(5, 77, 2.0), pair.stream().segment());
 }
 
-TEST_F(Streaming, AReceiverMayStopTheFilterOnItsOwnThread)
+TEST_F(Streaming, APeerMayStopTheFilterOnTheWorkersThread)
 {
-    Pair pair(kEndless);
-    CAMEvent stopped(TRUE);
-    pair.sink.onReceive = [&](IMediaSample*) {
-        if (pair.sink.count == 2) {
-            pair.source->Stop();
-            stopped.Set();
-        }
-        return S_OK;
-    };
-    ASSERT_HRESULT(S_OK, pair.connect());
-    ASSERT_HRESULT(S_OK, pair.run());
-    ASSERT_TRUE(stopped.Wait(5000));
-    Sleep(30);
-    EXPECT_EQ(2u, pair.sink.count) << "the abandoned worker has left";
-    EXPECT_FALSE(pair.stream().threadExists());
-    ASSERT_HRESULT(S_OK, pair.source->Pause());
-    EXPECT_TRUE(pair.sink.waitForSamples(10)) << "and a new one can be started";
+    for (const bool withItsAllocator : {false, true}) {  // or when it gets a sample
+        SCOPED_TRACE(withItsAllocator);
+        CAMEvent stopped(TRUE);
+        std::atomic<int> calls = 0;
+        TestAllocator allocator;
+        Pair pair(kEndless);
+        pair.sink.offeredAllocator = &allocator;
+        const auto stop = [&] {
+            if (++calls == 2) {
+                pair.source->Stop();
+                stopped.Set();
+            }
+        };
+        if (withItsAllocator)
+            allocator.onBuffer = stop;
+        pair.sink.onReceive = [&](IMediaSample*) {
+            if (!withItsAllocator)
+                stop();
+            return S_OK;
+        };
+        ASSERT_HRESULT(S_OK, pair.connect());
+        ASSERT_HRESULT(S_OK, pair.run());
+        ASSERT_TRUE(stopped.Wait(5000));
+        Sleep(30);
+        EXPECT_EQ(2, calls) << "the abandoned worker has not left";
+        EXPECT_FALSE(pair.stream().threadExists());
+        ASSERT_HRESULT(S_OK, pair.source->Pause());
+        EXPECT_TRUE(pair.sink.waitForSamples(10)) << "and a new one can be started";
+        pair.stop();
+        pair.disconnect();
+    }
 }
 
 TEST_F(Streaming, AReceiverMayDropTheLastReferenceOnTheFilter)

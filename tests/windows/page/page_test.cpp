@@ -58,6 +58,19 @@ TEST_F(PageTest, WhatDoesNotChangeTheChoiceDoesNotReachTheFilter)
     EXPECT_EQ((Texts{"AVC (H.264) Video (0x0100)", "MPEG2-ADTS Audio (0x0101)"}), streamLines());
 }
 
+/// As when the filter downstream waits with a message loop of its own, and the user closes the frame.
+TEST_F(PageTest, TheObjectMayGoWhileItSelectsAProgram)
+{
+    ASSERT_HRESULT(S_OK, load(kTwoProgramsSample));
+    SinkFilter sink;
+    ASSERT_HRESULT(S_OK, connect(sink));
+    open();
+    sink.onConfiguration = [&] { EXPECT_HRESULT(S_OK, page->SetObjects(0, nullptr)); };
+    frame.choose(1);
+    EXPECT_EQ(1U, currentProgram());
+    disconnect(sink);
+}
+
 TEST_F(PageTest, StreamLines)
 {
     constexpr std::uint8_t kAac = 0x0F;   // described by its type alone

@@ -1,6 +1,8 @@
 // Nothing grows with the number of times the filter is used.
 
 #include <cstdio>
+#include <future>
+#include <memory>
 
 #include "tests/windows/robustness/module_requests.h"
 #include "tests/windows/support/filter_fixture.h"
@@ -90,6 +92,38 @@ TEST(UnloadTest, TheModuleIsGoneWhenItsLastUserIs)
         EXPECT_HRESULT(S_OK, source->Load(kMpeg2Sample, nullptr));
         EXPECT_HRESULT(S_FALSE, module.canUnload());
     }
+    EXPECT_EQ(nullptr, GetModuleHandleW(L"ZarnowTSSource.ax"));
+}
+
+/// Nothing of the module is in use then but the code that the worker has still to find its way out of.
+TEST(UnloadTest, TheModuleMayBeLetGoWithTheLastReferenceOnTheWorkersThread)
+{
+    auto module = std::make_unique<Module>();
+    ComPtr<IBaseFilter> filter;
+    ComPtr<IPin> pin;
+    ASSERT_HRESULT(S_OK, module->create(CLSID_ZarnowTSSource, IID_PPV_ARGS(&filter)));
+    ASSERT_HRESULT(S_OK, query<IFileSourceFilter>(filter.Get())->Load(kMpeg2Sample, nullptr));
+    ASSERT_HRESULT(S_OK, filter->FindPin(L"1", &pin));
+    std::promise<void> released;
+    std::promise<HANDLE> unloaded;
+    SinkFilter sink;
+    sink.onEndOfStream = [&] {
+        released.get_future().wait();
+        sink.Stop();
+        sink.input.Disconnect();
+        EXPECT_HRESULT(S_OK, module->canUnload());
+        module.reset();
+        unloaded.set_value(OpenThread(SYNCHRONIZE, FALSE, GetCurrentThreadId()));
+    };
+    ASSERT_HRESULT(S_OK, pin->Connect(&sink.input, nullptr));
+    pin.Reset();
+    sink.Run(0);
+    ASSERT_HRESULT(S_OK, filter->Run(0));
+    filter.Reset();
+    released.set_value();
+    const HANDLE worker = unloaded.get_future().get();
+    EXPECT_EQ(WAIT_OBJECT_0, WaitForSingleObject(worker, 10'000));
+    CloseHandle(worker);
     EXPECT_EQ(nullptr, GetModuleHandleW(L"ZarnowTSSource.ax"));
 }
 

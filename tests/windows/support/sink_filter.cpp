@@ -30,8 +30,15 @@ STDMETHODIMP TestAllocator::SetProperties(ALLOCATOR_PROPERTIES* request, ALLOCAT
     return FAILED(propertiesResult) ? propertiesResult : CMemAllocator::SetProperties(&granted, actual);
 }
 
+STDMETHODIMP TestAllocator::Commit()
+{
+    onCommit();
+    return FAILED(commitResult) ? commitResult : CMemAllocator::Commit();
+}
+
 STDMETHODIMP TestAllocator::GetBuffer(IMediaSample** sample, REFERENCE_TIME* begin, REFERENCE_TIME* end, DWORD flags)
 {
+    onBuffer();
     return FAILED(bufferResult) ? bufferResult : CMemAllocator::GetBuffer(sample, begin, end, flags);
 }
 
@@ -80,8 +87,9 @@ STDMETHODIMP SinkInputPin::GetAllocatorRequirements(ALLOCATOR_PROPERTIES* proper
 
 STDMETHODIMP SinkInputPin::NotifyAllocator(IMemAllocator* allocator, BOOL readOnly)
 {
-    if (FAILED(sink_.allocatorResult))
-        return sink_.allocatorResult;
+    const HRESULT result = sink_.onAllocator ? sink_.onAllocator(*allocator) : sink_.allocatorResult;
+    if (FAILED(result))
+        return result;
     if (allocator == sink_.refusedAllocator)
         return E_FAIL;
     allocator->GetProperties(&sink_.agreed);

@@ -36,7 +36,7 @@ class TestAllocator final : public CMemAllocator
 public:
     TestAllocator() : CMemAllocator(nullptr, nullptr, &created) { AddRef(); }
     STDMETHODIMP SetProperties(ALLOCATOR_PROPERTIES* request, ALLOCATOR_PROPERTIES* actual) override;
-    STDMETHODIMP Commit() override { return FAILED(commitResult) ? commitResult : CMemAllocator::Commit(); }
+    STDMETHODIMP Commit() override;
     STDMETHODIMP GetBuffer(IMediaSample** sample, REFERENCE_TIME* begin, REFERENCE_TIME* end, DWORD flags) override;
     LONG references() const { return m_cRef; }
 
@@ -44,6 +44,8 @@ public:
     HRESULT propertiesResult = S_OK;
     HRESULT commitResult = S_OK;
     HRESULT bufferResult = S_OK;
+    std::function<void()> onCommit = [] {};
+    std::function<void()> onBuffer = [] {};
     long mostBytes = 0x7FFFFFFF;  ///< that a buffer gets
 };
 
@@ -101,6 +103,7 @@ public:
     ALLOCATOR_PROPERTIES requirements = {};     ///< of allocators; none while there is no alignment
     std::vector<CMediaType> proposes;           ///< as preferred types of its own
     std::function<HRESULT(const CMediaType&)> checkType;
+    std::function<HRESULT(IMemAllocator&)> onAllocator;  ///< in the place of allocatorResult
     HRESULT typeResult = S_OK;
     HRESULT connectionResult = S_OK;
     HRESULT completionResult = S_OK;
