@@ -52,30 +52,12 @@ void declare(CLI::App& app, Arguments& arguments, Typed& typed)
     app.footer(kFooter);
 }
 
-/// CLI11 takes a positional "[a,b]" for a list of two; with a NUL behind it, which no argument has, it is a name.
-void hideBrackets(std::vector<std::string>& words)
-{
-    for (std::string& word : words) {
-        if (word.starts_with('[') && word.ends_with(']'))
-            word.push_back('\0');
-    }
-}
-
-void showBrackets(std::vector<std::string>& files)
-{
-    for (std::string& file : files) {
-        if (file.ends_with('\0'))
-            file.pop_back();
-    }
-}
-
 void convert(const CLI::App& app, const Typed& typed, Arguments& arguments)
 {
     arguments.program = numberOption(app, "--program", typed.program);
     arguments.bufferSize = numberOption(app, "--buffer-size", typed.bufferSize);
     if (app.count("--default-pids") > 0)
         arguments.defaultPids = parseDefaultPids(typed.defaultPids);
-    showBrackets(arguments.files);
     if (arguments.json && arguments.files.size() > 1)
         throw CLI::ValidationError("--json", "takes one FILE, not " + std::to_string(arguments.files.size()));
 }
@@ -87,7 +69,6 @@ bool parseArguments(std::vector<std::string> words, Arguments& arguments, Ending
     CLI::App app("Shows the programs and streams of MPEG transport-stream files.", "tsprobe");
     Typed typed;
     declare(app, arguments, typed);
-    hideBrackets(words);
     std::reverse(words.begin(), words.end());  // CLI11 takes them from the back
     try {
         app.parse(words);
