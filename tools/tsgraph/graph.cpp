@@ -31,7 +31,8 @@ std::wstring fileNameOf(std::wstring pinName)
 
 std::wstring outputPath(const std::wstring& directory, const PinFacts& facts)
 {
-    return directory + L"/" + fileNameOf(facts.name) + L"." + fromUtf8(streamExtension(facts.type));
+    const bool ends = directory.ends_with(L'/') || directory.ends_with(L'\\');
+    return directory + (ends ? L"" : L"/") + fileNameOf(facts.name) + L"." + fromUtf8(streamExtension(facts.type));
 }
 
 }  // namespace

@@ -47,14 +47,13 @@ void Progress::show(const std::string& path)
     using namespace std::chrono_literals;
     const auto begin = std::chrono::steady_clock::now();
     std::unique_lock lock(mutex_);
-    bool shown = false;
+    int shown = 0;  // characters, wiped with blanks: not every Windows console knows escape sequences
     while (!changed_.wait_for(lock, 500ms, [this] { return done_; })) {
         const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - begin;
-        std::fprintf(stderr, "\rreading %s ... %.1f s", path.c_str(), elapsed.count());
-        shown = true;
+        shown = std::fprintf(stderr, "\rreading %s ... %.1f s", path.c_str(), elapsed.count());
     }
-    if (shown)
-        std::fputs("\r\033[K", stderr);
+    if (shown > 0)
+        std::fprintf(stderr, "\r%*s\r", shown - 1, "");
 }
 
 }  // namespace tsprobe
