@@ -232,7 +232,7 @@ STDMETHODIMP CMediaSample::SetProperties(DWORD cbProperties, const BYTE* pbPrope
         return E_POINTER;
     AM_SAMPLE2_PROPERTIES props{};
     std::memcpy(&props, pbProperties, std::min<std::size_t>(cbProperties, sizeof props));
-    props.cbData = std::min(props.cbData, cbProperties);  // the structure may be filled in less far than it is long
+    props.cbData = cbProperties;
     HRESULT hr = checkProperties(props);
     if (SUCCEEDED(hr))
         hr = applyTypeChange(props);
@@ -243,9 +243,6 @@ STDMETHODIMP CMediaSample::SetProperties(DWORD cbProperties, const BYTE* pbPrope
 
 HRESULT CMediaSample::checkProperties(const AM_SAMPLE2_PROPERTIES& props) const
 {
-    const DWORD newTimes = props.dwSampleFlags & ~m_dwFlags & (Sample_TimeValid | Sample_StopValid);
-    if (HAS_FIELD(props.cbData, dwSampleFlags) && newTimes != 0 && !HAS_FIELD(props.cbData, tStop))
-        return E_INVALIDARG;
     if (HAS_FIELD(props.cbData, lActual) && (props.lActual < 0 || props.lActual > m_cbBuffer))
         return VFW_E_BUFFER_OVERFLOW;
     if (HAS_FIELD(props.cbData, pbBuffer) && props.pbBuffer && props.pbBuffer != m_pBuffer)

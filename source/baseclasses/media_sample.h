@@ -45,8 +45,7 @@ public:
 
     /// As many of the fields as fit in cbProperties bytes, cbData telling how many that are.
     STDMETHODIMP GetProperties(DWORD cbProperties, BYTE* pbProperties) override;
-    /// The fields that lie wholly in cbProperties bytes, and in cbData. The buffer itself cannot be exchanged, nor a
-    /// time declared valid that is not among them (E_INVALIDARG).
+    /// The fields that lie wholly in cbProperties bytes. The buffer itself cannot be exchanged (E_INVALIDARG).
     STDMETHODIMP SetProperties(DWORD cbProperties, const BYTE* pbProperties) override;
 
 protected:
