@@ -29,6 +29,7 @@ public:
             seen_.set(word);
             distinctWords_.push_back(word);
         }
+        reachedEnd_ = walk.position() + step_ >= block.size();
     }
 
     const std::vector<std::uint16_t>& distinctWords() const noexcept { return distinctWords_; }
@@ -51,6 +52,10 @@ public:
 
     std::size_t placeCount() const noexcept { return words_.size(); }
 
+    /// Whether no search that begins behind the first packet comes upon a packet elsewhere, unless it begins at a sync
+    /// byte. False also where that is not told quickly.
+    bool areAllThereAre(Bytes block) const noexcept { return reachedEnd_ && allSyncsOnGrid(block, first_, step_); }
+
 private:
     static constexpr std::uint16_t kInError = 0xFFFF;  // no masked word has all bits set
 
@@ -64,6 +69,7 @@ private:
 
     std::size_t first_ = 0;
     std::size_t step_ = kPacketSize;
+    bool reachedEnd_ = false;           // no sync byte was missing
     std::vector<std::uint16_t> words_;  // of the packets in the places one step apart
     std::vector<std::uint16_t> distinctWords_;
     std::bitset<0x10000> seen_;

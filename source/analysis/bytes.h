@@ -22,4 +22,10 @@ inline std::uint32_t bigEndian16(Bytes bytes, std::size_t offset) noexcept
     return static_cast<std::uint32_t>((bytes[offset] << 8) | bytes[offset + 1]);
 }
 
+/// 32-bit big-endian number; the caller has checked that four bytes are there.
+inline std::uint32_t bigEndian32(Bytes bytes, std::size_t offset) noexcept
+{
+    return (bigEndian16(bytes, offset) << 16) | bigEndian16(bytes, offset + 2);
+}
+
 }  // namespace zarnow

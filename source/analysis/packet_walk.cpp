@@ -22,7 +22,7 @@ bool isSync(Bytes bytes, std::size_t offset) noexcept
 /// The first sync byte at or after the offset, or the range's end.
 std::size_t nextSyncByte(Bytes bytes, std::size_t from, std::size_t end) noexcept
 {
-    return CBytePattern<kSyncByte>::find(bytes.first(end), from);
+    return CSyncByte::find(bytes.first(end), from);
 }
 
 bool confirmsPacketSize(Bytes bytes, std::size_t at, std::size_t size) noexcept
@@ -30,7 +30,29 @@ bool confirmsPacketSize(Bytes bytes, std::size_t at, std::size_t size) noexcept
     return isSync(bytes, at + size) && isSync(bytes, at + 2 * size);
 }
 
+/// Whether the sync byte is the first, the second or the third of three.
+bool isOneOfThree(Bytes bytes, std::size_t at, std::size_t size) noexcept
+{
+    const bool before = at >= size && isSync(bytes, at - size);
+    const bool twoBefore = before && at >= 2 * size && isSync(bytes, at - 2 * size);
+    return twoBefore || (before && isSync(bytes, at + size)) || confirmsPacketSize(bytes, at, size);
+}
+
 }  // namespace
+
+bool allSyncsOnGrid(Bytes block, std::size_t origin, std::size_t packetSize) noexcept
+{
+    std::size_t othersLeft = block.size() / packetSize;
+    // Of three sync bytes, one lies in every third packet.
+    for (std::size_t start = origin % packetSize + packetSize; start < block.size(); start += 3 * packetSize) {
+        const std::size_t end = std::min(start + packetSize, block.size());
+        for (std::size_t i = nextSyncByte(block, start + 1, end); i < end; i = nextSyncByte(block, i + 1, end)) {
+            if (othersLeft-- == 0 || isOneOfThree(block, i, packetSize))
+                return false;
+        }
+    }
+    return true;
+}
 
 bool CPSIParser::detectPacketSize(const std::uint8_t* buffer, std::int32_t length, std::uint32_t& size) noexcept
 {

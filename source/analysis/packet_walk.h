@@ -57,4 +57,8 @@ private:
     std::size_t position_ = 0;
 };
 
+/// Whether all sync bytes that confirm each other, three at packet distance, lie whole packets before or behind a given
+/// one. False also where that is not told quickly.
+bool allSyncsOnGrid(Bytes block, std::size_t origin, std::size_t packetSize) noexcept;
+
 }  // namespace zarnow

@@ -8,6 +8,20 @@ namespace {
 constexpr std::size_t kStampOffset = 9;  // of the PTS field in a PES header
 constexpr std::size_t kStampSize = 5;
 
+bool startsPes(Bytes bytes, std::uint8_t streamId) noexcept
+{
+    return bytes.size() > CStartCode::kLength && bigEndian32(bytes, 0) == (0x100U | streamId);
+}
+
+/// What begins with the stream's first PES packet; empty without one.
+Bytes findPes(Bytes bytes, std::uint8_t streamId) noexcept
+{
+    std::size_t start = CStartCode::find(bytes);
+    while (start < bytes.size() && !startsPes(bytes.subspan(start), streamId))
+        start = CStartCode::find(bytes, start + 1);
+    return bytes.subspan(start);
+}
+
 }  // namespace
 
 bool CPSIParser::parsePts(const std::uint8_t* field, std::int64_t& ticks) noexcept
@@ -40,13 +54,10 @@ std::int64_t CPSIParser::readPesPts(const std::uint8_t* pes, std::int32_t length
 
 std::int64_t CPSIParser::findPesPts(const std::uint8_t* buffer, std::uint8_t streamId, std::int32_t length) noexcept
 {
-    const Bytes bytes = bytesOf(buffer, length);
-    for (std::size_t i = CStartCode::find(bytes); i < bytes.size(); i = CStartCode::find(bytes, i + 1)) {
-        const std::size_t idAt = i + CStartCode::kLength;
-        if (idAt < bytes.size() && bytes[idAt] == streamId)
-            return readPesPts(bytes.data() + i, static_cast<std::int32_t>(bytes.size() - i));
-    }
-    return 0;
+    Bytes pes = bytesOf(buffer, length);
+    if (!startsPes(pes, streamId))  // as the payload of a packet with payload_unit_start_indicator does
+        pes = findPes(pes, streamId);
+    return readPesPts(pes.data(), static_cast<std::int32_t>(pes.size()));
 }
 
 bool CPSIParser::findAc3Sync(const std::uint8_t* buffer, std::int32_t length, std::uint32_t& offset) noexcept

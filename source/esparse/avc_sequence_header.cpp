@@ -10,10 +10,12 @@ namespace zarnow {
 namespace {
 
 constexpr std::size_t kPesHeaderSize = 9;  // up to and with PES_header_data_length
+constexpr std::size_t kLongStartCode = 4;  // with a zero byte ahead of it
 constexpr std::uint8_t kAccessUnitDelimiter = 9;
 constexpr std::uint8_t kSequenceParameterSet = 7;
 constexpr std::int64_t kLeastAfterDelimiter = 40;  // bytes
 constexpr std::size_t kBytesLeftEscaped = 2;       // at the payload's end
+constexpr std::size_t kStartLookedAt = 32;         // bytes of a payload that tell what most begin with
 
 std::uint8_t nalUnitType(std::uint8_t header) noexcept
 {
@@ -27,23 +29,33 @@ std::uint8_t nalRefIdc(std::uint8_t header) noexcept
 
 bool startsVideoPes(Bytes payload) noexcept
 {
-    return payload.size() >= 4 && payload[0] == 0 && payload[1] == 0 && payload[2] == 1 && (payload[3] & 0xF0) == 0xE0;
+    return payload.size() >= 4 && bigEndian32(payload, 0) >> 4 == 0x1E;  // stream_id 0xE0 to 0xEF
 }
 
-/// Length of the start code that the bytes begin with: 3, 4, or 0 without one.
+/// Length of the start code that the bytes begin with, or 0 without one.
 std::size_t startCodeLength(Bytes bytes) noexcept
 {
     const auto is = [&](std::size_t at, std::uint8_t value) { return at < bytes.size() && bytes[at] == value; };
     if (!is(0, 0) || !is(1, 0))
         return 0;
     if (is(2, 1))
-        return 3;
-    return is(2, 0) && is(3, 1) ? 4 : 0;
+        return CStartCode::kLength;
+    return is(2, 0) && is(3, 1) ? kLongStartCode : 0;
 }
 
 bool endsNalUnit(Bytes bytes) noexcept
 {
     return bytes.size() >= 3 && bytes[0] == 0 && bytes[1] == 0 && bytes[2] <= 1;
+}
+
+bool isDelimiter(std::uint8_t nalHeader) noexcept
+{
+    return nalUnitType(nalHeader) == kAccessUnitDelimiter && nalRefIdc(nalHeader) == 0;
+}
+
+bool isParameterSet(std::uint8_t nalHeader) noexcept
+{
+    return nalUnitType(nalHeader) == kSequenceParameterSet && nalRefIdc(nalHeader) != 0;
 }
 
 /// Moves both the view and the remaining length, which counts down from the payload's length and not from that of the
@@ -92,6 +104,22 @@ std::size_t appendUnescaped(Bytes payload, std::vector<std::uint8_t>& copy)
     return i;
 }
 
+bool mayBeginWithParameterSet(Bytes payload) noexcept
+{
+    constexpr std::uint8_t kEmulationPreventionByte = 3;
+    if (!startsVideoPes(payload))
+        return false;
+    const Bytes start = payload.first(std::min(payload.size(), kStartLookedAt));
+    if (start.size() < kStartLookedAt || CBytePattern<kEmulationPreventionByte>::standsIn(start))
+        return true;  // unescaping may change it
+    const std::size_t afterHeader = kPesHeaderSize + start[kPesHeaderSize - 1];
+    if (afterHeader + kLongStartCode >= start.size())
+        return true;
+    const std::size_t startCode = startCodeLength(start.subspan(afterHeader));
+    const std::uint8_t nalHeader = start[afterHeader + startCode];
+    return startCode != 0 && (isDelimiter(nalHeader) || isParameterSet(nalHeader));
+}
+
 std::optional<Bytes> findSequenceParameterSet(Bytes payload, std::vector<std::uint8_t>& unescaped)
 {
     if (!startsVideoPes(payload))
@@ -106,10 +134,9 @@ std::optional<Bytes> findSequenceParameterSet(Bytes payload, std::vector<std::ui
     if (startCode == 0)
         return {};
     advance(data, remaining, startCode);
-    if (!data.empty() && nalUnitType(data[0]) == kAccessUnitDelimiter && nalRefIdc(data[0]) == 0 &&
-        !skipDelimiter(data, remaining))
+    if (!data.empty() && isDelimiter(data[0]) && !skipDelimiter(data, remaining))
         return {};
-    if (data.empty() || nalRefIdc(data[0]) == 0 || nalUnitType(data[0]) != kSequenceParameterSet)
+    if (data.empty() || !isParameterSet(data[0]))
         return {};
     return data.subspan(1);
 }

@@ -15,6 +15,9 @@ namespace zarnow {
 /// @return how many bytes of the payload were consumed
 std::size_t appendUnescaped(Bytes payload, std::vector<std::uint8_t>& copy);
 
+/// Whether findSequenceParameterSet may find something: a quick look at the first bytes.
+bool mayBeginWithParameterSet(Bytes payload) noexcept;
+
 /// Finds the sequence parameter set that the payload begins with, behind the PES header and, if there is one, an access
 /// unit delimiter.
 /// @param unescaped  working space; what is found may lie in it

@@ -2,6 +2,7 @@
 #include <limits>
 
 #include "analysis/media_clock.h"
+#include "analysis/packet_walk.h"
 #include "esparse/stream_probe.h"
 
 namespace zarnow {
@@ -39,7 +40,10 @@ std::int64_t CStreamProbe::lastPtsInBlock(const Block& block, std::uint16_t head
 {
     const auto step = static_cast<std::int32_t>(packetSize);
     const std::uint8_t* packet = nullptr;
-    for (std::int32_t length = block.length(); findLastPacket(block.data(), length, headerKey, packet);) {
+    int inVain = 0;
+    for (std::int32_t length = block.length(); findLastPacket(block.data(), length, headerKey, packet); ++inVain) {
+        if (inVain == kManyPacketsInVain && !mayHoldPts(block, headerKey))
+            return 0;
         if (const std::int64_t ticks = ptsOfPacket(block, packet); ticks != 0)
             return ticks;
         // A search that begins at a sync byte goes from packet to packet: those that end on its way find the same.
@@ -47,6 +51,27 @@ std::int64_t CStreamProbe::lastPtsInBlock(const Block& block, std::uint16_t head
         length = direct ? static_cast<std::int32_t>(packet - block.data()) : length - step;
     }
     return 0;
+}
+
+/// Where the packets that the searches could find lie on one grid, a look at each of them is the quicker answer.
+bool CStreamProbe::mayHoldPts(const Block& block, std::uint16_t headerKey) const noexcept
+{
+    const std::size_t size = block.bytes.size();
+    const std::size_t first = CPacketWalk(*this, block.bytes).position() % packetSize;
+    if (!allSyncsOnGrid(block.bytes, first, packetSize))
+        return true;
+    // A search needs no other sync bytes when the packet size before its end there is one.
+    for (std::size_t i = size % packetSize; i != first && i < size; i += packetSize) {
+        if (block.bytes[i] == kSyncByte)
+            return true;
+    }
+    for (std::size_t i = first; i + kPacketHeaderSize <= size; i += packetSize) {
+        const std::uint8_t* packet = block.data() + i;
+        if (packet[0] == kSyncByte && matchesKey(maskedHeaderWord(packet), headerKey) &&
+            ptsOfPacket(block, packet) != 0)
+            return true;
+    }
+    return false;
 }
 
 /// @param packet  may be cut off by the block's end

@@ -12,8 +12,6 @@ namespace zarnow {
 
 namespace {
 
-constexpr int kManyInVain = 8;  // packets of a block that cost about what a search of all of it does
-
 /// Where the file would be after moving back from the block's end by the packet's offset in the block; kept: that is
 /// what applications get as the packet's position. A move that is refused leaves the position where it was.
 std::uint32_t movedBackPosition(const ProbeBlock& block, const std::uint8_t* packet) noexcept
@@ -66,13 +64,20 @@ bool ProbeBlock::mayHoldVideoHeader(bool avc) const noexcept
     return *found;
 }
 
+bool ProbeBlock::packetsAreAll() const noexcept
+{
+    if (!noOtherPackets)
+        noOtherPackets = packets.areAllThereAre(bytes);
+    return *noOtherPackets;
+}
+
 void CVideoSearch::look(const ProbeBlock& block)
 {
     const std::uint32_t packetSize = block.parser.packetSize;
     CCandidates candidates(block, headerKey_);
     for (int inVain = 0; const std::uint8_t* packet = candidates.next(); ++inVain) {
-        // Where packets by the hundred start a PES packet, one search of the whole block is the quicker answer.
-        if (inVain == kManyInVain && !block.mayHoldVideoHeader(avc_))
+        // Where packets by the hundred start a PES packet, one look at the whole block is the quicker answer.
+        if (inVain == kManyPacketsInVain && !mayFindHeader(block))
             return;
         if (!hasPayload(packet) || !accepts(payloadOf(packet, packetSize), block.scratch))
             continue;
@@ -83,6 +88,25 @@ void CVideoSearch::look(const ProbeBlock& block)
         }
         return succeed();
     }
+}
+
+/// An AVC header is the first thing in its packet, so that the packets' first bytes tell, if those noted are all.
+bool CVideoSearch::mayFindHeader(const ProbeBlock& block) const noexcept
+{
+    if (!block.mayHoldVideoHeader(avc_))
+        return false;
+    if (!avc_ || !block.packetsAreAll())
+        return true;
+    const CBlockPackets& packets = block.packets;
+    for (std::size_t place = packets.findPlace(0, headerKey_); place < packets.placeCount();
+         place = packets.findPlace(place + 1, headerKey_)) {
+        const std::uint8_t* packet = block.bytes.data() + packets.offsetOf(place);
+        const bool searchGoesOnFromSync = packet[1] == kSyncByte;
+        if (searchGoesOnFromSync ||
+            (hasPayload(packet) && mayBeginWithParameterSet(payloadOf(packet, block.parser.packetSize))))
+            return true;
+    }
+    return false;
 }
 
 bool CVideoSearch::accepts(Bytes payload, std::vector<std::uint8_t>& scratch)

@@ -13,6 +13,9 @@
 
 namespace zarnow {
 
+/// Searches of a block that find no more in a packet than this cost about what a look at all of the block does.
+inline constexpr int kManyPacketsInVain = 8;
+
 /// A block of whole packets, and what looking at it takes.
 struct ProbeBlock
 {
@@ -25,7 +28,11 @@ struct ProbeBlock
     /// Whether there may be a video header in any packet: looked for once for all searches.
     bool mayHoldVideoHeader(bool avc) const noexcept;
 
+    /// Whether the notes tell every packet that a search finds; found out once for all searches.
+    bool packetsAreAll() const noexcept;
+
     mutable std::array<std::optional<bool>, 2> codeFound = {};  ///< of MPEG and of AVC video; empty: not looked for yet
+    mutable std::optional<bool> noOtherPackets = {};
 };
 
 /// What the searches for both kinds have in common. A search that has ended is not shown any further block.
@@ -73,6 +80,7 @@ private:
         CWrittenBytes<AvcStreamInfo> avc;
     };
 
+    bool mayFindHeader(const ProbeBlock& block) const noexcept;
     bool accepts(Bytes payload, std::vector<std::uint8_t>& scratch);
     bool acceptsMpeg(Bytes payload);
     bool acceptsAvc(Bytes payload, std::vector<std::uint8_t>& scratch);

@@ -65,6 +65,7 @@ private:
     template <class Search>
     bool readUntilEnded(CSearchPass<Search>& pass, const Search& search);
     std::int64_t lastPtsInBlock(const Block& block, std::uint16_t headerKey) const noexcept;
+    bool mayHoldPts(const Block& block, std::uint16_t headerKey) const noexcept;
     std::int64_t ptsOfPacket(const Block& block, const std::uint8_t* packet) const noexcept;
 
     CSearchPass<CVideoSearch> videoSearches;

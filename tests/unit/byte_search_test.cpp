@@ -22,8 +22,6 @@ void expectFoundAsByStdSearch(CBytePattern<kBytes...> search)
             const auto expected = static_cast<std::size_t>(found - data.begin());
             ASSERT_EQ(search.find(data, from), expected)
                 << "from " << from << " of " << size << " bytes, pattern of " << pattern.size();
-            ASSERT_EQ(search.findInWindows(data, from), expected)
-                << "from " << from << " of " << size << " bytes, pattern of " << pattern.size();
         }
     }
 }
