@@ -18,17 +18,19 @@ public:
     {
         clear();
         step_ = parser.packetSize;
-        words_.reserve(block.size() / step_ + 1);
+        words_.resize(block.size() / step_ + 1);
+        std::uint16_t* place = words_.data();
         CPacketWalk walk(parser, block);
         first_ = walk.position();
         while (const std::uint8_t* packet = walk.nextEvenInError()) {
             const std::uint16_t word = isInError(packet) ? kInError : maskedHeaderWord(packet);
-            words_.push_back(word);
+            *place++ = word;
             if (seen_[word] || word == kInError)
                 continue;
             seen_.set(word);
             distinctWords_.push_back(word);
         }
+        words_.resize(static_cast<std::size_t>(place - words_.data()));
         reachedEnd_ = walk.position() + step_ >= block.size();
     }
 

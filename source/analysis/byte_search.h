@@ -37,8 +37,8 @@ public:
 #ifdef ZARNOW_HAVE_SSE2
         if (places >= kWindow)
             found = findInSteps<kWindow>(data, from, places);
-        else if (places >= kGroup)
-            found = findInSteps<kGroup>(data, from, places);
+        else if (places >= kWindow / 2)
+            found = findInSteps<kWindow / 2>(data, from, places);
         else
 #endif
             found = findOneByOne(data, from, places);
@@ -73,17 +73,18 @@ private:
     template <std::size_t kStep>
     static std::size_t findInSteps(const std::uint8_t* data, std::size_t from, std::size_t places) noexcept
     {
-        for (std::size_t window = from;; window += kStep) {
-            window = std::min(window, places - kStep);  // the last one overlaps
+        const std::size_t lastWindow = places - kStep;  // overlaps the one before
+        for (std::size_t window = from; window < lastWindow; window += kStep) {
             if (mayStandIn<kStep>(data + window)) {
-                const std::size_t first = std::max(from, window);
-                const std::uint64_t found = placesIn<kStep>(data + window) >> (first - window);
-                if (found != 0)
-                    return first + static_cast<std::size_t>(std::countr_zero(found));
+                if (const std::uint64_t found = placesIn<kStep>(data + window); found != 0)
+                    return window + static_cast<std::size_t>(std::countr_zero(found));
             }
-            if (window == places - kStep)
-                return places;
         }
+        if (!mayStandIn<kStep>(data + lastWindow))
+            return places;
+        const std::size_t first = std::max(from, lastWindow);
+        const std::uint64_t found = placesIn<kStep>(data + lastWindow) >> (first - lastWindow);
+        return found != 0 ? first + static_cast<std::size_t>(std::countr_zero(found)) : places;
     }
 
     static __m128i groupAt(const std::uint8_t* at) noexcept

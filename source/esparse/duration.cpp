@@ -22,10 +22,11 @@ bool CStreamProbe::firstVideoDuration(std::uint16_t pid, double& seconds)
         return false;
     auto step = static_cast<std::int32_t>(readBufferSize);
     Block block;
+    bool dense = false;
     while (file.moveBy(-step) && readBlock(probeBlockSize(), block) && block.full) {
         if (abortScan)
             return false;
-        if (const std::int64_t last = lastPtsInBlock(block, headerKey); last != 0) {
+        if (const std::int64_t last = lastPtsInBlock(block, headerKey, dense); last != 0) {
             const std::uint64_t ticks = static_cast<std::uint64_t>(last) - videoStreams[0].firstPts;
             seconds = secondsOfTicks(static_cast<std::int64_t>(ticks));
             return true;
@@ -36,14 +37,18 @@ bool CStreamProbe::firstVideoDuration(std::uint16_t pid, double& seconds)
 }
 
 /// Each search ends one packet before the last one did, until it passes the packet found there.
-std::int64_t CStreamProbe::lastPtsInBlock(const Block& block, std::uint16_t headerKey) const noexcept
+/// @param dense  in, out: the last block had many packets in vain
+std::int64_t CStreamProbe::lastPtsInBlock(const Block& block, std::uint16_t headerKey, bool& dense) const noexcept
 {
     const auto step = static_cast<std::int32_t>(packetSize);
     const std::uint8_t* packet = nullptr;
-    int inVain = 0;
+    int inVain = dense ? kManyPacketsInVain : 0;
     for (std::int32_t length = block.length(); findLastPacket(block.data(), length, headerKey, packet); ++inVain) {
-        if (inVain == kManyPacketsInVain && !mayHoldPts(block, headerKey))
-            return 0;
+        if (inVain == kManyPacketsInVain) {
+            dense = !mayHoldPts(block, headerKey);
+            if (dense)
+                return 0;
+        }
         if (const std::int64_t ticks = ptsOfPacket(block, packet); ticks != 0)
             return ticks;
         // A search that begins at a sync byte goes from packet to packet: those that end on its way find the same.

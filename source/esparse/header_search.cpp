@@ -75,10 +75,13 @@ void CVideoSearch::look(const ProbeBlock& block)
 {
     const std::uint32_t packetSize = block.parser.packetSize;
     CCandidates candidates(block, headerKey_);
-    for (int inVain = 0; const std::uint8_t* packet = candidates.next(); ++inVain) {
+    for (int inVain = dense_ ? kManyPacketsInVain : 0; const std::uint8_t* packet = candidates.next(); ++inVain) {
         // Where packets by the hundred start a PES packet, one look at the whole block is the quicker answer.
-        if (inVain == kManyPacketsInVain && !mayFindHeader(block))
-            return;
+        if (inVain == kManyPacketsInVain) {
+            dense_ = !mayFindHeader(block);
+            if (dense_)
+                return;
+        }
         if (!hasPayload(packet) || !accepts(payloadOf(packet, packetSize), block.scratch))
             continue;
         for (VideoProbeRecord* record : {&effects_->record.first, &effects_->record.second}) {

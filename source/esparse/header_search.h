@@ -88,6 +88,7 @@ private:
 
     std::unique_ptr<Effects> effects_;  // null while nothing was written
     bool avc_;
+    bool dense_ = false;  // the last block had many packets in vain
 };
 
 /// Begins with packets that start a PES packet; after the first of them any packet will do.

@@ -64,7 +64,7 @@ private:
     Search& searchFor(CSearchPass<Search>& pass, Arguments... arguments);
     template <class Search>
     bool readUntilEnded(CSearchPass<Search>& pass, const Search& search);
-    std::int64_t lastPtsInBlock(const Block& block, std::uint16_t headerKey) const noexcept;
+    std::int64_t lastPtsInBlock(const Block& block, std::uint16_t headerKey, bool& dense) const noexcept;
     bool mayHoldPts(const Block& block, std::uint16_t headerKey) const noexcept;
     std::int64_t ptsOfPacket(const Block& block, const std::uint8_t* packet) const noexcept;
 
