@@ -6,7 +6,6 @@
 #include <array>
 #include <bit>
 #include <cstdint>
-#include <cstring>
 
 #include "analysis/packet.h"
 
@@ -108,8 +107,8 @@ private:
         return static_cast<std::uint64_t>(mask);
     }
 
-    /// Where a zero pair begins, one of its bytes has an odd offset; if its first byte is in the range, that one is
-    /// too.
+    /// Of the two zeros that a pattern begins with, one has an odd offset; where the pattern begins in the range, that
+    /// one lies in it too.
     template <std::size_t kStep>
     static bool hasZeroAtOddOffset(const std::uint8_t* at) noexcept
     {
