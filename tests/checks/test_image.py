@@ -1,6 +1,7 @@
 """The filter's DLL, by its headers."""
 
 import re
+import struct
 import subprocess
 from pathlib import Path
 
@@ -40,3 +41,11 @@ def test_exports_the_four_entry_points(headers):
     table = headers.partition("[Ordinal/Name Pointer] Table")[2].partition("\n\n")[0]
     assert sorted(re.findall(r"\[ *\d+\] (\w+)", table)) == [
         "DllCanUnloadNow", "DllGetClassObject", "DllRegisterServer", "DllUnregisterServer"]
+
+
+def test_carries_its_version():
+    content = IMAGE.read_bytes()
+    version = (3 << 16, 122 << 16)
+    assert struct.pack("<6I", 0xFEEF04BD, 1 << 16, *version, *version) in content  # VS_FIXEDFILEINFO
+    for text in ("040904B0", "FileVersion\0\0003.0.122.0", "ProductVersion\0003.0.122.0"):
+        assert (text + "\0").encode("utf-16-le") in content, text

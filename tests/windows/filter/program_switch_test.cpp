@@ -9,11 +9,11 @@ namespace zarnow::test {
 
 TEST_F(FilterTest, TheDemultiplexersPinsFollowTheSelection)
 {
-    const std::set<std::string> first = {"H264_0 PES 256 payload", "AUDIO_0 audio 257 payload"};
+    const Pins first = {"H264_0 PES 256 payload", "AUDIO_0 audio 257 payload"};
     // AVC pins are not swept.
-    const std::set<std::string> second = {"H264_0 PES 256 payload", "MPEG2_0 video 258 elementary",
+    const Pins second = {"H264_0 PES 256 payload", "MPEG2_0 video 258 elementary",
                                           "AC3_0 audio 259 elementary"};
-    const std::set<std::string> another = {"H264_0 PES 256 payload", "MPEG2_0 video 512 elementary",
+    const Pins another = {"H264_0 PES 256 payload", "MPEG2_0 video 512 elementary",
                                            "AUDIO_0 audio 513 elementary"};
     ASSERT_HRESULT(S_OK, load(kTwoProgramsSample));
     ComPtr<IBaseFilter> demultiplexer;

@@ -20,7 +20,7 @@ STDMETHODIMP FakeSite::QueryInterface(REFIID riid, void** object)
 
 STDMETHODIMP FakeSite::OnStatusChange(DWORD status)
 {
-    statuses.push_back(status);
+    statuses += status == PROPPAGESTATUS_DIRTY ? 'D' : status == PROPPAGESTATUS_VALIDATE ? 'V' : '?';
     return S_OK;
 }
 

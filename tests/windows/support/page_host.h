@@ -6,7 +6,7 @@
 #include <ocidl.h>
 #include <wrl/client.h>
 
-#include <vector>
+#include <string>
 
 namespace zarnow::test {
 
@@ -22,7 +22,7 @@ public:
     STDMETHODIMP GetPageContainer(IUnknown**) override { return E_NOTIMPL; }
     STDMETHODIMP TranslateAccelerator(MSG*) override { return S_FALSE; }
 
-    std::vector<DWORD> statuses;
+    std::string statuses;  ///< D dirty, V valid again
     ULONG references = 1;
 };
 
