@@ -1,27 +1,28 @@
-// What the worker thread delivers.
+// What the worker thread delivers, and where it goes on.
+
+#include <limits>
+#include <map>
 
 #include "tests/windows/support/filter_fixture.h"
 
 namespace zarnow::test {
 
-TEST_F(FilterTest, DeliversThePacketsOfTheFileOneASample)
+TEST_F(FilterTest, DeliversThePacketsOfTheFileOneASampleAtEveryStart)
 {
     ASSERT_HRESULT(S_OK, load(kMpeg2Sample));
     SinkFilter sink;
     ASSERT_HRESULT(S_OK, connect(sink));
-    play(sink);
     const Data file = contentOf(kMpeg2Sample);
-    EXPECT_EQ(file.size() / 188, sink.samples.size());
-    EXPECT_EQ(file, sink.allBytes());
-    EXPECT_EQ(1, sink.endsOfStream);
-    EXPECT_FALSE(sink.timed());
-
-    // A second start from the stopped state plays from the first packet again.
-    sink.samples.clear();
-    ResetEvent(sink.ended);
-    position->put_CurrentPosition(2.0);
-    play(sink);
-    EXPECT_EQ(file, sink.allBytes());
+    for (int start = 1; start <= 2; ++start) {
+        sink.samples.clear();
+        ResetEvent(sink.ended);
+        play(sink);
+        EXPECT_EQ(file.size() / 188, sink.samples.size());
+        EXPECT_EQ(file, sink.allBytes());
+        EXPECT_EQ(start, sink.endsOfStream);
+        EXPECT_FALSE(sink.timed());
+        position->put_CurrentPosition(2.0);
+    }
     disconnect(sink);
 }
 
@@ -63,6 +64,52 @@ TEST_F(FilterTest, PacketSizesAndResynchronisation)
         disconnect(sink);
         load(kMpeg2Sample);  // lets the file go
     }
+}
+
+TEST_F(FilterTest, TheSegmentIsAnnouncedWithTheDurationAsStop)
+{
+    ASSERT_HRESULT(S_OK, load(kMpeg2Sample));
+    SinkFilter sink;
+    ASSERT_HRESULT(S_OK, connect(sink));
+    position->put_CurrentPosition(1.5);
+    position->put_StopTime(10.0);
+    position->put_Rate(2.0);
+    play(sink);
+    ASSERT_EQ(1U, sink.segments.size());
+    EXPECT_EQ(15'000'000, sink.segments[0].start);
+    EXPECT_EQ(29'200'000, sink.segments[0].stop);
+    EXPECT_EQ(2.0, sink.segments[0].rate);
+    double stop = 0.0;
+    position->get_StopTime(&stop);
+    EXPECT_EQ(2.92, stop);
+    disconnect(sink);
+}
+
+TEST_F(FilterTest, ADurationThatDoesNotFitIsTheMostNegativeStop)
+{
+    SinkFilter sink;
+    ASSERT_HRESULT(S_OK, connectUnanalysed(sink));
+    EXPECT_HRESULT(S_OK, filter->Pause());
+    ASSERT_EQ(1U, sink.segments.size());
+    EXPECT_EQ(std::numeric_limits<REFERENCE_TIME>::min(), sink.segments[0].stop);
+    filter->Stop();
+    disconnect(sink);
+}
+
+TEST_F(FilterTest, OnlyAPositionAtTheVeryStartRewinds)
+{
+    ASSERT_HRESULT(S_OK, load(kMpeg2Sample));
+    const std::map<std::size_t, double> positions = {{2, 0.05}, {4, 0.02}, {6, -1.0}};  // put behind so many packets
+    SinkFilter sink;
+    sink.onReceive = [&](IMediaSample*) {
+        const auto next = positions.find(sink.count);
+        return next != positions.end() ? position->put_CurrentPosition(next->second) : S_OK;
+    };
+    ASSERT_HRESULT(S_OK, connect(sink));
+    play(sink);
+    const Data file = contentOf(kMpeg2Sample);
+    EXPECT_EQ(join({firstBytes(file, 4 * kPacket), firstBytes(file, 2 * kPacket), file}), sink.allBytes());
+    disconnect(sink);
 }
 
 }  // namespace zarnow::test
