@@ -1,7 +1,6 @@
 // Load, what the pin then offers, and how it connects.
 
 #include "tests/windows/support/filter_fixture.h"
-#include "tests/windows/support/framework_test.h"
 
 namespace zarnow::test {
 
