@@ -1,13 +1,13 @@
 """The filter's DLL, by its headers."""
 
 import re
-import struct
 import subprocess
 from pathlib import Path
 
 import pytest
 
-IMAGE = Path(__file__).resolve().parents[2] / "build" / "windows" / "ZarnowTSSource.ax"
+ROOT = Path(__file__).resolve().parents[2]
+IMAGE = ROOT / "build" / "windows" / "ZarnowTSSource.ax"
 # What every Windows has.
 SYSTEM_DLLS = {"advapi32", "comctl32", "comdlg32", "gdi32", "kernel32", "msvcrt", "ole32", "oleaut32", "shell32",
                "shlwapi", "user32", "version", "winmm"}
@@ -43,9 +43,8 @@ def test_exports_the_four_entry_points(headers):
         "DllCanUnloadNow", "DllGetClassObject", "DllRegisterServer", "DllUnregisterServer"]
 
 
-def test_carries_its_version():
-    content = IMAGE.read_bytes()
-    version = (3 << 16, 122 << 16)
-    assert struct.pack("<6I", 0xFEEF04BD, 1 << 16, *version, *version) in content  # VS_FIXEDFILEINFO
-    for text in ("040904B0", "FileVersion\0\0003.0.122.0", "ProductVersion\0003.0.122.0"):
-        assert (text + "\0").encode("utf-16-le") in content, text
+def test_resources():
+    """The dialog template, the page's title and the version, as a resource compiler reads them."""
+    shown = subprocess.run(["x86_64-w64-mingw32-windres", "-J", "coff", "-O", "rc", str(IMAGE)], check=True, text=True,
+                           stdout=subprocess.PIPE).stdout
+    assert shown == (ROOT / "tests" / "data" / "golden" / "resources.rc").read_text()

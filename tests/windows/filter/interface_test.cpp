@@ -15,7 +15,19 @@ std::wstring taken(BSTR text)
 
 }  // namespace
 
-TEST_F(FilterTest, MissingArguments)
+class InterfaceTest : public FilterTest
+{
+protected:
+    std::wstring describe(DWORD stream, WORD pmtPid, WORD program, HRESULT expected)
+    {
+        WORD pid = 0;
+        BSTR text = nullptr;
+        EXPECT_HRESULT(expected, tarnwell->GetStreamInfo(stream, pmtPid, program, &pid, &text));
+        return taken(text);
+    }
+};
+
+TEST_F(InterfaceTest, MissingArguments)
 {
     DWORD index = 0;
     WORD number = 0;
@@ -49,7 +61,7 @@ TEST_F(FilterTest, MissingArguments)
         EXPECT_HRESULT(E_POINTER, results[i]) << i;
 }
 
-TEST_F(FilterTest, PositionBeforeAnyFile)
+TEST_F(InterfaceTest, PositionBeforeAnyFile)
 {
     const auto get = [this](auto method) {
         double value = 7.0;
@@ -73,7 +85,7 @@ TEST_F(FilterTest, PositionBeforeAnyFile)
     }
 }
 
-TEST_F(FilterTest, PropertiesAreFoundByName)
+TEST_F(InterfaceTest, PropertiesAreFoundByName)
 {
     ASSERT_HRESULT(S_OK, load(kMpeg2Sample));
     const ComPtr<IDispatch> dispatch = query<IDispatch>(position.Get(), IID_IMediaPosition);
@@ -111,7 +123,7 @@ TEST_F(FilterTest, PropertiesAreFoundByName)
     info->ReleaseTypeAttr(attributes);
 }
 
-TEST_F(FilterTest, ProgramsAndStreamsInWords)
+TEST_F(InterfaceTest, ProgramsAndStreamsInWords)
 {
     DWORD index = 9;
     WORD number = 9;
@@ -132,16 +144,16 @@ TEST_F(FilterTest, ProgramsAndStreamsInWords)
 
     EXPECT_HRESULT(S_OK, tarnwell->GetStreamCount(0, 0, &count));
     EXPECT_EQ(1U, count);  // the table's leading entry
-    const auto describe = [&](DWORD stream, WORD pmt, WORD program, HRESULT expected) {
-        WORD pid = 0;
-        BSTR text = nullptr;
-        EXPECT_HRESULT(expected, tarnwell->GetStreamInfo(stream, pmt, program, &pid, &text));
-        return taken(text);
-    };
     EXPECT_EQ(L"MPEG2-ADTS Audio (0x0101)", describe(1, 0x1000, 1, S_OK));
     EXPECT_EQ(L"(null)", describe(2, 0x1000, 1, E_FAIL));
     EXPECT_EQ(L"(null)", describe(0, 0x1001, 2, S_FALSE));  // not probed: another program is selected
+    TarnwellVideoInfo info = {};
+    EXPECT_HRESULT(S_OK, tarnwell->GetVideoInfo(&info));
+    EXPECT_EQ(100U, info.profile_idc);
+    EXPECT_EQ(1, info.timing_info_present_flag);
+    EXPECT_LT(0U, info.initialCpbRemovalDelay);
     EXPECT_HRESULT(S_OK, tarnwell->SelectProgramByNumber(0x1001, 2));
+    EXPECT_HRESULT(E_FAIL, tarnwell->GetVideoInfo(&info)) << "of MPEG-2 video";
     EXPECT_EQ(L"MPEG2 Video (0x0102)", describe(0, 0x1001, 2, S_OK));
     EXPECT_HRESULT(E_FAIL, tarnwell->SelectProgramByNumber(0x1001, 1));
     EXPECT_HRESULT(E_FAIL, tarnwell->SelectProgram(2));
@@ -151,36 +163,16 @@ TEST_F(FilterTest, ProgramsAndStreamsInWords)
     EXPECT_EQ(0x1001, pmtPid);
 }
 
-TEST_F(FilterTest, VideoInfoOnlyOfAvc)
+TEST_F(InterfaceTest, DefaultPidsReplaceTheTables)
 {
-    TarnwellVideoInfo info = {};
-    ASSERT_HRESULT(S_OK, load(kTwoProgramsSample));
-    EXPECT_HRESULT(S_OK, tarnwell->GetVideoInfo(&info));
-    EXPECT_EQ(100U, info.profile_idc);
-    EXPECT_EQ(25, info.gopPictureCount);
-    EXPECT_EQ(1, info.timing_info_present_flag);
-    EXPECT_EQ(499'968U, info.hrdBitRate);  // 500 kbit/s in the stream's steps of 64 bits
-    EXPECT_LT(0U, info.initialCpbRemovalDelay);
-    ASSERT_HRESULT(S_OK, tarnwell->SelectProgram(1));
-    EXPECT_HRESULT(E_FAIL, tarnwell->GetVideoInfo(&info));
-}
-
-TEST_F(FilterTest, DefaultPidsReplaceTheTables)
-{
-    const struct
-    {
-        WORD audioPid;  // which is needed too
-        WORD pmtPid;
-    } cases[] = {{0x201, 0x0100}, {0, 0x1000}};
-    for (const auto& c : cases) {
-        ASSERT_HRESULT(S_OK, tarnwell->SetDefaultStreams(0, 0x200, 0x02, c.audioPid, 0x03));
+    const std::pair<WORD, WORD> pmtPids[] = {{0x201, 0x0100}, {0, 0x1000}};  // by audio PIDs, which are needed too
+    for (const auto& [audioPid, expected] : pmtPids) {
+        ASSERT_HRESULT(S_OK, tarnwell->SetDefaultStreams(0, 0x200, 0x02, audioPid, 0x03));
         ASSERT_HRESULT(S_OK, load(kMpeg2Sample));
-        WORD pmtPid = 0;
-        BSTR text = nullptr;
-        EXPECT_HRESULT(S_OK, tarnwell->GetProgramInfo(0, &pmtPid, nullptr, nullptr));
-        EXPECT_EQ(c.pmtPid, pmtPid);
-        EXPECT_HRESULT(S_OK, tarnwell->GetStreamInfo(0, c.pmtPid, 1, &pmtPid, &text));
-        EXPECT_EQ(L"MPEG2 Video (0x0200)", taken(text));
+        WORD pid = 0;
+        EXPECT_HRESULT(S_OK, tarnwell->GetProgramInfo(0, &pid, nullptr, nullptr));
+        EXPECT_EQ(expected, pid);
+        EXPECT_EQ(L"MPEG2 Video (0x0200)", describe(0, expected, 1, S_OK));
     }
 }
 

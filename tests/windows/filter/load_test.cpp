@@ -1,5 +1,7 @@
 // Load, what the pin then offers, and how it connects.
 
+#include <limits>
+
 #include "tests/windows/support/filter_fixture.h"
 
 namespace zarnow::test {
@@ -61,6 +63,10 @@ TEST_F(FilterTest, AnUnanalysedFileConnectsOnlyToWhoProposesTheType)
     EXPECT_HRESULT(VFW_E_NO_ACCEPTABLE_TYPES, connect(sink));
     sink.proposes = {transportStreamType()};
     EXPECT_HRESULT(S_OK, connect(sink));
+    EXPECT_HRESULT(S_OK, filter->Pause());
+    ASSERT_EQ(1U, sink.segments.size());
+    EXPECT_EQ(std::numeric_limits<REFERENCE_TIME>::min(), sink.segments[0].stop) << "of a duration that does not fit";
+    filter->Stop();
     disconnect(sink);
     CMediaType type = mediaType(MEDIATYPE_Stream, MEDIASUBTYPE_MPEG2_PROGRAM);
     type.SetFormatType(&FORMAT_None);

@@ -30,14 +30,6 @@ inline std::string linesOf(HWND list)
     return lines;
 }
 
-inline RECT placeIn(HWND parent, HWND window)
-{
-    RECT place = {};
-    GetWindowRect(window, &place);
-    MapWindowPoints(nullptr, parent, reinterpret_cast<POINT*>(&place), 2);
-    return place;
-}
-
 /// Every test ends with nothing of the module left.
 class PageTest : public FilterTest
 {

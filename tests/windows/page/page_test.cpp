@@ -123,6 +123,20 @@ TEST_F(PageTest, SiteAndObject)
     EXPECT_HRESULT(E_UNEXPECTED, page->Apply()) << "no object any more";
     EXPECT_HRESULT(S_OK, page->SetObjects(0, nullptr));
     EXPECT_HRESULT(E_NOTIMPL, page->Help(L""));
+}
+
+TEST_F(PageTest, DescribesItself)
+{
+    open();
+    RECT size = {0, 0, 249, 169};
+    MapDialogRect(frame.dialog(), &size);
+    PROPPAGEINFO info = {};
+    ASSERT_HRESULT(S_OK, page->GetPageInfo(&info));
+    EXPECT_EQ(size.right, info.size.cx);
+    EXPECT_EQ(size.bottom, info.size.cy);
+    EXPECT_STREQ(L"Aditional Settings", info.pszTitle);
+    EXPECT_TRUE(info.pszDocString == nullptr && info.pszHelpFile == nullptr);
+    CoTaskMemFree(info.pszTitle);
     EXPECT_HRESULT(E_POINTER, page->GetPageInfo(nullptr));
 }
 
@@ -139,7 +153,9 @@ TEST_F(PageTest, ActivationMakesTheDialogAndDeactivationDestroysIt)
     EXPECT_HRESULT(E_UNEXPECTED, page->Activate(frame.window(), &rect, FALSE));
     EXPECT_HRESULT(E_POINTER, page->Move(nullptr));
     const HWND dialog = frame.dialog();
-    const RECT place = placeIn(frame.window(), dialog);
+    RECT place = {};
+    GetWindowRect(dialog, &place);
+    MapWindowPoints(nullptr, frame.window(), reinterpret_cast<POINT*>(&place), 2);
     EXPECT_TRUE(EqualRect(&rect, &place));
     EXPECT_TRUE(IsWindowVisible(dialog));
     EXPECT_HRESULT(E_INVALIDARG, page->Show(SW_MAXIMIZE));
