@@ -51,13 +51,11 @@ TEST_F(FilterTest, PacketSizesAndResynchronisation)
         Data delivered;
         std::size_t samples;
     } cases[] = {
-        {"the prefixes of 192-byte packets are delivered", timed(stream), stream, 42},
         {"the last packet, cut off, is lost", cut, cut, 42},
         {"the sync byte behind junk is locked on to: it is passed by one byte and then never met",
          join({stream, junk, more}), stream, 42},
         {"a second sync byte behind the one passed by is missed", join({stream, doubled, more}), join({stream, more}),
          45},
-        {"garbage before the first packet is delivered", join({filled(333, 0x02), stream}), stream, 42},
         {"a file that is not analysed is searched for packets, or delivered in other steps than the buffer's", noise,
          noise, 3},
     };

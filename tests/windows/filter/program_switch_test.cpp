@@ -9,10 +9,14 @@ namespace zarnow::test {
 
 TEST_F(FilterTest, TheSelectionIsPersistedBehindTheVersionAndTheDemultiplexersPinsFollow)
 {
-    const Pins first = {"H264_0 PES 256 payload", "AUDIO_0 audio 257 payload"};
+    const std::string aac = ": MEDIASUBTYPE_RAW_AAC1 2 x 16 bit, 48000 Hz, 28000 byte/s";
+    const std::string ac3 = ": MEDIASUBTYPE_DOLBY_AC3 2 x 16 bit, 48000 Hz, 12000 byte/s";
+    const std::string mp2 = ": MEDIASUBTYPE_MPEG1AudioPayload 2 x 16 bit, 48000 Hz, 16000 byte/s";
+    const Pins first = {"H264_0 PES 256 payload", "AUDIO_0 audio 257 payload" + aac};
     // AVC pins are not swept.
-    const Pins second = {"H264_0 PES 256 payload", "MPEG2_0 video 258 elementary", "AC3_0 audio 259 elementary"};
-    const Pins another = {"H264_0 PES 256 payload", "MPEG2_0 video 512 elementary", "AUDIO_0 audio 513 elementary"};
+    const Pins second = {"H264_0 PES 256 payload", "MPEG2_0 video 258 elementary", "AC3_0 audio 259 elementary" + ac3};
+    const Pins another = {"H264_0 PES 256 payload", "MPEG2_0 video 512 elementary",
+                          "AUDIO_0 audio 513 elementary" + mp2};
     ASSERT_HRESULT(S_OK, load(kTwoProgramsSample));
     ComPtr<IBaseFilter> demultiplexer;
     ASSERT_HRESULT(S_OK, demux::createDemultiplexer(&demultiplexer));

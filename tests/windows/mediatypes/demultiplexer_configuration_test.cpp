@@ -31,10 +31,22 @@ VideoProbeRecord video(std::uint16_t pid, std::uint8_t streamType, std::uint8_t 
     return {.pid = pid, .streamId = streamId, .streamType = streamType};
 }
 
-AudioProbeRecord audio(std::uint16_t pid, std::uint8_t streamType, std::uint8_t isLpcm = 0)
+AudioProbeRecord audio(std::uint16_t pid, std::uint8_t streamType, std::uint8_t layer = 0, std::uint8_t isLpcm = 0)
 {
-    return {.pid = pid, .streamType = streamType, .isLpcm = isLpcm};
+    return {.pid = pid,
+            .layer = layer,
+            .sampleRate = 44100,
+            .avgBytesPerSec = 24000,
+            .streamType = streamType,
+            .isLpcm = isLpcm,
+            .channels = 5,
+            .bitsPerSample = 20};
 }
+
+constexpr AudioProbeRecord kUnknownAudio = {.pid = 6, .streamType = 4};
+const std::string kMpeg1 = ": MEDIASUBTYPE_MPEG1AudioPayload 5 x 20 bit, 44100 Hz, 24000 byte/s";
+const std::string kAc3 = ": MEDIASUBTYPE_DOLBY_AC3 5 x 20 bit, 44100 Hz, 24000 byte/s";
+const std::string kLpcm = ": LPCM 5 x 20 bit, 44100 Hz, 24000 byte/s, by 188";
 
 }  // namespace
 
@@ -124,24 +136,29 @@ const Program kPrograms[] = {
      {video(1, 2), video(0, 2), video(3, 2)},
      {audio(0, 3), audio(5, 3)},
      {"MPEG2_0 video 1 elementary"}},
-    {"the digit counts per prefix instead of per list",
-     {},
-     {audio(7, 3), audio(8, 0x81), audio(9, 4)},
-     {"AUDIO_0 audio 7 elementary", "AC3_1 audio 8 elementary", "AUDIO_2 audio 9 elementary"}},
     {"an unknown video type takes no index, or MPEG-2 video is mapped without a look at its stream_id",
      {video(1, 2, 0xBD), video(2, 0x10), video(3, 1, 0xBD)},
      {},
      {"MPEG2_0 video 1 payload", "MPEG1_2 video 3 elementary"}},
-    {"audio beside AVC not mapped as payload, AAC described as PES data, or a wrong name",
+    {"the digit counts per prefix, layer II of stream_type 4 is relabelled, or AAC under it is not, with its defaults",
+     {},
+     {audio(7, 3), audio(8, 0x81), audio(9, 4, 2), audio(5, 4, 1), kUnknownAudio},
+     {"AUDIO_0 audio 7 elementary" + kMpeg1, "AC3_1 audio 8 elementary" + kAc3,
+      "AUDIO_2 audio 9 elementary: MEDIASUBTYPE_MPEG2_AUDIO 5 x 20 bit, 44100 Hz, 24000 byte/s",
+      "AUDIO_3 audio 5 elementary: MEDIASUBTYPE_RAW_AAC1 5 x 20 bit, 44100 Hz, 192000 byte/s",
+      "AUDIO_4 audio 6 elementary: MEDIASUBTYPE_RAW_AAC1 2 x 16 bit, 48000 Hz, 192000 byte/s"}},
+    {"audio beside AVC not mapped as payload, AAC described as PES data or by its header, or a wrong name",
      {video(1, 0x1B)},
-     {audio(2, 0x0F), audio(3, 0x11), audio(4, 6), audio(5, 0x80, 1), audio(6, 3)},
-     {"H264_0 PES 1 payload", "AUDIO_0 audio 2 payload", "AUDIO_1 audio 3 payload", "AC3_2 PES 4 payload",
-      "LPCM_3 PES 5 payload", "AUDIO_4 PES 6 payload"},
+     {audio(2, 0x0F), audio(3, 0x11), audio(4, 6), audio(5, 0x80, 0, 1), audio(6, 3)},
+     {"H264_0 PES 1 payload", "AUDIO_0 audio 2 payload: MEDIASUBTYPE_RAW_AAC1 2 x 16 bit, 48000 Hz, 28000 byte/s",
+      "AUDIO_1 audio 3 payload: 'LATM' 2 x 16 bit, 48000 Hz, 28000 byte/s", "AC3_2 PES 4 payload" + kAc3,
+      "LPCM_3 PES 5 payload" + kLpcm, "AUDIO_4 PES 6 payload" + kMpeg1},
      true},
     {"any AVC stream decides for the audio, not the last video stream",
      {video(1, 0x1B), video(2, 2)},
-     {audio(3, 3), audio(4, 0x80, 1)},
-     {"H264_0 PES 1 payload", "MPEG2_1 video 2 elementary", "AUDIO_0 audio 3 elementary", "LPCM_1 PES 4 payload"}},
+     {audio(3, 3), audio(4, 0x80, 0, 1)},
+     {"H264_0 PES 1 payload", "MPEG2_1 video 2 elementary", "AUDIO_0 audio 3 elementary" + kMpeg1,
+      "LPCM_1 PES 4 payload" + kLpcm}},
 };
 INSTANTIATE_TEST_SUITE_P(Of, ConfiguredProgram, ::testing::ValuesIn(kPrograms));
 
@@ -156,13 +173,14 @@ TEST_F(DemultiplexerConfiguration, OnlyTheLastAudioPinsFailureCounts)
         Pins configured;
     } cases[] = {
         {"a video pin's failure is reported, or ends the run", L"MPEG2_0", 3, S_OK,
-         Pins{"MPEG2_0 video", "AUDIO_0 audio 2 elementary", "AUDIO_1 audio 3 elementary"}},
+         Pins{"MPEG2_0 video", "AUDIO_0 audio 2 elementary" + kMpeg1, "AUDIO_1 audio 3 elementary" + kMpeg1}},
         {"an earlier audio pin's failure is reported", L"AUDIO_0", 3, S_OK,
-         Pins{"MPEG2_0 video 1 elementary", "AUDIO_0 video", "AUDIO_1 audio 3 elementary"}},
+         Pins{"MPEG2_0 video 1 elementary", "AUDIO_0 video", "AUDIO_1 audio 3 elementary" + kMpeg1}},
         {"the last audio pin is missing and nobody says so", L"AUDIO_1", 3, E_FAIL,
-         Pins{"MPEG2_0 video 1 elementary", "AUDIO_0 audio 2 elementary", "AUDIO_1 video"}},
+         Pins{"MPEG2_0 video 1 elementary", "AUDIO_0 audio 2 elementary" + kMpeg1, "AUDIO_1 video"}},
         {"MapPID's own result is lost", L"AUDIO_9", 0x2000, E_INVALIDARG,
-         Pins{"MPEG2_0 video 1 elementary", "AUDIO_0 audio 2 elementary", "AUDIO_1 audio", "AUDIO_9 video"}},
+         Pins{"MPEG2_0 video 1 elementary", "AUDIO_0 audio 2 elementary" + kMpeg1, "AUDIO_1 audio" + kMpeg1,
+              "AUDIO_9 video"}},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.fault);
