@@ -6,7 +6,7 @@ import subprocess
 import sys
 import time
 import xml.etree.ElementTree as ElementTree
-from concurrent.futures import ThreadPoolExecutor
+from concurrent.futures import Future, ThreadPoolExecutor
 from pathlib import Path
 
 ROOT = Path(__file__).resolve().parent.parent
@@ -90,7 +90,7 @@ def main():
     with ThreadPoolExecutor(max_workers=1) as background:
         # Needs a core and no silence, and most of the others leave one idle.
         checks = background.submit(run, python_suite("checks of sources and image", "checks"))
-        for passed, failed, words in itertools.chain(map(run, suites()), (later.result() for later in [checks])):
+        for passed, failed, words in itertools.chain(map(run, suites()), map(Future.result, [checks])):
             print(words, flush=True)
             total_passed += passed
             total_failed += failed

@@ -82,9 +82,9 @@ TEST_F(PageTest, StreamLines)
         std::vector<Stream> streams;
         for (const std::uint8_t type : c.types)
             streams.push_back({type, static_cast<std::uint16_t>(0x200 + streams.size())});
-        const TemporaryFile file(join({patPacket({{1, 0x100}}), pmtPacket(0x100, 1, streams), nullPackets(200)}));
+        const TemporaryFile file(join({patPacket({{1, 0x1AB}}), pmtPacket(0x1AB, 1, streams), nullPackets(200)}));
         load(file.path().wstring());
-        std::string expected = "1: >Program 1 (0x0100)";
+        std::string expected = "1: >Program 1 (0x01AB)";
         for (const int stream : c.shown)
             expected += (stream == c.shown[0] ? ": MPEG2-ADTS Audio (0x020" : ", MPEG2-ADTS Audio (0x020") +
                         std::to_string(stream) + ")";
