@@ -44,7 +44,7 @@ def test_windows_prints_the_same(arguments):
 
 
 @pytest.mark.parametrize("arguments, word", [
-    ([], "FILE"), (["--wrong", MPEG2], "--wrong"), (["--program", "x", MPEG2], "'x'"), (["--program", "1", MPEG2], "1"),
+    ([], "FILE"), (["--wrong", MPEG2], "--wrong"), (["--program", "1x", MPEG2], "'1x'"), (["--program", "1", MPEG2], "1"),
     (["--buffer-size", "-1", MPEG2], "-1"), (["--default-pids", "1,2,3", MPEG2], "1,2,3"),
     (["--program", "", MPEG2], "--program: ''"), (["--buffer-size", "", MPEG2], "--buffer-size: ''"),
     (["--default-pids", "", MPEG2], "--default-pids: ''"), (["--default-pids", "1,2,3,4,65536", MPEG2], "65536"),
