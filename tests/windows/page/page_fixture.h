@@ -64,9 +64,13 @@ protected:
     std::string shown() const
     {
         std::string all = text(IDC_PROGRAM_COUNT) + ": " + linesOf(frame.control(IDC_PROGRAMS));
-        for (int id = IDC_STREAM_1; id <= IDC_STREAM_4; ++id)
-            if (IsWindowVisible(frame.control(id)))
-                all += (id == IDC_STREAM_1 ? ": " : ", ") + text(id);
+        int line = IDC_STREAM_1;
+        for (int id = IDC_STREAM_1; id <= IDC_STREAM_4; ++id) {
+            if (!IsWindowVisible(frame.control(id)))
+                continue;
+            EXPECT_EQ(line++, id) << "a line is left out";
+            all += (id == IDC_STREAM_1 ? ": " : ", ") + text(id);
+        }
         return all + (page->IsPageDirty() == S_OK ? " (changed)" : "");
     }
 
