@@ -3,8 +3,8 @@
 // thread that opens the file and reads a packet. Rounds alternate; medians are printed as JSON, in microseconds.
 
 #include <algorithm>
+#include <chrono>
 #include <cstdio>
-#include <cstdlib>
 #include <vector>
 
 #include "filter/itarnwell.h"
@@ -15,15 +15,11 @@ namespace zarnow::test {
 
 namespace {
 
-constexpr DWORD kPacket = 188;
+using Clock = std::chrono::steady_clock;
 
-double microseconds()
+double microsecondsSince(Clock::time_point begin)
 {
-    LARGE_INTEGER now = {};
-    LARGE_INTEGER frequency = {};
-    QueryPerformanceCounter(&now);
-    QueryPerformanceFrequency(&frequency);
-    return static_cast<double>(now.QuadPart) * 1e6 / static_cast<double>(frequency.QuadPart);
+    return std::chrono::duration<double, std::micro>(Clock::now() - begin).count();
 }
 
 struct Player
@@ -49,6 +45,7 @@ struct Player
         sink.input.Disconnect();
     }
 
+    /// Up to the first sample.
     void run()
     {
         samples = 0;
@@ -56,6 +53,7 @@ struct Player
         ResetEvent(sink.ended);
         sink.Run(0);
         filter->Run(0);
+        WaitForSingleObject(sink.receiving, INFINITE);
     }
     void stop()
     {
@@ -76,15 +74,21 @@ HANDLE openFile(const wchar_t* path)
     return CreateFileW(path, GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
 }
 
+/// @return how many bytes came
+DWORD readPacket(HANDLE file)
+{
+    BYTE packet[188];
+    DWORD count = 0;
+    return ReadFile(file, packet, sizeof(packet), &count, nullptr) ? count : 0;
+}
+
 double timeReads(const wchar_t* path)
 {
     const HANDLE file = openFile(path);
-    BYTE packet[kPacket];
-    DWORD count = 0;
-    const double begin = microseconds();
-    while (ReadFile(file, packet, kPacket, &count, nullptr) && count > 0) {
+    const Clock::time_point begin = Clock::now();
+    while (readPacket(file) > 0) {
     }
-    const double elapsed = microseconds() - begin;
+    const double elapsed = microsecondsSince(begin);
     CloseHandle(file);
     return elapsed;
 }
@@ -93,10 +97,9 @@ double timeReads(const wchar_t* path)
 double timeDelivery(Player& player)
 {
     player.run();
-    WaitForSingleObject(player.sink.receiving, INFINITE);
-    const double begin = microseconds();
+    const Clock::time_point begin = Clock::now();
     WaitForSingleObject(player.sink.ended, INFINITE);
-    const double elapsed = microseconds() - begin;
+    const double elapsed = microsecondsSince(begin);
     player.stop();
     return elapsed;
 }
@@ -104,30 +107,26 @@ double timeDelivery(Player& player)
 DWORD WINAPI readOnePacket(void* path)
 {
     const HANDLE file = openFile(static_cast<const wchar_t*>(path));
-    BYTE packet[kPacket];
-    DWORD count = 0;
-    ReadFile(file, packet, kPacket, &count, nullptr);
-    CloseHandle(file);
-    return count;
+    readPacket(file);
+    return CloseHandle(file) ? 0 : 1;
 }
 
 double timeFirstRead(wchar_t* path)
 {
-    const double begin = microseconds();
+    const Clock::time_point begin = Clock::now();
     const HANDLE thread = CreateThread(nullptr, 0, readOnePacket, path, 0, nullptr);
     WaitForSingleObject(thread, INFINITE);
-    const double elapsed = microseconds() - begin;
+    const double elapsed = microsecondsSince(begin);
     CloseHandle(thread);
     return elapsed;
 }
 
 double timeFirstSample(const wchar_t* path)
 {
-    const double begin = microseconds();
+    const Clock::time_point begin = Clock::now();
     Player player(path);
     player.run();
-    WaitForSingleObject(player.sink.receiving, INFINITE);
-    const double elapsed = microseconds() - begin;
+    const double elapsed = microsecondsSince(begin);
     player.stop();
     return elapsed;
 }

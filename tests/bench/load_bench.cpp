@@ -18,11 +18,6 @@ namespace {
 
 constexpr std::uintmax_t kDifficultSize = 100'000'000;
 
-void countBytes(benchmark::State& state, const std::filesystem::path& path)
-{
-    state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(std::filesystem::file_size(path)));
-}
-
 void readPlainly(benchmark::State& state, const std::filesystem::path& path)
 {
     const auto buffer = std::make_unique<std::uint8_t[]>(kDefaultReadBufferSize);
@@ -35,12 +30,6 @@ void readPlainly(benchmark::State& state, const std::filesystem::path& path)
         while (file.read(buffer.get(), kDefaultReadBufferSize, count) && count != 0)
             benchmark::DoNotOptimize(buffer.get());
     }
-    countBytes(state, path);
-}
-
-std::size_t heapInUse()
-{
-    return mallinfo2().uordblks;
 }
 
 void loadInto(CProgramSelection& filter, const std::filesystem::path& path)
@@ -54,13 +43,12 @@ void load(benchmark::State& state, const std::filesystem::path& path)
 {
     std::size_t held = 0;
     for (auto _ : state) {
-        const std::size_t before = heapInUse();
+        const std::size_t before = mallinfo2().uordblks;
         CProgramSelection filter;
         loadInto(filter, path);
-        held = heapInUse() - before;
+        held = mallinfo2().uordblks - before;
     }
     state.counters["heap"] = static_cast<double>(held);
-    countBytes(state, path);
 }
 
 void readVideoInfo(benchmark::State& state, const std::filesystem::path& path)
@@ -71,7 +59,6 @@ void readVideoInfo(benchmark::State& state, const std::filesystem::path& path)
         AvcStreamInfo info;
         benchmark::DoNotOptimize(filter.readVideoInfo(info));
     }
-    countBytes(state, path);
 }
 
 void registerFile(const std::string& name, const std::filesystem::path& path)

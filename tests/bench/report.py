@@ -6,7 +6,7 @@ import shutil
 import statistics
 import subprocess
 import sys
-import time
+import timeit
 from pathlib import Path
 
 ROOT = Path(__file__).resolve().parents[2]
@@ -32,12 +32,7 @@ def make_typical_file(path):
 
 
 def seconds_of_process(*command):
-    times = []
-    for _ in range(PROCESS_ROUNDS):
-        begin = time.perf_counter()
-        run(*command)
-        times.append(time.perf_counter() - begin)
-    return statistics.median(times)
+    return statistics.median(timeit.repeat(lambda: run(*command), number=1, repeat=PROCESS_ROUNDS))
 
 
 def duration(microseconds):
@@ -103,9 +98,7 @@ def main():
     typical = OUTPUT / "typical.ts"
     long = OUTPUT / "long.ts"
     make_typical_file(typical)
-    with long.open("wb") as file:
-        for _ in range(DELIVERED_BYTES // TYPICAL_BYTES):
-            file.write(typical.read_bytes())
+    long.write_bytes(typical.read_bytes() * (DELIVERED_BYTES // TYPICAL_BYTES))
     times, heap = native(typical)
     tsprobe = seconds_of_process(ROOT / "build/host/tsprobe", "--json", typical)
     ffprobe = seconds_of_process("ffprobe", "-v", "error", "-show_streams", typical)

@@ -6,7 +6,8 @@ from pathlib import Path
 
 import pytest
 
-IMAGE = Path(__file__).resolve().parents[2] / "build" / "windows" / "ZarnowTSSource.ax"
+ROOT = Path(__file__).resolve().parents[2]
+IMAGE = ROOT / "build" / "windows" / "ZarnowTSSource.ax"
 # What every Windows has.
 SYSTEM_DLLS = {"advapi32", "comctl32", "comdlg32", "gdi32", "kernel32", "msvcrt", "ole32", "oleaut32", "shell32",
                "shlwapi", "user32", "version", "winmm"}
@@ -40,3 +41,10 @@ def test_exports_the_four_entry_points(headers):
     table = headers.partition("[Ordinal/Name Pointer] Table")[2].partition("\n\n")[0]
     assert sorted(re.findall(r"\[ *\d+\] (\w+)", table)) == [
         "DllCanUnloadNow", "DllGetClassObject", "DllRegisterServer", "DllUnregisterServer"]
+
+
+def test_resources():
+    """The dialog template, the page's title and the version, as a resource compiler reads them."""
+    shown = subprocess.run(["x86_64-w64-mingw32-windres", "-J", "coff", "-O", "rc", str(IMAGE)], check=True, text=True,
+                           stdout=subprocess.PIPE).stdout
+    assert shown == (ROOT / "tests" / "data" / "golden" / "resources.rc").read_text()

@@ -15,26 +15,21 @@ H264 = "-c:v libx264 -b:v 500k -g 25 -x264-params threads=1:scenecut=0 -pix_fmt 
 
 
 def picture(size="352x288", rate="25"):
-    return ["-f", "lavfi", "-i", f"testsrc2=size={size}:rate={rate}:duration=3"]
+    return f"-f lavfi -i testsrc2=size={size}:rate={rate}:duration=3"
 
 
 def tone(rate="48000"):
-    return ["-f", "lavfi", "-i", f"sine=frequency=440:sample_rate={rate}:duration=3"]
+    return f"-f lavfi -i sine=frequency=440:sample_rate={rate}:duration=3"
 
 
 def encode(target, *arguments):
-    words = [word for argument in arguments
-             for word in (argument.split() if isinstance(argument, str) else argument)]
+    words = " ".join(arguments).split()
     subprocess.run(["ffmpeg", "-hide_banner", "-loglevel", "error", "-y", *words, *EXACT, "-f", "mpegts", str(target)],
                    check=True, stdin=subprocess.DEVNULL)
 
 
-def mpeg2_mp2(target):
-    encode(target, picture("720x576"), tone(), MPEG2, "-aspect 16:9", MP2)
-
-
-def mpeg2_ntsc(target):
-    encode(target, picture("720x480", "30000/1001"), tone("44100"), MPEG2, "-aspect 4:3", MP2)
+def encoded(*arguments):
+    return lambda target: encode(target, *arguments)
 
 
 def mpeg1_mp2(target):
@@ -43,58 +38,37 @@ def mpeg1_mp2(target):
     target.write_bytes(with_stream_type(target.read_bytes(), 0x1000, 2, 1))
 
 
-def h264_aac(target):
-    encode(target, picture("640x360"), tone(), H264, "-c:a aac -b:a 96k -ac 2")
+def changed(change):
+    """The first sample, its bytes changed."""
+    return lambda target: target.write_bytes(change(make("mpeg2-mp2.ts").read_bytes()))
 
 
-def h264_ac3(target):
-    encode(target, picture("1280x720", "50"), tone(), H264, "-c:a ac3 -b:a 192k -ac 2")
-
-
-def two_programs(target):
-    encode(target, picture(), tone(), picture("704x576"), tone("44100"), "-map 0:v -map 1:a -map 2:v -map 3:a",
-           MPEG2, "-c:a:0 ac3 -c:a:1 mp2 -b:a 128k -ac 2",
-           "-program title=First:program_num=7:st=0:st=1 -program title=Second:program_num=9:st=2:st=3")
-
-
-def packets_of_192(target):
-    encode(target, picture(), tone(), MPEG2, "-c:a ac3 -b:a 128k -ac 2 -mpegts_m2ts_mode 1")
-
-
-def leading_garbage(target):
-    noise = bytes((i * i * 31 + i * 7) >> 3 & 0xFF for i in range(5000))
-    target.write_bytes(noise + make("mpeg2-mp2.ts").read_bytes())
-
-
-def mid_packet(target):
-    target.write_bytes(make("mpeg2-mp2.ts").read_bytes()[20 * PACKET + 77:])
-
-
-def odd_name(target):
-    target.write_bytes(make("mpeg2-mp2.ts").read_bytes())
-
+NOISE = bytes((i * i * 31 + i * 7) >> 3 & 0xFF for i in range(5000))
 
 MAKERS = {
-    "mpeg2-mp2.ts": mpeg2_mp2,
-    "mpeg2-ntsc.mpg": mpeg2_ntsc,
+    "mpeg2-mp2.ts": encoded(picture("720x576"), tone(), MPEG2, "-aspect 16:9", MP2),
+    "mpeg2-ntsc.mpg": encoded(picture("720x480", "30000/1001"), tone("44100"), MPEG2, "-aspect 4:3", MP2),
     "mpeg1-mp2.ts": mpeg1_mp2,
-    "h264-aac.ts": h264_aac,
-    "h264-ac3.tp": h264_ac3,
-    "two-programs.ts": two_programs,
-    "packets-of-192.m2ts": packets_of_192,
-    "leading-garbage.ts": leading_garbage,
-    "mid-packet.ts": mid_packet,
-    "name with spaces, Größe 雪.ts": odd_name,
+    "h264-aac.ts": encoded(picture("640x360"), tone(), H264, "-c:a aac -b:a 96k -ac 2"),
+    "h264-ac3.tp": encoded(picture("1280x720", "50"), tone(), H264, "-c:a ac3 -b:a 192k -ac 2"),
+    "two-programs.ts": encoded(
+        picture(), tone(), picture("704x576"), tone("44100"), "-map 0:v -map 1:a -map 2:v -map 3:a", MPEG2,
+        "-c:a:0 ac3 -c:a:1 mp2 -b:a 128k -ac 2 -program title=First:program_num=7:st=0:st=1",
+        "-program title=Second:program_num=9:st=2:st=3"),
+    "packets-of-192.m2ts": encoded(picture(), tone(), MPEG2, "-c:a ac3 -b:a 128k -ac 2 -mpegts_m2ts_mode 1"),
+    "leading-garbage.ts": changed(lambda stream: NOISE + stream),
+    "mid-packet.ts": changed(lambda stream: stream[20 * PACKET + 77:]),
+    "name with spaces, Größe 雪.ts": changed(lambda stream: stream),
 }
 
 
-def make(name):
+def make(name, maker=None):
     """The sample's path; it is made where it is not there yet, or older than this file."""
     path = SAMPLES / name
     if not path.exists() or path.stat().st_mtime < Path(__file__).stat().st_mtime:
         SAMPLES.mkdir(parents=True, exist_ok=True)
         unfinished = path.with_name("unfinished-" + path.name)
-        MAKERS[name](unfinished)
+        (maker or MAKERS[name])(unfinished)
         os.replace(unfinished, path)
     return path
 

@@ -7,6 +7,8 @@
 #include <windows.h>
 #include <wrl/client.h>
 
+#include <filesystem>
+
 #include "tests/windows/support/hresult.h"
 
 namespace zarnow::test {
@@ -20,19 +22,34 @@ inline constexpr const wchar_t* kTwoProgramsSample = L"tests/data/two-programs.t
 class Module
 {
 public:
-    Module();
+    Module()
+    {
+        wchar_t path[MAX_PATH] = L"";
+        GetModuleFileNameW(nullptr, path, MAX_PATH);
+        module_ = LoadLibraryW(std::filesystem::path(path).replace_filename(L"ZarnowTSSource.ax").c_str());
+        EXPECT_NE(nullptr, module_);
+    }
     Module(const Module&) = delete;
     Module& operator=(const Module&) = delete;
-    ~Module();
+    ~Module() { FreeLibrary(module_); }
 
     HMODULE handle() const { return module_; }
-    HRESULT classObject(REFCLSID clsid, REFIID iid, void** object) const;
-    HRESULT create(REFCLSID clsid, REFIID iid, void** object) const;
-    HRESULT canUnload() const;
-    HRESULT call(const char* entryPoint) const;
+    HRESULT create(REFCLSID clsid, REFIID iid, void** object) const
+    {
+        ComPtr<IClassFactory> factory;
+        const auto get = entry<HRESULT(WINAPI*)(REFCLSID, REFIID, void**)>("DllGetClassObject");
+        const HRESULT result = get(clsid, IID_PPV_ARGS(&factory));
+        return SUCCEEDED(result) ? factory->CreateInstance(nullptr, iid, object) : result;
+    }
+    HRESULT canUnload() const { return call("DllCanUnloadNow"); }
+    HRESULT call(const char* entryPoint) const { return entry<HRESULT(WINAPI*)()>(entryPoint)(); }
 
 private:
-    FARPROC entry(const char* name) const;
+    template <class Function>
+    Function entry(const char* name) const
+    {
+        return reinterpret_cast<Function>(reinterpret_cast<void*>(GetProcAddress(module_, name)));
+    }
 
     HMODULE module_;
 };

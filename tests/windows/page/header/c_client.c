@@ -2,15 +2,8 @@
 
 #include "itarnwell.h"
 
-HRESULT countPrograms(IUnknown* filter, DWORD* count);
-
-HRESULT countPrograms(IUnknown* filter, DWORD* count)
+HRESULT ask(IUnknown* filter, ITarnwell** tarnwell, DWORD* count)
 {
-    ITarnwell* tarnwell = NULL;
-    HRESULT result = filter->lpVtbl->QueryInterface(filter, &IID_ITarnwell, (void**)&tarnwell);
-    if (FAILED(result))
-        return result;
-    result = tarnwell->lpVtbl->GetProgramCount(tarnwell, count);
-    tarnwell->lpVtbl->Release(tarnwell);
-    return result;
+    const HRESULT result = filter->lpVtbl->QueryInterface(filter, &IID_ITarnwell, (void**)tarnwell);
+    return SUCCEEDED(result) ? (*tarnwell)->lpVtbl->GetProgramCount(*tarnwell, count) : result;
 }

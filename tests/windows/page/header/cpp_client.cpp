@@ -2,15 +2,8 @@
 
 #include "itarnwell.h"
 
-HRESULT selectFirst(IUnknown* filter);
-
-HRESULT selectFirst(IUnknown* filter)
+HRESULT select(IUnknown* filter, ITarnwell** tarnwell)
 {
-    ITarnwell* tarnwell = nullptr;
-    HRESULT result = filter->QueryInterface(IID_PPV_ARGS(&tarnwell));
-    if (FAILED(result))
-        return result;
-    result = tarnwell->SelectProgram(0);
-    tarnwell->Release();
-    return result;
+    const HRESULT result = filter->QueryInterface(IID_PPV_ARGS(tarnwell));
+    return SUCCEEDED(result) ? (*tarnwell)->SelectProgram(0) : result;
 }
