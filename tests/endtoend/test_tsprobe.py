@@ -35,6 +35,7 @@ def test_default_pids():
     assert [entry["pid"] for entry in report["streams"]] == [0, 0x200, 0x201]
     assert report["programs"][0]["pmtPid"] == 0x0100
     assert [entry["text"] for entry in report["descriptions"]] == ["MPEG2 Video (0x0200)", "MPEG1 Audio (0x0201)"]
+    assert (report["video"][0]["profile"], report["video"][0]["level"]) == (4, 8)  # Main at Main
 
 
 @pytest.mark.parametrize("arguments", [
@@ -70,7 +71,7 @@ def test_several_files_go_on_behind_one_that_fails():
     status, out, err = run(TSPROBE, MPEG2, "none.ts", "LICENSE", TWO_PROGRAMS)
     assert status == 2
     assert "none.ts" in err
-    for words in ("MPEG-2 video", "0:00:02.920", "too short", "H.264 (AVC) video", "CABAC"):
+    for words in ("Main profile at Main level, progressive", "0:00:02.920", "too short", "H.264 (AVC) video", "CABAC"):
         assert words in out
 
 
