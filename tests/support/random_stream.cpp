@@ -26,7 +26,9 @@ Sps::Fields randomHrd(Dice& dice)
         rate = dice.below(900);
         size = dice.below(900);
     }
-    return dice.oneIn(2) ? hrd(dice.below(16), dice.below(16), rates, dice.below(32), dice.below(32)) : nullptr;
+    const auto [bitRateScale, cpbSizeScale, delayLength, timeOffsetLength] =
+        std::array{dice.below(16), dice.below(16), dice.below(32), dice.below(32)};
+    return dice.oneIn(2) ? hrd(bitRateScale, cpbSizeScale, rates, delayLength, timeOffsetLength) : nullptr;
 }
 
 Usability randomUsability(Dice& dice)
@@ -78,8 +80,10 @@ void writePictureOrderCount(BitWriter& out, Dice& dice)
 Data randomSei(Dice& dice)
 {
     Data messages;
-    for (unsigned left = dice.below(3) + 1; left > 0; --left)
-        append(messages, seiMessage(dice.oneIn(2) ? 0 : dice.below(600), dice.bytes(dice.below(20))));
+    for (unsigned left = dice.below(3) + 1; left > 0; --left) {
+        const unsigned type = dice.oneIn(2) ? 0 : dice.below(600);
+        append(messages, seiMessage(type, dice.bytes(dice.below(20))));
+    }
     return sei(messages);
 }
 
@@ -89,9 +93,10 @@ Data randomPes(Dice& dice)
     constexpr std::array<std::int64_t, 5> kCorners{90000, 0, 0xFFFFFFFF, 0x1FFFFFFFF, 0x123456789};
     constexpr std::array kKinds{randomSequenceHeader, randomSps, randomNalUnit, randomAudioHeader};
     const Data header = dice.oneIn(5) ? dice.bytes(1 + dice.below(4)) : dice.of(kKinds)(dice);
-    const std::int64_t stamp = (dice.of(kCorners) + dice.below(dice.oneIn(2) ? 900000 : 9) - 4) & 0x1FFFFFFFF;
-    return pes(dice.of({0xE0, 0xE0, 0xE1, 0xC0, 0xBD, 0xFD}), header,
-               dice.oneIn(2) ? std::nullopt : std::optional(stamp));
+    const std::int64_t corner = dice.of(kCorners);
+    const std::int64_t stamp = (corner + dice.below(dice.oneIn(2) ? 900000 : 9) - 4) & 0x1FFFFFFFF;
+    const std::uint8_t streamId = dice.of({0xE0, 0xE0, 0xE1, 0xC0, 0xBD, 0xFD});
+    return pes(streamId, header, dice.oneIn(2) ? std::nullopt : std::optional(stamp));
 }
 
 /// Mostly the same PMT PID for a number, so that tables and maps agree; two programs share it.
@@ -170,7 +175,8 @@ Data randomSequenceHeader(Dice& dice)
                                         .constrained = dice.oneIn(2),
                                         .intraMatrix = dice.oneIn(4),
                                         .nonIntraMatrix = dice.oneIn(4)});
-    const Data extension = sequenceExtension(dice.below(8), dice.below(16), dice.oneIn(2));
+    const auto [profile, level] = std::array{dice.below(8), dice.below(16)};
+    const Data extension = sequenceExtension(profile, level, dice.oneIn(2));
     return sometimesCut(dice, dice.oneIn(3) ? header : join({header, extension}));
 }
 
@@ -201,16 +207,21 @@ Data randomNalUnit(Dice& dice)
             return pps(dice.oneIn(2));
         case 2:
             return randomSei(dice);
-        case 3:
-            return nal(dice.byte(), dice.bytes(dice.below(30)), dice.oneIn(2));
-        default:
-            return sometimesCut(dice, slice(dice.oneIn(3) ? dice.length(16) : 0, dice.below(9)));
+        case 3: {
+            const std::uint8_t header = dice.byte();
+            return nal(header, dice.bytes(dice.below(30)), true);
+        }
+        default: {
+            const unsigned firstMacroblock = dice.oneIn(3) ? dice.length(16) : 0;
+            return sometimesCut(dice, slice(firstMacroblock, dice.below(9)));
+        }
     }
 }
 
 Data randomAudioHeader(Dice& dice)
 {
-    const Data lpcm{0, 0, static_cast<std::uint8_t>(dice.below(12) << 4 | dice.of({1, 4, 5, 2})),
+    const std::uint8_t rate = dice.of({1, 4, 5, 2});
+    const Data lpcm{0, 0, static_cast<std::uint8_t>(dice.below(12) << 4 | rate),
                     static_cast<std::uint8_t>(dice.below(4) << 6)};
     const std::array<Data, 3> syncs{
         {{0x0B, 0x77}, {0x77, 0x0B}, {0xFF, static_cast<std::uint8_t>(0xF0 | dice.below(16))}}};
@@ -225,7 +236,8 @@ std::uint16_t randomPid(Dice& dice)
 
 Data randomPacket(Dice& dice)
 {
-    const Header header = randomPacketHeader(dice, randomPid(dice), !dice.oneIn(3));
+    const std::uint16_t pid = randomPid(dice);
+    const Header header = randomPacketHeader(dice, pid, !dice.oneIn(3));
     return packet(header, randomPes(dice));
 }
 
