@@ -154,7 +154,6 @@ TEST(Environments, BuffersOfAnySize)
         SCOPED_TRACE(size);
         selection.setReadBufferSize(kDefaultReadBufferSize);
         selection.loadFile(file.path().c_str());
-        const std::size_t streams = selection.streamList.size();
         const std::size_t before = residentBytes();
         selection.setReadBufferSize(size);
         if (selection.readBuffer == nullptr)
@@ -162,10 +161,8 @@ TEST(Environments, BuffersOfAnySize)
         EXPECT_TRUE(selection.selectProgram(0)) << "of the file that is loaded";
         EXPECT_EQ(selection.loadFile(nullptr).status, LoadResult::Status::loaded);
         EXPECT_EQ(selection.analysed, size > 2000) << "fewer bytes do not tell the packet size";
-        if (selection.analysed) {
-            EXPECT_EQ(selection.durationSeconds == 0.0, size > 0x3FFFFFFF) << "two buffers back are no 32-bit distance";
-            EXPECT_EQ(selection.streamList.size(), streams);
-        }
+        EXPECT_TRUE(!selection.analysed || (selection.durationSeconds == 0.0) == (size > 0x3FFFFFFF))
+            << "two buffers back are no 32-bit distance";
         EXPECT_LT(residentBytes(), before + (64U << 20)) << "a buffer is written to no further than the file goes";
     }
 }

@@ -130,8 +130,8 @@ void expectAtEveryPlace(const FaultCase& test)
             {
                 const Fault fault(test.kind, place, test.lasting, [&] { test.meanwhile(run); });
                 test.run(run);
-                struck = run.struck = fault.struck();
-                EXPECT_TRUE(!run.selection.abortScan || fault.readsSince() <= kReadsOn) << fault.readsSince();
+                struck = run.struck = fault.struck;
+                EXPECT_TRUE(!run.selection.abortScan || fault.readsSince <= kReadsOn) << fault.readsSince;
             }
             EXPECT_TRUE(struck || place > 0) << "nothing was made to fail";
             expectConsistent(run.selection);
@@ -215,8 +215,8 @@ TEST(StopFlag, EndsTheSearchForMapsThatLieFarBack)
         CProgramSelection selection;
         const Fault fault(Kind::meanwhile, place, Lasting::once, [&] { selection.abortScan = true; });
         selection.loadFile(file.path().c_str());
-        EXPECT_TRUE(fault.struck());
-        EXPECT_LE(fault.readsSince(), kReadsOn) << place;
+        EXPECT_TRUE(fault.struck);
+        EXPECT_LE(fault.readsSince, kReadsOn) << place;
     }
 }
 
