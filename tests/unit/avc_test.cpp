@@ -56,15 +56,12 @@ TEST(AvcSequenceHeader, WhereItIsFound)
         bool accepted;
     } cases[] = {
         {"no start code of four bytes", inPes({set}), true},
-        {"no start code of three bytes", inPes({shortSet}), true},
         {"the delimiter is not stepped over", inPes({accessUnitDelimiter(), set}), true},
         {"a delimiter with nal_ref_idc is stepped over", inPes({nal(0x29, {0xF0}), set}), false},
         {"a set with nal_ref_idc 0 is taken", inPes({withByte(set, 4, 0x07)}), false},
-        {"another NAL unit is stepped over", inPes({pps(false), set}), false},
         {"40 bytes behind the delimiter are too few", delimited(40), true},
         {"39 bytes behind the delimiter are enough", delimited(39), false},
         {"the PES header's length is not followed", withByte(inPes({filled(7, 0xFF), set}), 8, 12), true},
-        {"private streams are taken for video", withByte(inPes({set}), 3, 0xBD), false},
         {"stream_id 0xEF is refused", withByte(inPes({set}), 3, 0xEF), true},
         {"the payload's last two bytes are read", pes(0xE0, set, 90000), false},
         {"more than the last two bytes are left out", pes(0xE0, join({set, {0x55, 0x55}}), 90000), true},
@@ -183,29 +180,24 @@ AvcStreamInfo scan(const std::vector<Data>& payloads, AvcStreamInfo info = {.fra
     return info;
 }
 
+/// Slices in a picture, B pictures in a run, pictures.
+using Counts = std::array<int, 3>;
+
+Counts countsOf(const Data& units, std::uint8_t framesOnly = 1)
+{
+    const AvcStreamInfo info = scan({join({units, kEnd})}, {.frame_mbs_only_flag = framesOnly});
+    return {info.slicesPerPicture, info.bFrameRun, info.gopPictureCount};
+}
+
 TEST(GopScan, Counts)
 {
     const Data open = group({kI, kP, kB, kB, kP, kB});
-    const Data sliced = join({sps({}), slice(0, kI), slice(10, kI), slice(20, kI), slice(0, kP), slice(10, kP)});
-    const struct
-    {
-        const char* fault;
-        Data units;
-        int slices, bRun, pictures;
-        std::uint8_t framesOnly = 1;
-    } cases[] = {
-        {"the run of B pictures goes on after the first", open, 1, 2, 6},
-        {"slice types above 4 are not known", group({7, 5, 6, 6, 6, 5}), 1, 3, 6},
-        {"frames of two fields are not halved", open, 1, 1, 3, 0},
-        {"slices of later pictures are counted, or are pictures", sliced, 3, 0, 2},
-        {"the counts are not kept at 8 bits", join({sps({}), repeat(slice(0, kB), 300)}), 1, 300 - 256, 300 - 256},
-    };
-    for (const auto& test : cases) {
-        const AvcStreamInfo info = scan({join({test.units, kEnd})}, {.frame_mbs_only_flag = test.framesOnly});
-        EXPECT_EQ((std::array<int, 3>{info.slicesPerPicture, info.bFrameRun, info.gopPictureCount}),
-                  (std::array{test.slices, test.bRun, test.pictures}))
-            << test.fault;
-    }
+    EXPECT_EQ(countsOf(open), (Counts{1, 2, 6})) << "the first run of B pictures counts";
+    EXPECT_EQ(countsOf(open, 0), (Counts{1, 1, 3})) << "frames of two fields";
+    EXPECT_EQ(countsOf(group({7, 5, 6, 6, 6, 5})), (Counts{1, 3, 6})) << "slice types above 4";
+    EXPECT_EQ(countsOf(join({sps({}), slice(0, kI), slice(10, kI), slice(0, kP), slice(10, kP)})), (Counts{2, 0, 2}))
+        << "slices of later pictures neither count nor are pictures";
+    EXPECT_EQ(countsOf(join({sps({}), repeat(slice(0, kB), 300)})), (Counts{1, 300 - 256, 300 - 256}));
 }
 
 TEST(GopScan, UnitsCutBetweenPayloadsAreCountedOnce)
@@ -219,46 +211,30 @@ TEST(GopScan, UnitsCutBetweenPayloadsAreCountedOnce)
     }
 }
 
-TEST(GopScan, BufferingPeriod)
+/// Whether a second set is reached in a file of two packets; the first one's payload stands behind an adaptation field.
+bool reaches(const Data& payload, bool withPrefixes = false, std::uint8_t adaptation = 1)
 {
-    const Data period = seiMessage(0, BitWriter().ue(0).bits(0xABCDEF, 24).trailing().bytes());
-    const Data units = sei(join({seiMessage(5, filled(300, 0x11)), seiMessage(300, filled(1)), period}));
-    const AvcStreamInfo info = scan({units, sps({}), kEnd}, {.initialCpbRemovalDelayLength = 24});
-    EXPECT_EQ(info.initialCpbRemovalDelay, 0xABCDEF);
+    const Data first = packet({.pid = 0x100, .control = 3, .adaptation = adaptation}, payload);
+    const Data file = join({first, packet({.pid = 0x100}, sps({})), nullPackets(12)});
+    const TemporaryFile source(withPrefixes ? timed(file) : file);
+    CGopScan scanner;
+    EXPECT_EQ(scanner.file.open(source.path().c_str()), 0U);
+    EXPECT_TRUE(scanner.detectFilePacketSize());
+    return scanner.scanAvcGop(0x100);
 }
 
 TEST(GopScan, WhichBytesOfAPacketCount)
 {
-    const Data set = sps({});
     // A set's start code and header, so many bytes before the packet's end; the rest comes in the next packet.
     const auto atEnd = [&](std::size_t spare) {
         return join({filled(178 - spare, 0x55), {0, 0, 1, 0x67}, filled(spare, 0x55)});
     };
-    const struct
-    {
-        const char* fault;
-        Data payload;
-        bool reached;
-        bool timed = false;
-        std::uint8_t adaptation = 1;
-    } cases[] = {
-        {"the first set alone is enough", filled(10, 0x55), false},
-        {"the last byte but 3 is looked at", atEnd(3), false},
-        {"more than the last 4 bytes are left out", atEnd(4), true},
-        {"with 192 bytes the last 4 are left out", atEnd(0), true, true},
-        {"the adaptation field's last byte is left out", bytesFrom(set, 2), true},
-        {"an adaptation field over the packet's end is followed", {}, false, false, 255},
-    };
-    for (const auto& test : cases) {
-        SCOPED_TRACE(test.fault);
-        const Data first = packet({.pid = 0x100, .control = 3, .adaptation = test.adaptation}, test.payload);
-        const Data file = join({first, packet({.pid = 0x100}, set), nullPackets(12)});
-        const TemporaryFile source(test.timed ? timed(file) : file);
-        CGopScan scanner;
-        ASSERT_EQ(scanner.file.open(source.path().c_str()), 0U);
-        ASSERT_TRUE(scanner.detectFilePacketSize());
-        EXPECT_EQ(scanner.scanAvcGop(0x100), test.reached);
-    }
+    EXPECT_FALSE(reaches(filled(10, 0x55))) << "one set alone";
+    EXPECT_FALSE(reaches(atEnd(3))) << "its header is among the last 4 bytes";
+    EXPECT_TRUE(reaches(atEnd(4)));
+    EXPECT_TRUE(reaches(atEnd(0), true)) << "the last 4 bytes of 192 are the next packet's";
+    EXPECT_TRUE(reaches(bytesFrom(sps({}), 2))) << "the adaptation field's last byte belongs to it";
+    EXPECT_FALSE(reaches({}, false, 255)) << "an adaptation field over the packet's end";
 }
 
 }  // namespace

@@ -64,7 +64,6 @@ TEST(Packets, SearchesOfABlock)
     constexpr Search kNext = packetOf<&CPSIParser::findNextPacket, kKey>;
     constexpr Search kNextStart = packetOf<&CPSIParser::findNextPacket, kUnitStartKey>;
     constexpr Search kLast = packetOf<&CPSIParser::findLastPacket, kKey>;
-    constexpr Search kLastStart = packetOf<&CPSIParser::findLastPacket, kUnitStartKey>;
     const Data null = nullPackets(1), nulls = nullPackets(8);
     const Data start = packet({.pid = kPid}), onward = packet({.pid = kPid, .unitStart = false});
     const Data inError = packet({.pid = kPid, .error = true}), priority = packet({.pid = kPid, .priority = true});
@@ -86,11 +85,8 @@ TEST(Packets, SearchesOfABlock)
         {"a candidate in the last 400 bytes is taken", kSize, syncBytesAt(2001, {1601, 1789, 1977}), {}},
 
         {"five packets are taken for enough", kSync, nullPackets(5), {}},
-        {"one byte more is taken for too little", kSync, join({nullPackets(5), {0}}), 0},
         {"a stray sync byte skips 186 bytes", kSync, syncBytesAt(1000, {0, 185, 373, 561}), 185},
-        {"a stray sync byte skips less than 185 bytes", kSync, syncBytesAt(1000, {1, 185, 373, 561}), {}},
         {"two sync bytes in a row are taken for confirmed", kSync, syncBytesAt(1000, {100, 288}), {}},
-        {"half a sync word at the end matches", kAc3, {1, 2, 0x0B}, {}},
         {"the swapped sync word is not known", kAc3, {1, 0x77, 0x0B}, 1},
         {"11 bits of sync are enough", kMpeg, {0xFF, 0xEF, 0xFF, 0xF0}, 2},
 
@@ -100,27 +96,20 @@ TEST(Packets, SearchesOfABlock)
         {"a packet that starts no unit is passed over unasked", kNext, join({onward, start, null}), 0},
         {"an error-flagged packet matches", kNext, join({inError, priority, null}), 188},
         {"the walk resynchronises", kNext, join({null, {0}, repeat(start, 8)}), {}},
-        {"a stray sync byte begins the walk", kNext, join({{0, 0x47}, repeat(start, 6)}), 190},
-        {"an empty block is read", kNext, {}, {}},
 
         {"the packet at offset 0 is taken", kLast, join({start, null, null}), {}},
         {"the packet at the block's end is left out", kLast, join({null, start, start}), 376},
-        {"backward a unit start is not insisted on", kLastStart, join({null, start, onward}), 188},
         {"backward an error-flagged packet matches", kLast, join({null, start, inError}), 188},
-        {"the walk goes on over a lost sync byte", kLast, join({null, start, {0}, null, null}), {}},
         // 1980 bytes: of the last 1000, from 980 on, the packets at 1128, 1316 and 1504 confirm the sync.
         {"the walk does not begin at the third sync byte", kLast, join({nulls, start, null, filled(100)}), 1504},
         {"the walk begins behind the third sync byte", kLast, join({nulls, null, start, filled(100)}), {}},
-        {"a block shorter than a packet is read", kLast, firstBytes(start, 187), {}},
 
         {"a stamp's bits are put in the wrong places", stamp, stampField(0x0ABCDEF12), 0x0ABCDEF12},
         {"bit 32 is not sign-extended", stamp, stampField(0x1ABCDEF12), 0x1ABCDEF12 - 0x200000000},
         {"the prefix of a stamp with DTS is refused", stamp, stampField(90000, 3), 90000},
         {"the prefix of a DTS is refused", stamp, stampField(90000, 1), 90000},
-        {"any prefix is accepted", stamp, stampField(90000, 4), {}},
         {"the first marker bit is insisted on", stamp, withByte(stampField(0), 0, 0x20), 0},
         {"the middle marker bit is not looked at", stamp, withByte(stampField(0), 2, 0x00), {}},
-        {"the last marker bit is not looked at", stamp, withByte(stampField(0), 4, 0x00), {}},
 
         {"a stamp at the buffer's end is refused", pesStamp, join({filled(5), withStamp}), 90000},
         {"a stamp cut off by the buffer's end is read", pesStamp, firstBytes(withStamp, 13), 0},
