@@ -19,11 +19,8 @@ bool PlainSelection::plainLoad(const CTransportFile::PathChar* path)
     analysed = true;
     if (programList.size() >= 2)
         prune();
-    if (!programList.empty()) {
-        plainSelectProgram(programList[0]);
-        if (videoStreams[0].pid != 0)
-            durationSeconds = plainDuration(videoStreams[0].pid);
-    }
+    if (!programList.empty())
+        plainSelectProgram(programList[0], true);
     rewindToData();
     return true;
 }
@@ -59,27 +56,22 @@ bool PlainSelection::readAssociation(std::uint32_t size)
 
 bool PlainSelection::readMaps(std::uint32_t size)
 {
-    int sharing = 0;
-    for (std::size_t i = 1; i < programList.size(); ++i)
-        sharing += programList[i].pmtPid == programList[0].pmtPid ? 1 : 0;
+    const auto sharesFirst = [&](const PsiEntry& program) { return program.pmtPid == programList[0].pmtPid; };
+    const bool byNumber = std::count_if(programList.begin(), programList.end(), sharesFirst) > 1;
     auto remaining = static_cast<int>(programList.size()) - 1;
     std::size_t current = 0;
-    bool searching = true;
-    bool found = false;
-    bool wrapped = false;
+    bool searching = true, found = false, wrapped = false;
     rewindToData();
     while (searching) {
         const PsiEntry program = programList[current];
         const std::uint16_t key = headerKeyOfPid(program.pmtPid);
         Block block;
         readBlock(size, block);
-        if (sharing > 0)
+        if (byNumber)
             file.moveBy(-186);
-        bool parsed = false;
-        if (block.length() > 0)
-            parsed = sharing > 0
-                         ? parsePmtForProgram(block.data(), block.length(), key, program.programNumber, searching)
-                         : parsePmt(block.data(), block.length(), key, searching);
+        const bool parsed =
+            byNumber ? parsePmtForProgram(block.data(), block.length(), key, program.programNumber, searching)
+                     : parsePmt(block.data(), block.length(), key, searching);
         found = found || parsed;
         if (block.full && (!parsed || remaining < 1))
             continue;
@@ -100,30 +92,29 @@ void PlainSelection::prune()
 {
     for (std::uint32_t i = 0; i < programList.size();) {
         const PsiEntry program = programList[i];
-        plainSelectProgram(program);
+        plainSelectProgram(program, false);
         i = !playable(program) && removeProgram(i, program.pmtPid, program.programNumber) ? 0 : i + 1;
     }
 }
 
 bool PlainSelection::playable(const PsiEntry& program) const
 {
-    for (const PsiEntry& stream : streamList) {
-        for (std::size_t i = 0; i < 3; ++i) {  // only the first three records count
-            const std::uint16_t listed = stream_type::isVideo(stream.streamType)   ? videoStreams[i].pid
-                                         : stream_type::isAudio(stream.streamType) ? audioStreams[i].pid
-                                                                                   : std::uint16_t{0};
-            if (listed != 0 && listed == stream.pid && stream.belongsTo(program.pmtPid, program.programNumber))
-                return true;
-        }
-    }
-    return false;
+    return std::any_of(streamList.begin(), streamList.end(), [&](const PsiEntry& stream) {
+        bool listed = false;
+        for (std::size_t i = 0; i < 3; ++i)  // only the first three records count
+            listed = listed || (stream_type::isVideo(stream.streamType) && videoStreams[i].pid == stream.pid) ||
+                     (stream_type::isAudio(stream.streamType) && audioStreams[i].pid == stream.pid);
+        return listed && stream.pid != 0 && stream.belongsTo(program.pmtPid, program.programNumber);
+    });
 }
 
-void PlainSelection::plainSelectProgram(const PsiEntry& program)
+void PlainSelection::plainSelectProgram(const PsiEntry& program, bool measured)
 {
     currentPmtPid = program.pmtPid;
     currentProgramNumber = program.programNumber;
     plainProbes();
+    if (measured && videoStreams[0].pid != 0)
+        durationSeconds = plainDuration(videoStreams[0].pid);
 }
 
 void PlainSelection::plainProbes()
@@ -295,9 +286,7 @@ bool SelectionPair::select(std::size_t index, bool byNumber)
                                    : selection.selectProgram(static_cast<std::uint32_t>(index));
     if (!exists || !compared)
         return selected;
-    plain.plainSelectProgram(program);
-    if (!byNumber && plain.videoStreams[0].pid != 0)
-        plain.durationSeconds = plain.plainDuration(plain.videoStreams[0].pid);
+    plain.plainSelectProgram(program, !byNumber);
     plain.rewindToData();
     return selected;
 }

@@ -13,8 +13,8 @@ namespace zarnow::test {
 struct PlainSelection : CProgramSelection
 {
     bool plainLoad(const CTransportFile::PathChar* path);
-    void plainSelectProgram(const PsiEntry& program);
-    double plainDuration(std::uint16_t pid);
+    /// @param measured  whether the duration is
+    void plainSelectProgram(const PsiEntry& program, bool measured);
 
 private:
     bool defaultTables();
@@ -26,6 +26,7 @@ private:
     bool playable(const PsiEntry& program) const;
     bool accepts(Bytes payload, VideoProbeRecord& record, bool avc);
     bool probeVideo(std::uint16_t pid, VideoProbeRecord& record, bool avc);
+    double plainDuration(std::uint16_t pid);
     bool probeAudio(std::uint16_t pid, std::uint8_t type, AudioProbeRecord& record, bool lpcmMode);
 };
 
