@@ -21,10 +21,10 @@ namespace {
 
 TEST(Golden, FactsOfEverySample)
 {
-    for (const Sample& one : samples()) {
-        const TemporaryFile file(one.packets);
+    for (const auto& [name, packets] : samples()) {
+        const TemporaryFile file(packets);
         const std::string facts = factsOf(file.path());
-        EXPECT_EQ(facts, goldenText(ZARNOW_TEST_DATA "golden/" + one.name + ".txt", facts)) << one.name;
+        EXPECT_EQ(facts, goldenText(ZARNOW_TEST_DATA "golden/" + name + ".txt", facts)) << name;
     }
 }
 
@@ -34,9 +34,9 @@ struct Environment
     bool timed = false;
     std::size_t garbage = 0;
 
-    Data content(const Sample& sample) const
+    Data content(const Data& packets) const
     {
-        return join({filled(garbage, 0x11), timed ? test::timed(sample.packets) : sample.packets});
+        return join({filled(garbage, 0x11), timed ? test::timed(packets) : packets});
     }
 };
 
@@ -65,7 +65,7 @@ std::string expectSame(SelectionPair& pair, const Environment& environment, cons
 }
 
 /// Each in turn with the same selection, so that none may depend on what was loaded before.
-void expectSameEverywhere(const std::vector<Sample>& all)
+void expectSameEverywhere(const Samples& all)
 {
     constexpr std::size_t kAhead = 1000;  // bytes of packets that the search for the first one needs, and a few more
     std::map<std::pair<std::string, bool>, std::string> expected;  // by name and whether timed
@@ -73,14 +73,14 @@ void expectSameEverywhere(const std::vector<Sample>& all)
     for (const std::uint32_t bufferSize : {33000U, 2001U, 3000U, 7777U, 32768U, 65536U, 1U << 20}) {
         for (const std::size_t garbage : {0U, 77U, 5000U, 120000U}) {
             for (const bool timed : {false, true}) {
-                for (const Sample& one : all) {
+                for (const auto& [name, packets] : all) {
                     const Environment environment{bufferSize, timed, garbage};
-                    SCOPED_TRACE(one.name + ": " + testing::PrintToString(environment));
+                    SCOPED_TRACE(name + ": " + testing::PrintToString(environment));
                     pair.setReadBufferSize(bufferSize);
-                    const std::string found = expectSame(pair, environment, environment.content(one));
+                    const std::string found = expectSame(pair, environment, environment.content(packets));
                     EXPECT_EQ(!found.empty(), garbage + kAhead < bufferSize * 3) << "three buffers are looked into";
                     if (!found.empty() && bufferSize == kDefaultReadBufferSize) {
-                        EXPECT_EQ(found, expected.try_emplace({one.name, timed}, found).first->second);
+                        EXPECT_EQ(found, expected.try_emplace({name, timed}, found).first->second);
                     }
                     if (testing::Test::HasFailure())
                         return;
@@ -97,7 +97,7 @@ TEST(Environments, EverySample)
 
 TEST(Environments, FilesMadeByFfmpeg)
 {
-    const std::vector<Sample> made = madeSamples();
+    const Samples made = madeSamples();
     if (made.empty())
         GTEST_SKIP() << "tests/run_tests.py makes them in " << ZARNOW_MADE_SAMPLES;
     expectSameEverywhere(made);
@@ -106,10 +106,10 @@ TEST(Environments, FilesMadeByFfmpeg)
 TEST(Environments, FilesThatEndAnywhere)
 {
     constexpr std::size_t kCuts = 60;
-    for (const Sample& one : samples()) {
+    for (const auto& [name, packets] : samples()) {
         for (const Environment& environment :
              {Environment{2001, false}, Environment{2001, true}, Environment{33000, false}, Environment{33000, true}}) {
-            const Data content = environment.content(one);
+            const Data content = environment.content(packets);
             bool before = false;  // whether a shorter file was analysed
             for (std::size_t cut = 0; cut < kCuts && !HasFailure(); ++cut) {
                 // The first ones lie close together, around the tables; the others anywhere in their packets.
@@ -123,7 +123,7 @@ TEST(Environments, FilesThatEndAnywhere)
                 EXPECT_TRUE(size < 2000 + kCuts || analysed || !before) << "a shorter file was analysed";
                 before = analysed;
             }
-            EXPECT_TRUE(before) << one.name;
+            EXPECT_TRUE(before) << name;
         }
     }
 }
@@ -148,7 +148,7 @@ std::size_t residentBytes()
 
 TEST(Environments, BuffersOfAnySize)
 {
-    const TemporaryFile file(sample("two-programs").packets);
+    const TemporaryFile file(samples().at("two-programs"));
     CProgramSelection selection;
     for (const std::uint32_t size : {0U, 1U, 187U, 188U, 375U, 376U, 2000U, 2001U, 0x7FFFFFFFU, 0xFFFFFFFFU}) {
         SCOPED_TRACE(size);

@@ -121,7 +121,7 @@ constexpr std::size_t kReadsOn = 4;
 void expectAtEveryPlace(const FaultCase& test)
 {
     for (const char* name : {"two-programs", "every-type", "shared-maps"}) {
-        const TemporaryFile good(sample(name).packets);
+        const TemporaryFile good(samples().at(name));
         bool struck = true;
         for (std::size_t place = 0; struck && !testing::Test::HasFailure(); ++place) {
             SCOPED_TRACE(testing::Message() << name << ", " << test.name << " at " << place);

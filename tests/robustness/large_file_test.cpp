@@ -54,7 +54,7 @@ Data firstHalf(const Data& packets)
 TEST_F(LargeFiles, AllButTheDurationIsReadFromTheStart)
 {
     for (const char* name : {"mpeg2", "two-programs", "every-type"}) {
-        const Data& packets = sample(name).packets;
+        const Data& packets = samples().at(name);
         const Data head = firstHalf(packets);
         const TemporaryFile small(packets);
         CProgramSelection whole;
@@ -82,7 +82,7 @@ TEST_F(LargeFiles, TheZerosAreNoTrouble)
     load(nullPackets(40), 20'000'000'000, {}, 15.0);
     EXPECT_FALSE(selection.analysed);
     // Without a stream at the end the way back goes on to the one at the start.
-    load(firstHalf(sample("mpeg2").packets), 300'000'000);
+    load(firstHalf(samples().at("mpeg2")), 300'000'000);
     EXPECT_NEAR(selection.durationSeconds, 1.3, 0.3) << "half of three seconds; not every block is read";
 }
 
