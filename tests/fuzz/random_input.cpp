@@ -6,13 +6,8 @@ namespace zarnow::fuzz {
 
 test::Data randomStreamInput(test::Dice& dice, test::Data options, std::size_t longest)
 {
-    const std::size_t room = longest - std::min(longest, options.size());
-    const test::StreamShape shape{.packets = dice.below(static_cast<unsigned>(room / test::kPacket + 1)) + 1,
-                                  .rarity = 1 + dice.below(dice.oneIn(4) ? 60 : 4),
-                                  .garbage = 300,
-                                  .withTables = !dice.oneIn(8),
-                                  .withPrefixes = (options.at(0) & kTimedPackets) != 0};
-    test::append(options, test::randomStream(dice, shape));
+    const bool withPrefixes = (options.at(0) & kTimedPackets) != 0;
+    test::append(options, test::randomStream(dice, longest / test::kPacket + 1, withPrefixes));
     return options;
 }
 

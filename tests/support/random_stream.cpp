@@ -13,6 +13,11 @@ constexpr unsigned kPids = 10;
 constexpr std::uint16_t kFirstPid = 0x20;
 constexpr unsigned kProgramNumbers = 8;
 
+std::uint16_t randomPid(Dice& dice)
+{
+    return static_cast<std::uint16_t>(kFirstPid + dice.below(kPids));
+}
+
 Data sometimesCut(Dice& dice, Data header)
 {
     const auto size = static_cast<unsigned>(header.size());
@@ -229,11 +234,6 @@ Data randomAudioHeader(Dice& dice)
     return sometimesCut(dice, dice.oneIn(3) ? lpcm : searched);
 }
 
-std::uint16_t randomPid(Dice& dice)
-{
-    return static_cast<std::uint16_t>(kFirstPid + dice.below(kPids));
-}
-
 Data randomPacket(Dice& dice)
 {
     const std::uint16_t pid = randomPid(dice);
@@ -251,18 +251,20 @@ Data randomPackets(Dice& dice)
     return dice.oneIn(4) ? randomTable(dice) : randomPacket(dice);
 }
 
-Data randomStream(Dice& dice, const StreamShape& shape)
+Data randomStream(Dice& dice, std::size_t packets, bool withPrefixes)
 {
-    const unsigned garbage = dice.oneIn(3) ? dice.below(shape.garbage + 1) : 0;
-    Data content = filled(garbage, dice.oneIn(2) ? 0x47 : 0x11);
-    const auto lay = [&](const Data& packets) { append(content, shape.withPrefixes ? timed(packets) : packets); };
-    if (shape.withTables)
+    const unsigned rarity = 1 + dice.below(dice.oneIn(4) ? 60 : 4);  // one packet in so many is no null packet
+    const bool withTables = !dice.oneIn(8);
+    Data content(dice.oneIn(3) ? dice.below(dice.oneIn(4) ? 3000 : 300) : 0);
+    std::fill(content.begin(), content.end(), dice.oneIn(2) ? 0x47 : 0x11);
+    const auto lay = [&](const Data& whole) { append(content, withPrefixes ? timed(whole) : whole); };
+    if (withTables)
         lay(randomPat(dice));
-    for (unsigned left = dice.below(shape.packets) + 20; left > 0; --left) {
-        if (!dice.oneIn(shape.rarity))
+    for (std::size_t left = dice.below(static_cast<unsigned>(packets)) + 20; left > 0; --left) {
+        if (!dice.oneIn(rarity))
             lay(nullPackets(1));
         else
-            lay(shape.withTables ? randomPackets(dice) : randomPacket(dice));
+            lay(withTables ? randomPackets(dice) : randomPacket(dice));
         if (dice.oneIn(300))
             content.resize(content.size() + dice.below(400), 0x47);
     }
