@@ -84,12 +84,16 @@ void writePictureOrderCount(BitWriter& out, Dice& dice)
 /// Messages of every type, a buffering period (type 0) among them.
 Data randomSei(Dice& dice)
 {
+    const auto number = [](std::size_t value) {
+        return join({filled(value / 255, 0xFF), {static_cast<std::uint8_t>(value % 255)}});
+    };
     Data messages;
     for (unsigned left = dice.below(3) + 1; left > 0; --left) {
         const unsigned type = dice.oneIn(2) ? 0 : dice.below(600);
-        append(messages, seiMessage(type, dice.bytes(dice.below(20))));
+        const Data payload = dice.bytes(dice.below(20));
+        messages = join({messages, number(type), number(payload.size()), payload});
     }
-    return sei(messages);
+    return nal(0x06, join({messages, {0x80}}));
 }
 
 /// Any header, or a few bytes that are none, in a PES packet, its stamp near 0, 2^32, 2^33, or missing.
