@@ -28,96 +28,76 @@ TEST(Golden, FactsOfEverySample)
     }
 }
 
-struct Environment
-{
-    std::uint32_t bufferSize = kDefaultReadBufferSize;
-    bool timed = false;
-    std::size_t garbage = 0;
+/// Buffer size, bytes of garbage before the first packet, and whether packets have 192 bytes.
+using Environment = std::tuple<std::uint32_t, std::size_t, bool>;
 
-    Data content(const Data& packets) const
-    {
-        return join({filled(garbage, 0x11), timed ? test::timed(packets) : packets});
-    }
-};
-
-void PrintTo(const Environment& environment, std::ostream* out)
+Data contentIn(const Environment& environment, const Data& packets)
 {
-    *out << "buffers of " << environment.bufferSize << (environment.timed ? ", timed" : "") << " behind "
-         << environment.garbage;
+    const auto& [bufferSize, garbage, withPrefixes] = environment;
+    return join({filled(garbage, 0x11), withPrefixes ? timed(packets) : packets});
 }
 
 /// Loads one file and holds everything found in it against the plain selection's finds.
 /// @return all facts but those that depend on the environment; empty when the file was not analysed
 std::string expectSame(SelectionPair& pair, const Environment& environment, const Data& content)
 {
+    const auto& [bufferSize, garbage, withPrefixes] = environment;
     const TemporaryFile file(content);
+    pair.setReadBufferSize(bufferSize);
     pair.load(file.path().c_str());
     EXPECT_EQ(pair.difference(), "");
     CProgramSelection& selection = pair.selection;
     if (!selection.analysed)
         return {};
-    const std::size_t start = environment.garbage + (environment.timed ? 4 : 0);
-    EXPECT_EQ(selection.packetSize, environment.timed ? kTimedPacketSize : kPacketSize);
-    EXPECT_EQ(selection.startOffset, start);
-    EXPECT_EQ(selection.file.position(), static_cast<std::int64_t>(start));
+    EXPECT_EQ(selection.packetSize, withPrefixes ? kTimedPacketSize : kPacketSize);
+    EXPECT_EQ(selection.startOffset, garbage + (withPrefixes ? 4 : 0));
+    EXPECT_EQ(selection.file.position(), selection.startOffset);
     EXPECT_EQ(pair.differenceInPrograms(), "");
-    return placelessFactsOf(file.path(), environment.bufferSize);
+    return placelessFactsOf(file.path(), bufferSize);
 }
 
-/// Each in turn with the same selection, so that none may depend on what was loaded before.
-void expectSameEverywhere(const Samples& all)
+class Environments : public testing::TestWithParam<Environment>
+{
+};
+
+/// Each in turn with the same selection, so that none may depend on what was loaded before. The samples that ffmpeg
+/// makes are there when tests/run_tests.py runs this.
+TEST_P(Environments, EverySample)
 {
     constexpr std::size_t kAhead = 1000;  // bytes of packets that the search for the first one needs, and a few more
-    std::map<std::pair<std::string, bool>, std::string> expected;  // by name and whether timed
+    static std::map<std::pair<std::string, bool>, std::string> expected;  // by name and whether timed
+    const auto& [bufferSize, garbage, withPrefixes] = GetParam();
+    static Samples all = madeSamples();
+    all.insert(samples().begin(), samples().end());
     SelectionPair pair;
-    for (const std::uint32_t bufferSize : {33000U, 2001U, 3000U, 7777U, 32768U, 65536U, 1U << 20}) {
-        for (const std::size_t garbage : {0U, 77U, 5000U, 120000U}) {
-            for (const bool timed : {false, true}) {
-                for (const auto& [name, packets] : all) {
-                    const Environment environment{bufferSize, timed, garbage};
-                    SCOPED_TRACE(name + ": " + testing::PrintToString(environment));
-                    pair.setReadBufferSize(bufferSize);
-                    const std::string found = expectSame(pair, environment, environment.content(packets));
-                    EXPECT_EQ(!found.empty(), garbage + kAhead < bufferSize * 3) << "three buffers are looked into";
-                    if (!found.empty() && bufferSize == kDefaultReadBufferSize) {
-                        EXPECT_EQ(found, expected.try_emplace({name, timed}, found).first->second);
-                    }
-                    if (testing::Test::HasFailure())
-                        return;
-                }
-            }
+    for (const auto& [name, packets] : all) {
+        SCOPED_TRACE(name);
+        const std::string found = expectSame(pair, GetParam(), contentIn(GetParam(), packets));
+        EXPECT_EQ(!found.empty(), garbage + kAhead < bufferSize * 3) << "three buffers are looked into";
+        if (!found.empty() && bufferSize == kDefaultReadBufferSize) {
+            EXPECT_EQ(found, expected.try_emplace({name, withPrefixes}, found).first->second);
         }
     }
 }
 
-TEST(Environments, EverySample)
-{
-    expectSameEverywhere(samples());
-}
+INSTANTIATE_TEST_SUITE_P(All, Environments,
+                         testing::Combine(testing::Values(33000, 2001, 3000, 7777, 32768, 65536, 1 << 20),
+                                          testing::Values(0, 77, 5000, 120000), testing::Bool()));
 
-TEST(Environments, FilesMadeByFfmpeg)
-{
-    const Samples made = madeSamples();
-    if (made.empty())
-        GTEST_SKIP() << "tests/run_tests.py makes them in " << ZARNOW_MADE_SAMPLES;
-    expectSameEverywhere(made);
-}
-
-TEST(Environments, FilesThatEndAnywhere)
+TEST(FilesThatEndAnywhere, AreAnalysedAsFarAsTheyGo)
 {
     constexpr std::size_t kCuts = 60;
     for (const auto& [name, packets] : samples()) {
         for (const Environment& environment :
-             {Environment{2001, false}, Environment{2001, true}, Environment{33000, false}, Environment{33000, true}}) {
-            const Data content = environment.content(packets);
+             {Environment{2001, 0, false}, {2001, 0, true}, {33000, 0, false}, {33000, 0, true}}) {
+            const Data content = contentIn(environment, packets);
             bool before = false;  // whether a shorter file was analysed
-            for (std::size_t cut = 0; cut < kCuts && !HasFailure(); ++cut) {
+            for (std::size_t cut = 0; cut < kCuts && !testing::Test::HasFailure(); ++cut) {
                 // The first ones lie close together, around the tables; the others anywhere in their packets.
                 const std::size_t size =
                     cut < kCuts / 2 ? 2000 + cut * cut : content.size() * (cut * 2 - kCuts) / kCuts + cut * 37 % 190;
-                SCOPED_TRACE(testing::PrintToString(environment) + ", cut at " + std::to_string(size));
+                SCOPED_TRACE(name + testing::PrintToString(environment) + ", cut at " + std::to_string(size));
                 SelectionPair pair;
-                pair.setReadBufferSize(environment.bufferSize);
                 const bool analysed = !expectSame(pair, environment, firstBytes(content, size)).empty();
                 EXPECT_TRUE(size > 2000 || !analysed);
                 EXPECT_TRUE(size < 2000 + kCuts || analysed || !before) << "a shorter file was analysed";
@@ -128,7 +108,7 @@ TEST(Environments, FilesThatEndAnywhere)
     }
 }
 
-TEST(Environments, DifficultFiles)
+TEST(DifficultFiles, AreLoadedAsPlainly)
 {
     for (const DifficultFile& file : difficultFiles()) {
         const TemporaryFile source;
@@ -146,7 +126,7 @@ std::size_t residentBytes()
     return pages * static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
 }
 
-TEST(Environments, BuffersOfAnySize)
+TEST(Buffers, OfAnySize)
 {
     const TemporaryFile file(samples().at("two-programs"));
     CProgramSelection selection;
