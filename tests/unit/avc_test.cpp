@@ -139,8 +139,10 @@ TEST(AvcSequenceHeader, Fields)
         {"the VCL parameters alone are not read", parameters(nullptr, first), "hrd 01 bits 128000 buffer 32000"},
         {"both parameters are read", parameters(first, second), "hrd 11 bits 128000 buffer 32000 delay 24 offset 25"},
     };
-    for (const auto& test : cases)
-        EXPECT_PRED_FORMAT2(testing::IsSubstring, test.expected, factsOfSet(inPes({sps(test.sps)}))) << test.fault;
+    for (const auto& test : cases) {
+        const std::string whole = ' ' + std::string(test.expected) + ' ';  // no figure's first digits alone
+        EXPECT_PRED_FORMAT2(testing::IsSubstring, whole, ' ' + factsOfSet(inPes({sps(test.sps)})) + ' ') << test.fault;
+    }
 }
 
 TEST(AvcSequenceHeader, CutAnywhereIsRefused)

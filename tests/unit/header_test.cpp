@@ -104,8 +104,10 @@ TEST(SequenceHeader, Fields)
         {"frame rate 0 is accepted", sequenceHeader({.rate = 0}), kRefused},
         {"a second header is looked for", join({sequenceHeader({.aspect = 0}), plain}), kRefused},
     };
-    for (const auto& test : cases)
-        EXPECT_PRED_FORMAT2(testing::IsSubstring, test.expected, factsOfSequence(test.bytes)) << test.fault;
+    for (const auto& test : cases) {
+        const std::string whole = ' ' + std::string(test.expected) + ' ';  // no figure's first digits alone
+        EXPECT_PRED_FORMAT2(testing::IsSubstring, whole, ' ' + factsOfSequence(test.bytes) + ' ') << test.fault;
+    }
 }
 
 /// Sample rate, channels, bytes per second, bits and layer; nothing of a header that is refused.
