@@ -86,7 +86,8 @@ private:
         require(difference.empty(), difference.c_str());
         for (const auto& [name, bytes] : test::factsOf(selection_))
             note(facts_, bytes);
-        note(facts_, selection_.file.position());
+        std::uint32_t current = 0;
+        note(facts_, selection_.file.position(), selection_.findCurrentProgram(current), current);
     }
 
     void readVideoInfo()

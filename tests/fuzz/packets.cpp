@@ -100,6 +100,8 @@ void stepThroughTables(CPSIParser& parser, const ExactBuffer& block, std::uint8_
         case 5:
             return void(parser.removeDuplicateStreams(pid, number));
         case 6:
+            require(!parser.removeProgram(index, pid, static_cast<std::uint16_t>(number ^ 8)),
+                    "another program was removed");
             return note(facts, parser.removeProgram(index, pid, number));
         case 7:
             return queryStreams(parser, pid, number, choice & 3, facts);
