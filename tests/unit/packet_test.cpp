@@ -100,6 +100,8 @@ TEST(Packets, SearchesOfABlock)
         {"the packet at offset 0 is taken", kLast, join({start, null, null}), {}},
         {"the packet at the block's end is left out", kLast, join({null, start, start}), 376},
         {"backward an error-flagged packet matches", kLast, join({null, start, inError}), 188},
+        {"the walk goes on over a lost sync byte", kLast, join({null, start, {0}, null, null}), {}},
+        {"six packets are enough for a footing", kLast, join({null, repeat(start, 4), firstBytes(start, 187)}), {}},
         // 1980 bytes: of the last 1000, from 980 on, the packets at 1128, 1316 and 1504 confirm the sync.
         {"the walk does not begin at the third sync byte", kLast, join({nulls, start, null, filled(100)}), 1504},
         {"the walk begins behind the third sync byte", kLast, join({nulls, null, start, filled(100)}), {}},

@@ -124,6 +124,7 @@ TEST(ParsePmt, StreamsTaken)
         {"the section's end is three bytes off, by PID", shortened, kByPid, one},
         {"the section's end is three bytes off, by number", shortened, 3, two},
         {"the section does not go on in a further packet", split(over), kByPid, more},
+        {"an entry that begins with the packet is split", split(pmtSection(3, more, 1)), kByPid, more},
         {"a packet that starts no unit is read on", split(over, onward), kByPid, all},
         {"a packet without payload is passed over", split(over, noPayload), kByPid, all, false},
         {"descriptors over the packet's end are taken for entries", split(pmtSection(3, longInfo)), kByPid, longInfo},
