@@ -26,10 +26,10 @@ public:
     {
         if (dice_.oneIn(3))
             mutateRange(0, input_.size(), longest_);
-        else if (kTarget.layout == Layout::bytes)
-            changeBytes();
-        else
+        else if (kTarget.layout == Layout::stream)
             changeStream();
+        else
+            changeBytes();
         input_.resize(std::min(input_.size(), longest_));
     }
 
@@ -91,15 +91,9 @@ private:
 
     void makeStream()
     {
-        const std::size_t room = longest_ - std::min(longest_, std::size_t{kOptionBytes});
-        const test::StreamShape shape{.packets = static_cast<unsigned>(below(room / test::kPacket + 1) + 1),
-                                      .rarity = 1 + dice_.below(4),
-                                      .garbage = 300,
-                                      .withTables = !dice_.oneIn(8),
-                                      .withPrefixes = dice_.oneIn(4)};
         input_.resize(kOptionBytes);
-        input_[0] = static_cast<std::uint8_t>((input_[0] & ~kTimedPackets) | (shape.withPrefixes ? kTimedPackets : 0));
-        test::append(input_, test::randomStream(dice_, shape));
+        input_[0] = static_cast<std::uint8_t>((input_[0] & ~kTimedPackets) | (dice_.oneIn(4) ? kTimedPackets : 0));
+        input_ = randomStreamInput(dice_, input_, longest_);
     }
 
     Data& input_;
@@ -112,7 +106,8 @@ private:
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
-    zarnow::fuzz::kTarget.run({data, size});
+    zarnow::test::Data facts;
+    zarnow::fuzz::kTarget.run({data, size}, facts);
     return 0;
 }
 

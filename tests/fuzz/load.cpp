@@ -1,15 +1,10 @@
 // The load of a whole file, and what an application may ask afterwards, in any order. If the input says so it is
 // compared with what a plain selection finds, which reads the file for every search from its beginning.
 
-#include <cerrno>
-#include <string>
-#include <sys/mman.h>
-#include <system_error>
-#include <unistd.h>
-
 #include "tests/fuzz/target.h"
 #include "tests/support/plain_selection.h"
 #include "tests/support/random_stream.h"
+#include "tests/support/temporary_file.h"
 
 namespace zarnow::fuzz {
 
@@ -17,32 +12,14 @@ namespace {
 
 enum LoadOption : std::uint8_t { smallBuffer = 2, fixedPids = 4, stopped = 8, compared = 16 };
 
-/// Lies in memory, is quickly written anew for every input, and may be opened by its path.
-class MemoryFile
-{
-public:
-    void assign(Bytes content)
-    {
-        const auto size = static_cast<ssize_t>(content.size());
-        if (ftruncate(descriptor_, size) != 0 || pwrite(descriptor_, content.data(), content.size(), 0) != size)
-            throw std::system_error(errno, std::generic_category(), "writing the file");
-    }
-
-    const char* path() const { return path_.c_str(); }
-
-private:
-    int descriptor_ = memfd_create("fuzz", MFD_CLOEXEC);  // open until the program ends
-    std::string path_ = "/proc/self/fd/" + std::to_string(descriptor_);
-};
-
 class Session
 {
 public:
-    Session(const char* path, Options& options) : path_(path)
+    Session(const char* path, Options& options, test::Data& facts) : path_(path), facts_(facts)
     {
         const std::uint8_t flags = options.byte();
         const unsigned size = options.word();
-        compared_ = (flags & (compared | stopped)) == compared;
+        pair_.compared = (flags & compared) != 0;
         if ((flags & smallBuffer) != 0)
             pair_.setReadBufferSize(size % 8192);
         if ((flags & fixedPids) != 0) {
@@ -54,7 +31,7 @@ public:
             const std::uint16_t map = pid(), video = pid(), audio = pid();
             pair_.setDefaultStreams({map, video, audio, videoType, options.byte()});
         }
-        selection_.abortScan = (flags & stopped) != 0;
+        selection_.abortScan = (flags & (compared | stopped)) == stopped;  // a plain selection is never stopped
         load();
         requireSound();
     }
@@ -69,88 +46,73 @@ public:
 private:
     void take(int step, std::uint32_t index)
     {
+        const std::size_t count = selection_.programList.size();
         switch (step) {
             case 0:
-                return compared_ ? pair_.select(index) : selectByIndex(index);
+                return require(pair_.select(index) == (index < count), "the wrong program");
             case 1:
             case 2:
-                return compared_ ? pair_.select(index, true) : selectByNumber(index);
+                return require(pair_.select(index, true) == (index < count), "the wrong program by number");
             case 3:
                 return readVideoInfo();
             case 4:
                 return pair_.setReadBufferSize(1000 * (index + 1));
             case 5:
-                selection_.abortScan = !compared_ && index == 0;
+                selection_.abortScan = !pair_.compared && index == 0;
                 return;
             case 6:
                 return load();
             default:
-                describeAll();
+                for (const PsiEntry& stream : selection_.streamList) {
+                    std::string text;
+                    selection_.describeStream(stream.streamType, stream.pid, text);
+                    note(facts_, text);
+                }
         }
     }
 
     void load()
     {
-        if (compared_)
-            return pair_.load(path_);
-        require(selection_.loadFile(path_).status != LoadResult::Status::cannotOpen, "a file cannot be opened");
+        pair_.load(path_);
         require(selection_.analysed || selection_.startOffset == 0, "a start without an analysis");
         require(!selection_.analysed || !selection_.streamList.empty(), "analysed without tables");
     }
 
-    void requireSound() const
+    void requireSound()
     {
         require(selection_.videoStreamCount <= selection_.videoStreams.size(), "too many video streams");
         require(selection_.audioStreamCount <= selection_.audioStreams.size(), "too many audio streams");
-        const std::string difference = compared_ ? pair_.difference() : "";
+        const std::string difference = pair_.difference();
         require(difference.empty(), difference.c_str());
-    }
-
-    void selectByIndex(std::uint32_t index)
-    {
-        require(selection_.selectProgram(index) == (index < selection_.programList.size()), "the wrong program");
-    }
-
-    void selectByNumber(std::uint32_t index)
-    {
-        const std::size_t count = selection_.programList.size();
-        const PsiEntry wanted = count != 0 ? selection_.programList[index % count] : PsiEntry{};
-        require(selection_.selectProgramByNumber(wanted.pmtPid, wanted.programNumber) == (count != 0), "no selection");
+        for (const auto& [name, bytes] : test::factsOf(selection_))
+            note(facts_, bytes);
         std::uint32_t current = 0;
-        require(selection_.findCurrentProgram(current) == (count != 0), "no selected program");
-        require(current == 0 || current < count, "no such program");
+        note(facts_, selection_.file.position(), selection_.findCurrentProgram(current), current);
     }
 
     void readVideoInfo()
     {
         AvcStreamInfo info;
         info.level_idc = 0x12345678;
-        const bool read = compared_ ? pair_.readVideoInfo(info) : selection_.readVideoInfo(info);
-        require(read || info.level_idc == 0x12345678, "facts written without an answer");
+        require(pair_.readVideoInfo(info) || info.level_idc == 0x12345678, "facts written without an answer");
+        note(facts_, info);
     }
 
-    void describeAll()
-    {
-        for (const PsiEntry& stream : selection_.streamList) {
-            std::string text;
-            require(selection_.describeStream(stream.streamType, stream.pid, text) == !text.empty(), "no description");
-        }
-    }
-
+    const char* path_;
+    test::Data& facts_;
     test::SelectionPair pair_;
     CProgramSelection& selection_ = pair_.selection;
-    const char* path_;
-    bool compared_ = false;
 };
 
-void run(Bytes whole)
+void run(Bytes whole, test::Data& facts)
 {
-    static MemoryFile file;
-    StreamInput input(whole);
-    file.assign(input.stream);
-    Session session(file.path(), input.options);
-    while (!input.options.empty())
-        session.step(input.options.byte());
+    static const test::TemporaryFile file({}, ".ts", test::directoryInMemory());
+    Options rest(whole);
+    Options options(rest.take(kOptionBytes));
+    file.write(rest.take(whole.size()));
+    Session session(file.path().c_str(), options, facts);
+    while (!options.empty())
+        session.step(options.byte());
 }
 
 }  // namespace

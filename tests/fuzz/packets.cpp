@@ -9,6 +9,7 @@ namespace zarnow::fuzz {
 
 namespace {
 
+using test::Data;
 using test::ExactBuffer;
 
 void setPacketSize(CPSIParser& parser, Options& options)
@@ -16,21 +17,17 @@ void setPacketSize(CPSIParser& parser, Options& options)
     parser.packetSize = (options.byte() & kTimedPackets) != 0 ? kTimedPacketSize : kPacketSize;
 }
 
-void searchWords(const CPSIParser& parser, Bytes block)
+void searchWords(const CPSIParser& parser, const ExactBuffer& block, Data& facts)
 {
-    const auto length = static_cast<std::int32_t>(block.size());
     std::uint32_t size = 0, offset = 0;
-    CPSIParser::detectPacketSize(block.data(), length, size);
+    CPSIParser::detectPacketSize(block.data(), block.length(), size);
     require(size == kPacketSize || size == kTimedPacketSize, "an unknown packet size");
-    if (parser.findSync(block.data(), length, offset))
-        require(offset + 2 * parser.packetSize < block.size() && block[offset] == kSyncByte, "no sync byte there");
-    for (const auto find : {CPSIParser::findAc3Sync, CPSIParser::findMpegAudioSync}) {
-        if (find(block.data(), std::min(length, 184), offset))  // byte by byte: a payload's size is enough
-            require(offset + 1 < block.size(), "a sync word behind the end");
-    }
+    note(facts, size, parser.findSync(block.data(), block.length(), offset), offset);
+    for (const auto find : {CPSIParser::findAc3Sync, CPSIParser::findMpegAudioSync})
+        note(facts, find(block.data(), std::min(block.length(), 184), offset), offset);  // byte by byte: no more
 }
 
-void walk(CPSIParser& parser, Bytes block, std::uint16_t headerKey)
+void walk(CPSIParser& parser, Bytes block, std::uint16_t headerKey, Data& facts)
 {
     const std::uint8_t* const end = block.data() + block.size();
     const std::uint8_t* from = block.data();
@@ -38,33 +35,37 @@ void walk(CPSIParser& parser, Bytes block, std::uint16_t headerKey)
     for (; parser.findNextPacket(from, static_cast<std::int32_t>(end - from), headerKey, packet); from = packet + 1) {
         require(packet >= from && *packet == kSyncByte, "a packet outside the block");
         require(end - packet > static_cast<std::ptrdiff_t>(parser.packetSize), "a packet that the block cuts off");
+        note(facts, packet - block.data(), parser.lastHeaderWord);
     }
     for (std::ptrdiff_t length = end - block.data();
          parser.findLastPacket(block.data(), static_cast<std::int32_t>(length), headerKey, packet);
-         length = packet - block.data())
+         length = packet - block.data()) {
         require(packet > block.data() && packet < block.data() + length && *packet == kSyncByte, "no packet there");
+        note(facts, packet - block.data(), parser.lastHeaderWord);
+    }
 }
 
-void readStamps(Bytes block, std::uint8_t streamId)
+void readStamps(const ExactBuffer& block, std::uint8_t streamId, Data& facts)
 {
-    const ExactBuffer field(block.first(std::min<std::size_t>(block.size(), 5)));
+    const ExactBuffer field(test::firstBytes(block, 5));
     std::int64_t ticks = 0;
     if (field.length() == 5 && CPSIParser::parsePts(field.data(), ticks))
         require(ticks >= -0x100000000 && ticks < 0x100000000, "a stamp of more than 33 bits");
-    CPSIParser::readPesPts(block.data(), static_cast<std::int32_t>(block.size()));
-    CPSIParser::findPesPts(block.data(), streamId, static_cast<std::int32_t>(block.size()));
+    note(facts, ticks, CPSIParser::readPesPts(block.data(), block.length()),
+         CPSIParser::findPesPts(block.data(), streamId, block.length()));
 }
 
-void runPackets(Bytes whole)
+void runPackets(Bytes whole, Data& facts)
 {
-    StreamInput input(whole);
+    Options input(whole);
+    Options options(input.take(kOptionBytes));
+    const ExactBuffer block(input.take(whole.size()));
     CPSIParser parser;
-    setPacketSize(parser, input.options);
-    const auto headerKey = static_cast<std::uint16_t>(input.options.word() & 0xFF5F);
-    const ExactBuffer block(input.stream);
-    searchWords(parser, block.view());
-    walk(parser, block.view(), headerKey);
-    readStamps(block.view(), input.options.byte());
+    setPacketSize(parser, options);
+    const auto headerKey = static_cast<std::uint16_t>(options.word() & 0xFF5F);
+    searchWords(parser, block, facts);
+    walk(parser, block, headerKey, facts);
+    readStamps(block, options.byte(), facts);
 }
 
 void parseTable(CPSIParser& parser, const ExactBuffer& block, int choice, std::uint16_t key, std::uint16_t number)
@@ -76,46 +77,50 @@ void parseTable(CPSIParser& parser, const ExactBuffer& block, int choice, std::u
     require(taken != searching, "the two answers disagree");
 }
 
-void queryStreams(CPSIParser& parser, std::uint16_t pmtPid, std::uint16_t number, std::uint32_t index)
+void queryStreams(CPSIParser& parser, std::uint16_t pmtPid, std::uint16_t number, std::uint32_t index, Data& facts)
 {
     const std::uint32_t count = parser.countStreams(pmtPid, number);
     std::uint8_t type = 0;
     std::uint16_t pid = 0;
     require(count == 0 || parser.getStream(count - 1, pmtPid, number, type, pid), "a counted stream is missing");
     require(!parser.getStream(count, pmtPid, number, type, pid), "a stream behind the last one");
+    note(facts, count, pid, type);
     for (const int wanted : {0x00, 0x1B, 0x80})
-        parser.findStreamByType(index, static_cast<std::uint8_t>(wanted), pid, type);
+        note(facts, parser.findStreamByType(index, static_cast<std::uint8_t>(wanted), pid, type), pid, type);
 }
 
 /// The upper half of the byte chooses the step, the lower one the program.
-void stepThroughTables(CPSIParser& parser, const ExactBuffer& block, std::uint8_t choice)
+void stepThroughTables(CPSIParser& parser, const ExactBuffer& block, std::uint8_t choice, Data& facts)
 {
     const std::uint32_t index = choice & 0x0F;
     auto pid = static_cast<std::uint16_t>(0x20 + index);
     std::uint16_t number = choice & 7;
     parser.getProgram(index, pid, &number);
-    std::size_t programs = parser.programList.size();
     switch (choice >> 4 & 7) {
         case 5:
             return void(parser.removeDuplicateStreams(pid, number));
         case 6:
-            programs -= parser.removeProgram(index, pid, number) ? 1 : 0;
-            return require(parser.programList.size() == programs, "not one program removed");
+            require(!parser.removeProgram(index, pid, static_cast<std::uint16_t>(number ^ 8)),
+                    "another program was removed");
+            return note(facts, parser.removeProgram(index, pid, number));
         case 7:
-            return queryStreams(parser, pid, number, choice & 3);
+            return queryStreams(parser, pid, number, choice & 3, facts);
         default:
             parseTable(parser, block, choice >> 4 & 7, headerKeyOfPid(pid), number);
     }
 }
 
-void runPsi(Bytes whole)
+void runPsi(Bytes whole, Data& facts)
 {
-    StreamInput input(whole);
+    Options input(whole);
+    Options options(input.take(kOptionBytes));
+    const ExactBuffer block(input.take(whole.size()));
     CPSIParser parser;
-    setPacketSize(parser, input.options);
-    const ExactBuffer block(input.stream);
-    while (!input.options.empty())
-        stepThroughTables(parser, block, input.options.byte());
+    setPacketSize(parser, options);
+    while (!options.empty()) {
+        stepThroughTables(parser, block, options.byte(), facts);
+        note(facts, parser.programList, parser.streamList, parser.currentPmtPid, parser.currentProgramNumber);
+    }
 }
 
 }  // namespace

@@ -1,5 +1,5 @@
 /// @file
-/// What a fuzz target is. A run that ends in any way but by returning is a finding.
+/// What a fuzz target is. A run that ends in any way but by returning is a finding; what it found goes into its facts.
 #pragma once
 
 #include <array>
@@ -17,15 +17,16 @@ using Bytes = std::span<const std::uint8_t>;
 inline constexpr std::size_t kOptionBytes = 16;
 
 enum class Layout {
-    bytes,   ///< an elementary stream's bytes
-    stream,  ///< options, then packets
+    bytes,     ///< an elementary stream's bytes
+    payloads,  ///< two options, then each payload behind its length
+    stream,    ///< options, then packets
 };
 
 struct Target
 {
     const char* name;
     Layout layout;
-    void (*run)(Bytes input);
+    void (*run)(Bytes input, test::Data& facts);
     test::Data (*piece)(test::Dice& dice);  ///< something that belongs into an input; packets of 188 bytes in a stream
 };
 
@@ -38,6 +39,19 @@ inline constexpr std::array kTargets{
 #include "tests/fuzz/targets.def"
 #undef FUZZ_TARGET
 };
+
+/// Adds what a run found to its facts, byte for byte.
+template <class... Values>
+void note(test::Data& facts, const Values&... values)
+{
+    (test::append(facts, test::rawBytes(values)), ...);
+}
+
+/// A whole input that a target's generator makes.
+test::Data randomInput(const Target& target, test::Dice& dice);
+
+/// Options, as they are given, and a stream for them.
+test::Data randomStreamInput(test::Dice& dice, test::Data options, std::size_t longest);
 
 /// Fails the run.
 inline void require(bool condition, const char* what)
@@ -70,19 +84,6 @@ public:
 
 private:
     Bytes rest_;
-};
-
-/// The two parts of an input with a transport stream.
-struct StreamInput
-{
-    explicit StreamInput(Bytes input)
-        : options(input.first(std::min(input.size(), kOptionBytes))),
-          stream(input.subspan(std::min(input.size(), kOptionBytes)))
-    {
-    }
-
-    Options options;
-    Bytes stream;
 };
 
 /// First option byte: packets are 192 bytes long. The mutator goes by it as well.

@@ -12,30 +12,17 @@ namespace zarnow::test {
 
 namespace {
 
-struct State
-{
-    Fault::Kind kind{};
-    std::size_t left = 0;
-    bool forGood = false;
-    std::function<void()> meanwhile = nullptr;
-    bool struck = false;
-    std::size_t readsSince = 0;
-};
-
-State state;
-bool armed = false;
+Fault* armed = nullptr;
 
 bool strikes(Fault::Kind kind) noexcept
 {
-    if (!armed || state.kind != kind)
+    if (armed == nullptr || armed->kind != kind)
         return false;
-    if (state.left != 0) {
-        --state.left;
+    if (armed->left != 0) {
+        --armed->left;
         return false;
     }
-    const bool due = state.forGood || !state.struck;
-    state.struck = true;
-    return due;
+    return !std::exchange(armed->struck, true) || armed->lasting == Fault::Lasting::forGood;
 }
 
 int failWith(int error) noexcept
@@ -57,25 +44,15 @@ void* allocateOrThrow(std::size_t size)
 
 }  // namespace
 
-Fault::Fault(Kind kind, std::size_t after, Lasting lasting, std::function<void()> meanwhile)
+Fault::Fault(Kind kindOfCall, std::size_t after, Lasting forHowLong, std::function<void()> before)
+    : kind(kindOfCall), left(after), lasting(forHowLong), meanwhile(std::move(before))
 {
-    state = {.kind = kind, .left = after, .forGood = lasting == Lasting::forGood, .meanwhile = std::move(meanwhile)};
-    armed = true;
+    armed = this;
 }
 
 Fault::~Fault()
 {
-    armed = false;
-}
-
-bool Fault::struck() const noexcept
-{
-    return state.struck;
-}
-
-std::size_t Fault::readsSince() const noexcept
-{
-    return state.readsSince;
+    armed = nullptr;
 }
 
 // The linker sends every call of read here, and __real_read is the system's; so with the others.
@@ -90,10 +67,10 @@ int __wrap_fstat(int descriptor, struct stat* status);
 
 ssize_t __wrap_read(int descriptor, void* buffer, std::size_t size)
 {
-    if (state.struck)
-        ++state.readsSince;
+    if (armed != nullptr && armed->struck)
+        ++armed->readsSince;
     if (strikes(Fault::Kind::meanwhile))
-        state.meanwhile();
+        armed->meanwhile();
     if (strikes(Fault::Kind::failedRead))
         return failWith(EIO);
     if (strikes(Fault::Kind::interruptedRead))

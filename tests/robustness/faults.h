@@ -8,9 +8,8 @@
 
 namespace zarnow::test {
 
-class Fault
+struct Fault
 {
-public:
     enum class Kind {
         failedRead,
         shortRead,        ///< a third of what was asked for, and at least a byte
@@ -29,11 +28,12 @@ public:
     Fault& operator=(const Fault&) = delete;
     ~Fault();
 
-    /// Whether a call has failed.
-    bool struck() const noexcept;
-
-    /// Reads, whatever became of them, since the fault struck.
-    std::size_t readsSince() const noexcept;
+    const Kind kind;
+    std::size_t left;
+    const Lasting lasting;
+    const std::function<void()> meanwhile;
+    bool struck = false;         ///< whether a call has failed
+    std::size_t readsSince = 0;  ///< reads, whatever became of them, since the fault struck
 };
 
 }  // namespace zarnow::test

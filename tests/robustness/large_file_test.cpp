@@ -16,59 +16,60 @@ namespace {
 
 constexpr std::uintmax_t k4GiB = std::uintmax_t{1} << 32;
 
-/// Takes the disk space of what is written to it: its head and its tail, up to its end.
 class LargeFiles : public testing::Test
 {
 protected:
     void SetUp() override
     {
-        constexpr std::uintmax_t kProbeSize = 16U << 20;  // enough to tell whether a hole takes space
-        TemporaryFile probe({}, ".ts", directoryInMemory());
-        probe.growTo(kProbeSize);
+        file.growTo(16U << 20);  // enough to tell whether a hole takes space
         struct stat status = {};
-        if (stat(probe.path().c_str(), &status) != 0 || status.st_blocks != 0)
-            GTEST_SKIP() << "no sparse files in " << probe.path();
+        if (stat(file.path().c_str(), &status) != 0 || status.st_blocks != 0)
+            GTEST_SKIP() << "no sparse files in " << file.path();
     }
 
-    /// Makes such a file of one that has its head, and loads it. @param longest  seconds that it may take
-    static void load(CProgramSelection& selection, TemporaryFile& file, std::uintmax_t size, const Data& tail = {},
-                     double longest = 2.0)
+    /// Loads a file that takes the disk space of its ends alone. @param longest  seconds that it may take
+    void load(const Data& head, std::uintmax_t size, const Data& tail = {}, double longest = 2.0)
     {
+        file.write(head);
         file.growTo(size - tail.size());
         std::ofstream(file.path(), std::ios::binary | std::ios::app)
             .write(reinterpret_cast<const char*>(tail.data()), static_cast<std::streamsize>(tail.size()));
         const auto begin = std::chrono::steady_clock::now();
         EXPECT_EQ(selection.loadFile(file.path().c_str()).status, LoadResult::Status::loaded);
-        const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - begin;
-        EXPECT_LT(seconds.count(), longest);
+        EXPECT_LT(std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count(), longest);
         EXPECT_EQ(selection.fileSize, static_cast<std::int64_t>(size));
         EXPECT_EQ(selection.file.position(), selection.startOffset);
     }
+
+    TemporaryFile file{{}, ".ts", directoryInMemory()};
+    CProgramSelection selection;
 };
+
+/// All headers of a sample; the other half has the last time stamps.
+Data firstHalf(const Data& packets)
+{
+    return firstBytes(packets, packets.size() / kPacket / 2 * kPacket);
+}
 
 TEST_F(LargeFiles, AllButTheDurationIsReadFromTheStart)
 {
     for (const char* name : {"mpeg2", "two-programs", "every-type"}) {
-        const Data& packets = sample(name).packets;
-        // The first half has all headers, and the second one the last time stamps.
-        const Data head = firstBytes(packets, packets.size() / kPacket / 2 * kPacket);
-        const Data tail = bytesFrom(packets, head.size());
+        const Data& packets = samples().at(name);
+        const Data head = firstHalf(packets);
         const TemporaryFile small(packets);
-        CProgramSelection selection;
-        selection.loadFile(small.path().c_str());
+        CProgramSelection whole;
+        whole.loadFile(small.path().c_str());
         for (const std::uintmax_t size : {std::uintmax_t{2'100'000'000}, std::uintmax_t{4'200'000'000}, k4GiB + 3,
                                           k4GiB + 4, std::uintmax_t{20'000'000'000}}) {
             SCOPED_TRACE(testing::Message() << name << ", " << size << " bytes");
-            CProgramSelection again;
-            TemporaryFile large(head, ".ts", directoryInMemory());
-            load(again, large, size, tail);
+            load(head, size, bytesFrom(packets, head.size()));
             // The way back from the end begins 4 bytes before it, which has to be less than 4 GiB.
             const bool measured = size < k4GiB + 4;
-            EXPECT_EQ(placelessFactsOf(large.path()), placelessFactsOf(small.path()));
-            EXPECT_EQ(again.durationSeconds, measured ? selection.durationSeconds : 0.0);
+            EXPECT_EQ(placelessFactsOf(file.path()), placelessFactsOf(small.path()));
+            EXPECT_EQ(selection.durationSeconds, measured ? whole.durationSeconds : 0.0);
             AvcStreamInfo info;
-            if (name == std::string("every-type") && again.readVideoInfo(info)) {
-                const double rate = measured ? static_cast<double>(size) / again.durationSeconds * 8 * 0.88 : 0.0;
+            if (name == std::string("every-type") && selection.readVideoInfo(info)) {
+                const double rate = measured ? static_cast<double>(size) / selection.durationSeconds * 8 * 0.88 : 0.0;
                 EXPECT_EQ(info.hrdBitRate, static_cast<std::uint32_t>(static_cast<std::int64_t>(rate)))
                     << "the mean bit rate of a stream that does not tell its own";
             }
@@ -78,28 +79,20 @@ TEST_F(LargeFiles, AllButTheDurationIsReadFromTheStart)
 
 TEST_F(LargeFiles, TheZerosAreNoTrouble)
 {
-    CProgramSelection none;
-    TemporaryFile empty(nullPackets(40), ".ts", directoryInMemory());
-    load(none, empty, 20'000'000'000, {}, 15.0);
-    EXPECT_FALSE(none.analysed);
+    load(nullPackets(40), 20'000'000'000, {}, 15.0);
+    EXPECT_FALSE(selection.analysed);
     // Without a stream at the end the way back goes on to the one at the start.
-    const Data& packets = sample("mpeg2").packets;
-    CProgramSelection selection;
-    TemporaryFile large(firstBytes(packets, packets.size() / kPacket / 2 * kPacket), ".ts", directoryInMemory());
-    load(selection, large, 300'000'000);
+    load(firstHalf(samples().at("mpeg2")), 300'000'000);
     EXPECT_NEAR(selection.durationSeconds, 1.3, 0.3) << "half of three seconds; not every block is read";
 }
 
 TEST_F(LargeFiles, WhatLiesBeyond4GiBIsReadOnTo)
 {
     constexpr std::uintmax_t kSize = k4GiB + 10'000'000;
-    const Data programs = patPacket({{1, 0x100}, {2, 0x100}});
     const Data maps = join({pmtPacket(0x100, 1, {{0x02, 0x200}}), pmtPacket(0x100, 2, {{0x02, 0x300}, {0x81, 0x301}})});
     const Data tail = join({repeat(join({maps, nullPackets(20)}), 4), mpegVideoPacket(0x200), mpegVideoPacket(0x300),
                             ac3Packet(0x301), nullPackets(20)});
-    CProgramSelection selection;
-    TemporaryFile large(join({programs, nullPackets(40)}), ".ts", directoryInMemory());
-    load(selection, large, kSize, tail, 15.0);  // it is read four times
+    load(join({patPacket({{1, 0x100}, {2, 0x100}}), nullPackets(40)}), kSize, tail, 15.0);  // it is read four times
     ASSERT_TRUE(selection.analysed);
     EXPECT_EQ(selection.programList.size(), 2U);
     EXPECT_EQ(selection.countStreams(0x100, 2), 2U);

@@ -1,10 +1,8 @@
 #include "tests/robustness/samples.h"
 
 #include <fstream>
-#include <functional>
 #include <iterator>
 #include <nlohmann/json.hpp>
-#include <stdexcept>
 #include <system_error>
 
 #include "tests/support/transport_stream.h"
@@ -110,34 +108,25 @@ Data sharedMaps()
 
 }  // namespace
 
-const std::vector<Sample>& samples()
+const Samples& samples()
 {
-    static const std::vector<Sample> all{{"mpeg2", readFile(ZARNOW_TEST_DATA "mpeg2.ts")},
-                                         {"two-programs", readFile(ZARNOW_TEST_DATA "two-programs.ts")},
-                                         {"every-type", everyType()},
-                                         {"shared-maps", sharedMaps()}};
+    static const Samples all{{"mpeg2", readFile(ZARNOW_TEST_DATA "mpeg2.ts")},
+                             {"two-programs", readFile(ZARNOW_TEST_DATA "two-programs.ts")},
+                             {"every-type", everyType()},
+                             {"shared-maps", sharedMaps()}};
     return all;
 }
 
-std::vector<Sample> madeSamples()
+Samples madeSamples()
 {
-    std::vector<Sample> made;
+    Samples made;
     std::error_code none;
     for (const auto& entry : std::filesystem::directory_iterator(ZARNOW_MADE_SAMPLES, none)) {
         const Data content = readFile(entry.path());
         if (content.size() % kPacket == 0 && content.size() > kPacket && content[0] == 0x47 && content[kPacket] == 0x47)
-            made.push_back({entry.path().filename(), content});
+            made.emplace(entry.path().filename(), content);
     }
     return made;
-}
-
-const Sample& sample(const std::string& name)
-{
-    for (const Sample& one : samples()) {
-        if (one.name == name)
-            return one;
-    }
-    throw std::out_of_range(name);
 }
 
 std::string factsOf(const std::filesystem::path& path, std::uint32_t bufferSize, const std::set<std::string>& omitted)

@@ -4,29 +4,24 @@
 #pragma once
 
 #include <filesystem>
+#include <map>
 #include <set>
 #include <string>
-#include <vector>
 
 #include "esparse/program_selection.h"
 #include "tests/support/data.h"
 
 namespace zarnow::test {
 
-struct Sample
-{
-    std::string name;
-    Data packets;  ///< of 188 bytes, from a sync byte on
-};
+/// By name: packets of 188 bytes, from a sync byte on.
+using Samples = std::map<std::string, Data>;
 
 /// All of them; made once.
-const std::vector<Sample>& samples();
+const Samples& samples();
 
 /// Those that the end-to-end tests have ffmpeg make, if they are there; not the ones that begin with anything but a
 /// packet.
-std::vector<Sample> madeSamples();
-
-const Sample& sample(const std::string& name);
+Samples madeSamples();
 
 /// What tsprobe tells about a file with each program selected, a line for every program, stream and header.
 /// @param omitted  keys that are left out with their values

@@ -6,7 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <initializer_list>
-#include <memory>
+#include <ranges>
 #include <span>
 #include <vector>
 
@@ -17,6 +17,16 @@ using Data = std::vector<std::uint8_t>;
 inline void append(Data& whole, std::span<const std::uint8_t> part)
 {
     whole.insert(whole.end(), part.begin(), part.end());
+}
+
+/// What a number or a record is in memory; of a table or a text what it holds.
+template <class Value>
+std::span<const std::uint8_t> rawBytes(const Value& value)
+{
+    if constexpr (std::ranges::contiguous_range<Value>)
+        return {reinterpret_cast<const std::uint8_t*>(std::data(value)), std::size(value) * sizeof(*std::data(value))};
+    else
+        return {reinterpret_cast<const std::uint8_t*>(&value), sizeof(Value)};
 }
 
 inline Data join(std::initializer_list<Data> parts)
@@ -61,21 +71,11 @@ inline Data withByte(Data data, std::size_t offset, std::uint8_t value)
 }
 
 /// A copy on the heap with not a byte behind it, so that AddressSanitizer sees every read past the end.
-class ExactBuffer
+struct ExactBuffer : std::vector<std::uint8_t>
 {
-public:
-    explicit ExactBuffer(std::span<const std::uint8_t> data) : bytes_(new std::uint8_t[data.size()]), size_(data.size())
-    {
-        std::copy(data.begin(), data.end(), bytes_.get());
-    }
+    explicit ExactBuffer(std::span<const std::uint8_t> data) : vector(data.begin(), data.end()) {}
 
-    const std::uint8_t* data() const noexcept { return bytes_.get(); }
-    std::span<const std::uint8_t> view() const noexcept { return {bytes_.get(), size_}; }
-    std::int32_t length() const noexcept { return static_cast<std::int32_t>(size_); }
-
-private:
-    std::unique_ptr<std::uint8_t[]> bytes_;
-    std::size_t size_;
+    std::int32_t length() const noexcept { return static_cast<std::int32_t>(size()); }
 };
 
 }  // namespace zarnow::test

@@ -19,11 +19,8 @@ bool PlainSelection::plainLoad(const CTransportFile::PathChar* path)
     analysed = true;
     if (programList.size() >= 2)
         prune();
-    if (!programList.empty()) {
-        plainSelectProgram(programList[0]);
-        if (videoStreams[0].pid != 0)
-            durationSeconds = plainDuration(videoStreams[0].pid);
-    }
+    if (!programList.empty())
+        plainSelectProgram(programList[0], true);
     rewindToData();
     return true;
 }
@@ -59,27 +56,22 @@ bool PlainSelection::readAssociation(std::uint32_t size)
 
 bool PlainSelection::readMaps(std::uint32_t size)
 {
-    int sharing = 0;
-    for (std::size_t i = 1; i < programList.size(); ++i)
-        sharing += programList[i].pmtPid == programList[0].pmtPid ? 1 : 0;
+    const auto sharesFirst = [&](const PsiEntry& program) { return program.pmtPid == programList[0].pmtPid; };
+    const bool byNumber = std::count_if(programList.begin(), programList.end(), sharesFirst) > 1;
     auto remaining = static_cast<int>(programList.size()) - 1;
     std::size_t current = 0;
-    bool searching = true;
-    bool found = false;
-    bool wrapped = false;
+    bool searching = true, found = false, wrapped = false;
     rewindToData();
     while (searching) {
         const PsiEntry program = programList[current];
         const std::uint16_t key = headerKeyOfPid(program.pmtPid);
         Block block;
         readBlock(size, block);
-        if (sharing > 0)
+        if (byNumber)
             file.moveBy(-186);
-        bool parsed = false;
-        if (block.length() > 0)
-            parsed = sharing > 0
-                         ? parsePmtForProgram(block.data(), block.length(), key, program.programNumber, searching)
-                         : parsePmt(block.data(), block.length(), key, searching);
+        const bool parsed =
+            byNumber ? parsePmtForProgram(block.data(), block.length(), key, program.programNumber, searching)
+                     : parsePmt(block.data(), block.length(), key, searching);
         found = found || parsed;
         if (block.full && (!parsed || remaining < 1))
             continue;
@@ -100,30 +92,29 @@ void PlainSelection::prune()
 {
     for (std::uint32_t i = 0; i < programList.size();) {
         const PsiEntry program = programList[i];
-        plainSelectProgram(program);
+        plainSelectProgram(program, false);
         i = !playable(program) && removeProgram(i, program.pmtPid, program.programNumber) ? 0 : i + 1;
     }
 }
 
 bool PlainSelection::playable(const PsiEntry& program) const
 {
-    for (const PsiEntry& stream : streamList) {
-        for (std::size_t i = 0; i < 3; ++i) {  // only the first three records count
-            const std::uint16_t listed = stream_type::isVideo(stream.streamType)   ? videoStreams[i].pid
-                                         : stream_type::isAudio(stream.streamType) ? audioStreams[i].pid
-                                                                                   : std::uint16_t{0};
-            if (listed != 0 && listed == stream.pid && stream.belongsTo(program.pmtPid, program.programNumber))
-                return true;
-        }
-    }
-    return false;
+    return std::any_of(streamList.begin(), streamList.end(), [&](const PsiEntry& stream) {
+        bool listed = false;
+        for (std::size_t i = 0; i < 3; ++i)  // only the first three records count
+            listed = listed || (stream_type::isVideo(stream.streamType) && videoStreams[i].pid == stream.pid) ||
+                     (stream_type::isAudio(stream.streamType) && audioStreams[i].pid == stream.pid);
+        return listed && stream.pid != 0 && stream.belongsTo(program.pmtPid, program.programNumber);
+    });
 }
 
-void PlainSelection::plainSelectProgram(const PsiEntry& program)
+void PlainSelection::plainSelectProgram(const PsiEntry& program, bool measured)
 {
     currentPmtPid = program.pmtPid;
     currentProgramNumber = program.programNumber;
     plainProbes();
+    if (measured && videoStreams[0].pid != 0)
+        durationSeconds = plainDuration(videoStreams[0].pid);
 }
 
 void PlainSelection::plainProbes()
@@ -233,44 +224,34 @@ double PlainSelection::plainDuration(std::uint16_t pid)
     return 0.0;
 }
 
-namespace {
-
-bool sameTables(const std::vector<PsiEntry>& a, const std::vector<PsiEntry>& b)
+std::vector<std::pair<const char*, Data>> factsOf(const CProgramSelection& selection)
 {
-    return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](const PsiEntry& x, const PsiEntry& y) {
-        return x.pid == y.pid && x.streamType == y.streamType && x.belongsTo(y.pmtPid, y.programNumber);
-    });
-}
-
-template <class Value>
-bool sameBytes(const Value& a, const Value& b)
-{
-    return std::memcmp(&a, &b, sizeof(Value)) == 0;
-}
-
-}  // namespace
-
-std::string differenceOf(const CProgramSelection& selection, const CProgramSelection& plain)
-{
-    const std::pair<const char*, bool> comparisons[] = {
-        {"analysed", selection.analysed == plain.analysed},
-        {"programList", sameTables(selection.programList, plain.programList)},
-        {"streamList", sameTables(selection.streamList, plain.streamList)},
-        {"currentPmtPid", selection.currentPmtPid == plain.currentPmtPid},
-        {"currentProgramNumber", selection.currentProgramNumber == plain.currentProgramNumber},
-        {"videoStreamCount", selection.videoStreamCount == plain.videoStreamCount},
-        {"audioStreamCount", selection.audioStreamCount == plain.audioStreamCount},
-        {"startOffset", selection.startOffset == plain.startOffset},
-        {"durationSeconds", sameBytes(selection.durationSeconds, plain.durationSeconds)},
-        {"videoStreams", sameBytes(selection.videoStreams, plain.videoStreams)},
-        {"audioStreams", sameBytes(selection.audioStreams, plain.audioStreams)},
-        {"avcStreamInfo", sameBytes(selection.avcStreamInfo, plain.avcStreamInfo)},
+    const auto bytes = [](const auto& value) {
+        const auto raw = rawBytes(value);
+        return Data(raw.begin(), raw.end());
     };
-    std::string different;
-    for (const auto& [name, same] : comparisons) {
-        if (!same)
-            different.append(different.empty() ? "" : ", ").append(name);
-    }
+    return {{"analysed", bytes(selection.analysed)},
+            {"programList", bytes(selection.programList)},
+            {"streamList", bytes(selection.streamList)},
+            {"currentPmtPid", bytes(selection.currentPmtPid)},
+            {"currentProgramNumber", bytes(selection.currentProgramNumber)},
+            {"videoStreamCount", bytes(selection.videoStreamCount)},
+            {"audioStreamCount", bytes(selection.audioStreamCount)},
+            {"startOffset", bytes(selection.startOffset)},
+            {"durationSeconds", bytes(selection.durationSeconds)},
+            {"videoStreams", bytes(selection.videoStreams)},
+            {"audioStreams", bytes(selection.audioStreams)},
+            {"avcStreamInfo", bytes(selection.avcStreamInfo)}};
+}
+
+std::string SelectionPair::difference() const
+{
+    if (!compared)
+        return "";
+    std::string different = sameVideoInfo ? "" : "video facts ";
+    const auto facts = factsOf(selection), plainFacts = factsOf(plain);
+    for (std::size_t i = 0; i < facts.size(); ++i)
+        different += facts[i].second != plainFacts[i].second ? facts[i].first + std::string(" ") : "";
     return different;
 }
 
@@ -290,24 +271,36 @@ void SelectionPair::setDefaultStreams(const DefaultPids& given)
 void SelectionPair::load(const CTransportFile::PathChar* path)
 {
     selection.loadFile(path);
+    if (!compared)
+        return;
     plain.plainLoad(path);
     if (!plain.analysed)
         plain.startOffset = 0;
 }
 
-void SelectionPair::select(std::size_t index, bool byNumber)
+bool SelectionPair::select(std::size_t index, bool byNumber)
 {
-    if (index >= plain.programList.size())
-        return;
-    const PsiEntry program = plain.programList[index];
-    if (byNumber)
-        selection.selectProgramByNumber(program.pmtPid, program.programNumber);
-    else
-        selection.selectProgram(static_cast<std::uint32_t>(index));
-    plain.plainSelectProgram(program);
-    if (!byNumber && plain.videoStreams[0].pid != 0)
-        plain.durationSeconds = plain.plainDuration(plain.videoStreams[0].pid);
+    const bool exists = index < selection.programList.size();
+    const PsiEntry program = exists ? selection.programList[index] : PsiEntry{.pmtPid = 0xFFFF};
+    const bool selected = byNumber ? selection.selectProgramByNumber(program.pmtPid, program.programNumber)
+                                   : selection.selectProgram(static_cast<std::uint32_t>(index));
+    if (!exists || !compared)
+        return selected;
+    plain.plainSelectProgram(program, !byNumber);
     plain.rewindToData();
+    return selected;
+}
+
+std::string SelectionPair::differenceInPrograms(bool firstByNumber)
+{
+    std::string different;
+    for (std::size_t i = 0; i < plain.programList.size() && different.empty(); ++i) {
+        AvcStreamInfo info;
+        select(i, firstByNumber && i == 0);
+        readVideoInfo(info);
+        different = difference();
+    }
+    return different;
 }
 
 bool SelectionPair::readVideoInfo(AvcStreamInfo& info)
@@ -315,7 +308,8 @@ bool SelectionPair::readVideoInfo(AvcStreamInfo& info)
     AvcStreamInfo plainInfo = info;
     plain.fileSize = selection.fileSize;
     const bool read = selection.readVideoInfo(info);
-    sameVideoInfo = plain.readVideoInfo(plainInfo) == read && sameBytes(info, plainInfo);
+    sameVideoInfo =
+        !compared || (plain.readVideoInfo(plainInfo) == read && std::memcmp(&info, &plainInfo, sizeof info) == 0);
     return read;
 }
 

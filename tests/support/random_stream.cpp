@@ -13,6 +13,11 @@ constexpr unsigned kPids = 10;
 constexpr std::uint16_t kFirstPid = 0x20;
 constexpr unsigned kProgramNumbers = 8;
 
+std::uint16_t randomPid(Dice& dice)
+{
+    return static_cast<std::uint16_t>(kFirstPid + dice.below(kPids));
+}
+
 Data sometimesCut(Dice& dice, Data header)
 {
     const auto size = static_cast<unsigned>(header.size());
@@ -26,7 +31,9 @@ Sps::Fields randomHrd(Dice& dice)
         rate = dice.below(900);
         size = dice.below(900);
     }
-    return dice.oneIn(2) ? hrd(dice.below(16), dice.below(16), rates, dice.below(32), dice.below(32)) : nullptr;
+    const auto [bitRateScale, cpbSizeScale, delayLength, timeOffsetLength] =
+        std::array{dice.below(16), dice.below(16), dice.below(32), dice.below(32)};
+    return dice.oneIn(2) ? hrd(bitRateScale, cpbSizeScale, rates, delayLength, timeOffsetLength) : nullptr;
 }
 
 Usability randomUsability(Dice& dice)
@@ -77,10 +84,16 @@ void writePictureOrderCount(BitWriter& out, Dice& dice)
 /// Messages of every type, a buffering period (type 0) among them.
 Data randomSei(Dice& dice)
 {
+    const auto number = [](std::size_t value) {
+        return join({filled(value / 255, 0xFF), {static_cast<std::uint8_t>(value % 255)}});
+    };
     Data messages;
-    for (unsigned left = dice.below(3) + 1; left > 0; --left)
-        append(messages, seiMessage(dice.oneIn(2) ? 0 : dice.below(600), dice.bytes(dice.below(20))));
-    return sei(messages);
+    for (unsigned left = dice.below(3) + 1; left > 0; --left) {
+        const unsigned type = dice.oneIn(2) ? 0 : dice.below(600);
+        const Data payload = dice.bytes(dice.below(20));
+        messages = join({messages, number(type), number(payload.size()), payload});
+    }
+    return nal(0x06, join({messages, {0x80}}));
 }
 
 /// Any header, or a few bytes that are none, in a PES packet, its stamp near 0, 2^32, 2^33, or missing.
@@ -89,9 +102,10 @@ Data randomPes(Dice& dice)
     constexpr std::array<std::int64_t, 5> kCorners{90000, 0, 0xFFFFFFFF, 0x1FFFFFFFF, 0x123456789};
     constexpr std::array kKinds{randomSequenceHeader, randomSps, randomNalUnit, randomAudioHeader};
     const Data header = dice.oneIn(5) ? dice.bytes(1 + dice.below(4)) : dice.of(kKinds)(dice);
-    const std::int64_t stamp = (dice.of(kCorners) + dice.below(dice.oneIn(2) ? 900000 : 9) - 4) & 0x1FFFFFFFF;
-    return pes(dice.of({0xE0, 0xE0, 0xE1, 0xC0, 0xBD, 0xFD}), header,
-               dice.oneIn(2) ? std::nullopt : std::optional(stamp));
+    const std::int64_t corner = dice.of(kCorners);
+    const std::int64_t stamp = (corner + dice.below(dice.oneIn(2) ? 900000 : 9) - 4) & 0x1FFFFFFFF;
+    const std::uint8_t streamId = dice.of({0xE0, 0xE0, 0xE1, 0xC0, 0xBD, 0xFD});
+    return pes(streamId, header, dice.oneIn(2) ? std::nullopt : std::optional(stamp));
 }
 
 /// Mostly the same PMT PID for a number, so that tables and maps agree; two programs share it.
@@ -170,7 +184,8 @@ Data randomSequenceHeader(Dice& dice)
                                         .constrained = dice.oneIn(2),
                                         .intraMatrix = dice.oneIn(4),
                                         .nonIntraMatrix = dice.oneIn(4)});
-    const Data extension = sequenceExtension(dice.below(8), dice.below(16), dice.oneIn(2));
+    const auto [profile, level] = std::array{dice.below(8), dice.below(16)};
+    const Data extension = sequenceExtension(profile, level, dice.oneIn(2));
     return sometimesCut(dice, dice.oneIn(3) ? header : join({header, extension}));
 }
 
@@ -201,16 +216,21 @@ Data randomNalUnit(Dice& dice)
             return pps(dice.oneIn(2));
         case 2:
             return randomSei(dice);
-        case 3:
-            return nal(dice.byte(), dice.bytes(dice.below(30)), dice.oneIn(2));
-        default:
-            return sometimesCut(dice, slice(dice.oneIn(3) ? dice.length(16) : 0, dice.below(9)));
+        case 3: {
+            const std::uint8_t header = dice.byte();
+            return nal(header, dice.bytes(dice.below(30)), true);
+        }
+        default: {
+            const unsigned firstMacroblock = dice.oneIn(3) ? dice.length(16) : 0;
+            return sometimesCut(dice, slice(firstMacroblock, dice.below(9)));
+        }
     }
 }
 
 Data randomAudioHeader(Dice& dice)
 {
-    const Data lpcm{0, 0, static_cast<std::uint8_t>(dice.below(12) << 4 | dice.of({1, 4, 5, 2})),
+    const std::uint8_t rate = dice.of({1, 4, 5, 2});
+    const Data lpcm{0, 0, static_cast<std::uint8_t>(dice.below(12) << 4 | rate),
                     static_cast<std::uint8_t>(dice.below(4) << 6)};
     const std::array<Data, 3> syncs{
         {{0x0B, 0x77}, {0x77, 0x0B}, {0xFF, static_cast<std::uint8_t>(0xF0 | dice.below(16))}}};
@@ -218,14 +238,10 @@ Data randomAudioHeader(Dice& dice)
     return sometimesCut(dice, dice.oneIn(3) ? lpcm : searched);
 }
 
-std::uint16_t randomPid(Dice& dice)
-{
-    return static_cast<std::uint16_t>(kFirstPid + dice.below(kPids));
-}
-
 Data randomPacket(Dice& dice)
 {
-    const Header header = randomPacketHeader(dice, randomPid(dice), !dice.oneIn(3));
+    const std::uint16_t pid = randomPid(dice);
+    const Header header = randomPacketHeader(dice, pid, !dice.oneIn(3));
     return packet(header, randomPes(dice));
 }
 
@@ -239,18 +255,20 @@ Data randomPackets(Dice& dice)
     return dice.oneIn(4) ? randomTable(dice) : randomPacket(dice);
 }
 
-Data randomStream(Dice& dice, const StreamShape& shape)
+Data randomStream(Dice& dice, std::size_t packets, bool withPrefixes)
 {
-    const unsigned garbage = dice.oneIn(3) ? dice.below(shape.garbage + 1) : 0;
-    Data content = filled(garbage, dice.oneIn(2) ? 0x47 : 0x11);
-    const auto lay = [&](const Data& packets) { append(content, shape.withPrefixes ? timed(packets) : packets); };
-    if (shape.withTables)
+    const unsigned rarity = 1 + dice.below(dice.oneIn(4) ? 60 : 4);  // one packet in so many is no null packet
+    const bool withTables = !dice.oneIn(8);
+    Data content(dice.oneIn(3) ? dice.below(dice.oneIn(4) ? 3000 : 300) : 0);
+    std::fill(content.begin(), content.end(), dice.oneIn(2) ? 0x47 : 0x11);
+    const auto lay = [&](const Data& whole) { append(content, withPrefixes ? timed(whole) : whole); };
+    if (withTables)
         lay(randomPat(dice));
-    for (unsigned left = dice.below(shape.packets) + 20; left > 0; --left) {
-        if (!dice.oneIn(shape.rarity))
+    for (std::size_t left = dice.below(static_cast<unsigned>(packets)) + 20; left > 0; --left) {
+        if (!dice.oneIn(rarity))
             lay(nullPackets(1));
         else
-            lay(shape.withTables ? randomPackets(dice) : randomPacket(dice));
+            lay(withTables ? randomPackets(dice) : randomPacket(dice));
         if (dice.oneIn(300))
             content.resize(content.size() + dice.below(400), 0x47);
     }

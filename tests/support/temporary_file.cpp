@@ -27,6 +27,11 @@ std::filesystem::path directoryInMemory()
 TemporaryFile::TemporaryFile(const Data& content, const char* suffix, const std::filesystem::path& directory)
     : path_(directory / newName(suffix))
 {
+    write(content);
+}
+
+void TemporaryFile::write(std::span<const std::uint8_t> content) const
+{
     std::ofstream file(path_, std::ios::binary);
     file.exceptions(std::ios::failbit | std::ios::badbit);
     file.write(reinterpret_cast<const char*>(content.data()), static_cast<std::streamsize>(content.size()));

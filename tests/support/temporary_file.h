@@ -22,6 +22,9 @@ public:
     TemporaryFile& operator=(const TemporaryFile&) = delete;
     ~TemporaryFile();
 
+    /// In place of what it held.
+    void write(std::span<const std::uint8_t> content) const;
+
     /// Grows the file to its end at `size`; what lies between is a hole where the file system knows them.
     void growTo(std::uintmax_t size);
 

@@ -15,18 +15,6 @@ void append16(Data& data, std::size_t value)
     data.push_back(low8(value));
 }
 
-/// CRC_32 of annex A.
-std::uint32_t crcOf(const Data& data)
-{
-    std::uint32_t crc = 0xFFFFFFFF;
-    for (const std::uint8_t byte : data) {
-        crc ^= std::uint32_t{byte} << 24;
-        for (int bit = 0; bit < 8; ++bit)
-            crc = (crc << 1) ^ ((crc & 0x80000000) != 0 ? 0x04C11DB7 : 0);
-    }
-    return crc;
-}
-
 /// table_id to last_section_number, the body and the CRC.
 Data section(std::uint8_t tableId, std::uint16_t id, const Data& body)
 {
@@ -41,6 +29,17 @@ Data section(std::uint8_t tableId, std::uint16_t id, const Data& body)
 }
 
 }  // namespace
+
+std::uint32_t crcOf(const Data& data)
+{
+    std::uint32_t crc = 0xFFFFFFFF;
+    for (const std::uint8_t byte : data) {
+        crc ^= std::uint32_t{byte} << 24;
+        for (int bit = 0; bit < 8; ++bit)
+            crc = (crc << 1) ^ ((crc & 0x80000000) != 0 ? 0x04C11DB7 : 0);
+    }
+    return crc;
+}
 
 Data packet(const Header& header, const Data& payload)
 {

@@ -52,6 +52,9 @@ struct Stream
     std::uint16_t infoLength = 0;  ///< ES_info_length; so many bytes of 0xFF
 };
 
+/// CRC_32 of annex A.
+std::uint32_t crcOf(const Data& data);
+
 /// Sections with their CRC.
 Data patSection(const std::vector<Program>& programs);
 Data pmtSection(std::uint16_t programNumber, const std::vector<Stream>& streams, std::uint16_t programInfoLength = 0);

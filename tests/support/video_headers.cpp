@@ -157,17 +157,4 @@ Data ac3Packet(std::uint16_t pid, bool unitStart)
     return packet({.pid = pid, .unitStart = unitStart}, pes(0xBD, {0x0B, 0x77, 0, 0, 0x1C, 0, 0x40}, 90000));
 }
 
-Data seiMessage(unsigned type, const Data& payload)
-{
-    const auto number = [](std::size_t value) {
-        return join({filled(value / 255, 0xFF), {static_cast<std::uint8_t>(value % 255)}});
-    };
-    return join({number(type), number(payload.size()), payload});
-}
-
-Data sei(const Data& messages)
-{
-    return nal(0x06, join({messages, {0x80}}));
-}
-
 }  // namespace zarnow::test

@@ -97,8 +97,4 @@ Data slice(std::uint32_t firstMacroblock, std::uint32_t type);
 Data mpegVideoPacket(std::uint16_t pid, const SequenceHeader& header = {});
 Data ac3Packet(std::uint16_t pid, bool unitStart = true);
 
-/// One SEI NAL unit of messages already written as type, size and payload.
-Data sei(const Data& messages);
-Data seiMessage(unsigned type, const Data& payload);
-
 }  // namespace zarnow::test

@@ -1,11 +1,9 @@
 // Moves in the open file, loading, selecting programs, and what is said about them. What the searches of a load find is
-// compared with a plain one's in tests/robustness.
+// compared with a plain one's in tests/robustness and tests/fuzz.
 
 #include <gtest/gtest.h>
 
 #include <cerrno>
-#include <climits>
-#include <cstring>
 #include <ctime>
 #include <tuple>
 
@@ -50,30 +48,22 @@ Data programFile(const std::vector<bool>& playable)
 
 TEST(TransportFile, MovesWithin32Bits)
 {
+    constexpr std::int64_t k4GiB = std::int64_t{1} << 32;
     TemporaryFile source;
-    constexpr std::int64_t kSize = (std::int64_t{1} << 32) + 1000;
-    source.growTo(kSize);
+    source.growTo(k4GiB + 1000);
     CTransportFile file;
     EXPECT_EQ(file.open(source.path().c_str()), 0U);
-    std::int64_t size = 0;
-    EXPECT_TRUE(file.size(size));
-    EXPECT_EQ(size, kSize);
-
     EXPECT_TRUE(file.moveTo(100));
-    EXPECT_FALSE(file.moveTo(-1) || file.moveBy(-101));
-    EXPECT_FALSE(file.moveFromEnd(-999)) << "4 GiB and 1";
+    EXPECT_FALSE(file.moveTo(-1) || file.moveBy(-101) || file.moveFromEnd(-1000));
     EXPECT_EQ(file.position(), 100) << "a failed move leaves the position";
     EXPECT_TRUE(file.moveFromEnd(-1001));
-    EXPECT_EQ(file.position(), 0xFFFFFFFF);
-
-    EXPECT_TRUE(file.moveTo(INT_MAX) && file.moveBy(INT_MAX) && file.moveBy(1));
+    EXPECT_EQ(file.position(), k4GiB - 1);
     EXPECT_FALSE(file.moveBy(1));
     std::uint8_t bytes[100];
     std::uint32_t count = 0;
     EXPECT_TRUE(file.read(bytes, 100, count)) << "reading on knows no limit";
-    EXPECT_EQ(file.position(), 0x100000063);
-    EXPECT_FALSE(file.moveBy(0)) << "the position itself does not fit";
-    EXPECT_FALSE(file.moveBy(-99));
+    EXPECT_FALSE(file.moveBy(0) || file.moveBy(-99)) << "the position itself does not fit";
+    EXPECT_EQ(file.position(), k4GiB + 99);
     EXPECT_TRUE(file.moveBy(-100));
     EXPECT_FALSE(CTransportFile().read(bytes, 100, count));
 }
@@ -95,11 +85,11 @@ TEST(Load, FilesThatCannotBeAnalysed)
         EXPECT_EQ(filter.file.position(), 0);
         EXPECT_EQ(filter.avcStreamInfo.hrdBitRate, 0U) << "the next stream's figures would not be taken";
     }
+    const std::filesystem::path directory = std::filesystem::temp_directory_path();
     Selection filter;
-    EXPECT_EQ(filter.loadFile("/no/such.ts").systemError, static_cast<std::uint32_t>(ENOENT));
-    EXPECT_EQ(filter.loadFile(std::filesystem::temp_directory_path().c_str()).systemError,
-              static_cast<std::uint32_t>(EISDIR));
     EXPECT_EQ(filter.loadFile("/no/such.ts").status, LoadResult::Status::cannotOpen);
+    EXPECT_EQ(filter.loadFile("/no/such.ts").systemError, static_cast<std::uint32_t>(ENOENT));
+    EXPECT_EQ(filter.loadFile(directory.c_str()).systemError, static_cast<std::uint32_t>(EISDIR));
     EXPECT_EQ(filter.loadFile(nullptr).status, LoadResult::Status::noData) << "no name and no open file";
     EXPECT_TRUE(filter.selected.empty());
 }
@@ -121,15 +111,12 @@ TEST(Load, PrunesUnplayableProgramsAndSelectsTheFirst)
     for (const auto& test : cases) {
         SCOPED_TRACE(test.fault);
         Selection filter;
-        ASSERT_EQ(filter.load(join({filled(77), programFile(test.playable)})), LoadResult::Status::loaded);
-        EXPECT_TRUE(filter.analysed);
+        EXPECT_EQ(filter.load(programFile(test.playable)), LoadResult::Status::loaded);
         Numbers numbers;
         for (const PsiEntry& program : filter.programList)
             numbers.push_back(program.programNumber);
         EXPECT_EQ(numbers, test.expected);
         EXPECT_EQ(filter.selected, test.selected);
-        EXPECT_EQ(filter.startOffset, 77U);
-        EXPECT_EQ(filter.file.position(), 77);
         filter.abortScan = true;
         EXPECT_EQ(filter.loadFile(nullptr).status, LoadResult::Status::loaded) << "the file that is still open";
         EXPECT_FALSE(filter.analysed);
@@ -185,61 +172,18 @@ TEST(Load, EndsWithinASecondWhateverTheFile)
 
 TEST(Load, ByDefaultPidsReplacesTheTables)
 {
-    const struct
-    {
-        const char* fault;
-        DefaultPids given;
-        bool used;
-        DefaultPids kept;
-    } cases[] = {
-        {"the video PID alone is enough", {0, 0x1011, 0, 0x1B, 0}, false, {0x0100, 0x1011, 0, 0x1B, 0x81}},
-        {"the audio PID alone is enough", {0, 0, 0x1100, 0x1B, 3}, false, {0x0100, 0, 0x1100, 0x1B, 3}},
-        {"a video type of 0 gets a default", {0, 0x21, 0x22, 0, 0}, true, {0x0100, 0x21, 0x22, 0, 0x81}},
-        {"what is given is not kept", {7, 0x21, 0x22, 2, 6}, true, {7, 0x21, 0x22, 2, 6}},
-    };
-    for (const auto& test : cases) {
-        SCOPED_TRACE(test.fault);
+    constexpr std::uint16_t kVideo = 0x21, kAudio = 0x22, kNone = 0, kDefaultMap = 0x0100;
+    for (const auto& [video, audio] : {std::pair{kVideo, kNone}, {kNone, kAudio}, {kVideo, kAudio}}) {
+        SCOPED_TRACE(testing::Message() << video << " and " << audio);
+        const bool both = video != kNone && audio != kNone;
         Selection filter;
-        const auto& [pmtPid, videoPid, audioPid, videoType, audioType] = test.given;
-        filter.setDefaultStreams(pmtPid, videoPid, videoType, audioPid, audioType);
-        EXPECT_EQ(filter.useDefaultPids, test.used);
-        EXPECT_EQ(std::memcmp(&filter.defaultPids, &test.kept, sizeof(DefaultPids)), 0);
-        filter.load(join({mpegVideoPacket(0x21), nullPackets(12)}));
-        EXPECT_EQ(filter.analysed, test.used);
-        EXPECT_EQ(filter.countStreams(0, 0), test.used ? 1U : 0U) << "the zero entry leads here, too";
-        EXPECT_EQ(filter.countStreams(test.kept.pmtPid, 1), test.used ? 2U : 0U);
-        EXPECT_EQ(filter.videoStreamCount, test.used && videoType == 2 ? 1U : 0U);
-        EXPECT_TRUE(!test.used || filter.streamList.back().streamType == test.kept.audioStreamType);
+        filter.setDefaultStreams(kNone, video, 2, audio, 0);
+        filter.load(join({mpegVideoPacket(kVideo), nullPackets(12)}));
+        EXPECT_EQ(filter.analysed, both);
+        EXPECT_EQ(filter.countStreams(kDefaultMap, 1), both ? 2U : 0U);
+        EXPECT_EQ(filter.videoStreamCount, both ? 1U : 0U);
+        EXPECT_TRUE(!both || filter.streamList.back().streamType == 0x81) << "an audio type of 0 gets a default";
     }
-}
-
-TEST(Load, FindsByAPidOfMoreThan13BitsWhatItsKeyMatches)
-{
-    Selection filter;
-    filter.setDefaultStreams(0, 0xC043, 2, 0x8041, 0x81);
-    // Asking for a unit start carries into the other byte of the key.
-    filter.load(join({nullPackets(12), mpegVideoPacket(0x44), ac3Packet(0x42, false), nullPackets(12)}));
-    EXPECT_EQ(filter.videoStreams[0].pid, 0xC043);
-    EXPECT_EQ(filter.audioStreams[0].pid, 0x8041);
-}
-
-TEST(Selection, IsByNumberOrIndex)
-{
-    Selection filter;
-    ASSERT_EQ(filter.load(programFile({true, true})), LoadResult::Status::loaded);
-    filter.durationSeconds = 4711.0;
-    EXPECT_FALSE(filter.selectProgram(2));
-    EXPECT_FALSE(filter.selectProgramByNumber(0x101, 2)) << "both values have to match";
-    EXPECT_EQ(filter.currentProgramNumber, 1);
-    EXPECT_TRUE(filter.selectProgramByNumber(0x102, 2));
-    EXPECT_EQ(filter.videoStreams[0].pid, 0x12);
-    EXPECT_EQ(filter.durationSeconds, 4711.0) << "left as it was";
-    std::uint32_t index = 0;
-    EXPECT_TRUE(filter.findCurrentProgram(index));
-    EXPECT_EQ(index, 1U);
-    EXPECT_TRUE(filter.selectProgram(0));
-    EXPECT_EQ(filter.durationSeconds, 0.0) << "no time stamp within the last 33004 bytes";
-    EXPECT_EQ(filter.file.position(), 0);
 }
 
 TEST(Selection, DescribesWhatIsAmongTheFirstThreeRecordsOfItsKind)
@@ -248,27 +192,24 @@ TEST(Selection, DescribesWhatIsAmongTheFirstThreeRecordsOfItsKind)
     filter.videoStreams[2].pid = 0x1ABC;
     filter.audioStreams[2].pid = 0x0042;
     filter.videoStreams[3].pid = filter.audioStreams[3].pid = 0x0043;
-    const std::tuple<int, int, const char*> cases[] = {
+    const std::tuple<int, int, std::string> cases[] = {
         {0x01, 0x1ABC, "MPEG1 Video (0x1ABC)"},
         {0x02, 0x0042, ""},
         {0x02, 0x0043, ""},
         {0x04, 0x0042, "MPEG2 Audio (0x0042)"},
-        {0x04, 0x1ABC, ""},
         {0x06, 0x0043, ""},
         {0x0F, 0x0007, "MPEG2-ADTS Audio (0x0007)"},
         {0x11, 0x0007, "LATM Audio (0x0007)"},
-        {0x80, 0x0042, "AC3 (0x0042)"},
         {0x1B, 0x0007, "AVC (H.264) Video (0x0007)"},
         {0xFF, 0x0042, "AC3 (0x0042)"},
         {0xFF, 0x1ABC, ""},
         {0x7F, 0x0042, ""},
-        {0x00, 0x0042, ""},
     };
     for (const auto& [type, pid, expected] : cases) {
         std::string text = "stale";
-        const bool described =
-            filter.describeStream(static_cast<std::uint8_t>(type), static_cast<std::uint16_t>(pid), text);
-        EXPECT_EQ(std::pair(described, text), std::pair(expected[0] != 0, std::string(expected))) << type;
+        EXPECT_EQ(filter.describeStream(static_cast<std::uint8_t>(type), static_cast<std::uint16_t>(pid), text),
+                  !expected.empty());
+        EXPECT_EQ(text, expected) << type;
     }
     EXPECT_EQ(programName(65535), "Program 65535");
     EXPECT_EQ(filter.durationSeconds, 4.0e12) << "until one is measured";

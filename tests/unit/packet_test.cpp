@@ -18,21 +18,11 @@ constexpr std::uint16_t kUnitStartKey = 0x3452;
 using Found = std::optional<std::int64_t>;
 using Search = Found (*)(const ExactBuffer& block);
 
-Found packetSize(const ExactBuffer& block)
-{
-    std::uint32_t size = 0;
-    const bool found = CPSIParser::detectPacketSize(block.data(), block.length(), size);
-    EXPECT_TRUE(found || size == 188);
-    return found ? Found(size) : Found();
-}
-
 template <auto kFind>
-Found syncWord(const ExactBuffer& block)
+Found valueOf(const ExactBuffer& block)
 {
-    std::uint32_t offset = 4711;
-    const bool found = kFind(block.data(), block.length(), offset);
-    EXPECT_TRUE(found || offset == 4711);
-    return found ? Found(offset) : Found();
+    std::uint32_t value = 0;
+    return kFind(block.data(), block.length(), value) ? Found(value) : Found();
 }
 
 template <auto kFind, std::uint16_t kHeaderKey>
@@ -41,16 +31,13 @@ Found packetOf(const ExactBuffer& block)
     CPSIParser parser;
     const std::uint8_t* packet = nullptr;
     const bool found = (parser.*kFind)(block.data(), block.length(), kHeaderKey, packet);
-    EXPECT_TRUE(found || packet == nullptr);
     return found ? Found(packet - block.data()) : Found();
 }
 
 Found stamp(const ExactBuffer& field)
 {
-    std::int64_t ticks = 4711;
-    const bool found = CPSIParser::parsePts(field.data(), ticks);
-    EXPECT_TRUE(found || ticks == 4711);
-    return found ? Found(ticks) : Found();
+    std::int64_t ticks = 0;
+    return CPSIParser::parsePts(field.data(), ticks) ? Found(ticks) : Found();
 }
 
 Found pesStamp(const ExactBuffer& block)
@@ -72,12 +59,11 @@ TEST(Packets, SearchesOfABlock)
     constexpr auto kFindSync = [](const std::uint8_t* buffer, std::int32_t length, std::uint32_t& offset) {
         return CPSIParser().findSync(buffer, length, offset);
     };
-    constexpr Search kSync = syncWord<kFindSync>;
-    constexpr Search kAc3 = syncWord<CPSIParser::findAc3Sync>, kMpeg = syncWord<CPSIParser::findMpegAudioSync>;
+    constexpr Search kSize = valueOf<CPSIParser::detectPacketSize>, kSync = valueOf<kFindSync>;
+    constexpr Search kAc3 = valueOf<CPSIParser::findAc3Sync>, kMpeg = valueOf<CPSIParser::findMpegAudioSync>;
     constexpr Search kNext = packetOf<&CPSIParser::findNextPacket, kKey>;
     constexpr Search kNextStart = packetOf<&CPSIParser::findNextPacket, kUnitStartKey>;
     constexpr Search kLast = packetOf<&CPSIParser::findLastPacket, kKey>;
-    constexpr Search kLastStart = packetOf<&CPSIParser::findLastPacket, kUnitStartKey>;
     const Data null = nullPackets(1), nulls = nullPackets(8);
     const Data start = packet({.pid = kPid}), onward = packet({.pid = kPid, .unitStart = false});
     const Data inError = packet({.pid = kPid, .error = true}), priority = packet({.pid = kPid, .priority = true});
@@ -89,26 +75,20 @@ TEST(Packets, SearchesOfABlock)
         Data block;
         Found expected;
     } cases[] = {
-        {"2000 bytes are taken for enough", packetSize, firstBytes(nullPackets(11), 2000), {}},
-        {"2001 bytes are taken for too few", packetSize, firstBytes(nullPackets(11), 2001), 188},
-        {"4 bytes before each packet are not seen", packetSize, timed(nullPackets(11)), 192},
-        {"192 is tried first", packetSize, syncBytesAt(2001, {7, 195, 383, 199, 391}), 188},
-        {"a stray sync byte skips 185 bytes", packetSize, syncBytesAt(2001, {0, 184, 372, 560}), 188},
-        {"a stray sync byte skips less than 184 bytes", packetSize, syncBytesAt(2001, {1, 184, 372, 560}), {}},
-        {"the last candidate is left out", packetSize, syncBytesAt(2001, {1600, 1788, 1976}), 188},
-        {"a candidate in the last 400 bytes is taken", packetSize, syncBytesAt(2001, {1601, 1789, 1977}), {}},
+        {"2000 bytes are taken for enough", kSize, firstBytes(nullPackets(11), 2000), {}},
+        {"2001 bytes are taken for too few", kSize, firstBytes(nullPackets(11), 2001), 188},
+        {"4 bytes before each packet are not seen", kSize, timed(nullPackets(11)), 192},
+        {"192 is tried first", kSize, syncBytesAt(2001, {7, 195, 383, 199, 391}), 188},
+        {"a stray sync byte skips 185 bytes", kSize, syncBytesAt(2001, {0, 184, 372, 560}), 188},
+        {"a stray sync byte skips less than 184 bytes", kSize, syncBytesAt(2001, {1, 184, 372, 560}), {}},
+        {"the last candidate is left out", kSize, syncBytesAt(2001, {1600, 1788, 1976}), 188},
+        {"a candidate in the last 400 bytes is taken", kSize, syncBytesAt(2001, {1601, 1789, 1977}), {}},
 
         {"five packets are taken for enough", kSync, nullPackets(5), {}},
-        {"one byte more is taken for too little", kSync, join({nullPackets(5), {0}}), 0},
         {"a stray sync byte skips 186 bytes", kSync, syncBytesAt(1000, {0, 185, 373, 561}), 185},
-        {"a stray sync byte skips less than 185 bytes", kSync, syncBytesAt(1000, {1, 185, 373, 561}), {}},
         {"two sync bytes in a row are taken for confirmed", kSync, syncBytesAt(1000, {100, 288}), {}},
-        {"the third sync byte is looked for behind the block", kSync, syncBytesAt(1000, {624, 812, 999}), {}},
-        {"half a sync word at the end matches", kAc3, {1, 2, 0x0B}, {}},
-        {"a sync word at the end is left out", kAc3, {1, 0x0B, 0x77}, 1},
-        {"the swapped sync word is not known", kAc3, {1, 0x77, 0x0B, 0x77}, 1},
+        {"the swapped sync word is not known", kAc3, {1, 0x77, 0x0B}, 1},
         {"11 bits of sync are enough", kMpeg, {0xFF, 0xEF, 0xFF, 0xF0}, 2},
-        {"half an audio sync at the end matches", kMpeg, {1, 0xFF}, {}},
 
         {"the packet at the block's end is taken", kNext, join({null, start}), {}},
         {"a packet with one byte behind it is left out", kNext, join({null, start, {0}}), 188},
@@ -116,53 +96,31 @@ TEST(Packets, SearchesOfABlock)
         {"a packet that starts no unit is passed over unasked", kNext, join({onward, start, null}), 0},
         {"an error-flagged packet matches", kNext, join({inError, priority, null}), 188},
         {"the walk resynchronises", kNext, join({null, {0}, repeat(start, 8)}), {}},
-        {"a stray sync byte begins the walk", kNext, join({{0, 0x47}, repeat(start, 6)}), 190},
-        {"the walk begins at the block's start", kNext, join({{0, 0, 0}, repeat(start, 6)}), 3},
-        {"six packets are needed behind a sync byte", kNext, join({start, {0}}), 0},
-        {"an empty block is read", kNext, {}, {}},
 
         {"the packet at offset 0 is taken", kLast, join({start, null, null}), {}},
         {"the packet at the block's end is left out", kLast, join({null, start, start}), 376},
-        {"backward a unit start is not insisted on", kLastStart, join({null, start, onward}), 188},
         {"backward an error-flagged packet matches", kLast, join({null, start, inError}), 188},
         {"the walk goes on over a lost sync byte", kLast, join({null, start, {0}, null, null}), {}},
         {"six packets are enough for a footing", kLast, join({null, repeat(start, 4), firstBytes(start, 187)}), {}},
         // 1980 bytes: of the last 1000, from 980 on, the packets at 1128, 1316 and 1504 confirm the sync.
         {"the walk does not begin at the third sync byte", kLast, join({nulls, start, null, filled(100)}), 1504},
         {"the walk begins behind the third sync byte", kLast, join({nulls, null, start, filled(100)}), {}},
-        {"a block shorter than a packet is read", kLast, firstBytes(start, 187), {}},
 
         {"a stamp's bits are put in the wrong places", stamp, stampField(0x0ABCDEF12), 0x0ABCDEF12},
         {"bit 32 is not sign-extended", stamp, stampField(0x1ABCDEF12), 0x1ABCDEF12 - 0x200000000},
         {"the prefix of a stamp with DTS is refused", stamp, stampField(90000, 3), 90000},
         {"the prefix of a DTS is refused", stamp, stampField(90000, 1), 90000},
-        {"any prefix is accepted", stamp, stampField(90000, 4), {}},
-        {"prefix 0 is accepted", stamp, stampField(90000, 0), {}},
         {"the first marker bit is insisted on", stamp, withByte(stampField(0), 0, 0x20), 0},
         {"the middle marker bit is not looked at", stamp, withByte(stampField(0), 2, 0x00), {}},
-        {"the last marker bit is not looked at", stamp, withByte(stampField(0), 4, 0x00), {}},
 
         {"a stamp at the buffer's end is refused", pesStamp, join({filled(5), withStamp}), 90000},
         {"a stamp cut off by the buffer's end is read", pesStamp, firstBytes(withStamp, 13), 0},
-        {"a start code at the buffer's end is read on", pesStamp, join({filled(9, 1), {0, 0, 1, 0xE0}}), 0},
         {"another stream's stamp is taken", pesStamp, pes(0xC0, {}, 90000), 0},
         {"a later header is asked", pesStamp, join({pes(0xE0, {}), withStamp}), 0},
         {"the flag is not looked at", pesStamp, withByte(withStamp, 7, 0x40), 0},
-        {"the buffer is too short for a start code", pesStamp, {0, 0, 1}, 0},
     };
     for (const auto& test : cases)
         EXPECT_EQ(test.search(ExactBuffer(test.block)), test.expected) << test.fault;
-}
-
-TEST(Packets, TheForwardWalkKeepsTheLastErrorFreeHeaderWord)
-{
-    CPSIParser parser;
-    const Data block = join({packet({.pid = kPid, .priority = true}), packet({.pid = 0x0055, .error = true}), {0}});
-    const std::uint8_t* found = nullptr;
-    EXPECT_FALSE(parser.findNextPacket(block.data(), static_cast<std::int32_t>(block.size()), 0, found));
-    EXPECT_EQ(parser.lastHeaderWord, kUnitStartKey);
-    EXPECT_FALSE(parser.findLastPacket(block.data(), static_cast<std::int32_t>(block.size()), 0, found));
-    EXPECT_EQ(parser.lastHeaderWord, kUnitStartKey) << "the backward walk has no business with it";
 }
 
 }  // namespace
