@@ -123,8 +123,10 @@ public:
     HRESULT connect(const AM_MEDIA_TYPE* type = nullptr) { return stream().Connect(&input(), type); }
     void disconnect()
     {
-        stream().Disconnect();
+        for (int i = 0; i < filter->GetPinCount(); ++i)
+            stream(i).Disconnect();
         input().Disconnect();
+        other.input.Disconnect();
     }
     /// As a graph does: from the renderer upwards.
     HRESULT pause() { return FAILED(sink.Pause()) ? E_FAIL : source->Pause(); }
@@ -157,6 +159,7 @@ public:
     TestSource* filter;
     ComPtr<IBaseFilter> source;  ///< the same filter
     SinkFilter sink;
+    SinkFilter other;  ///< connected by nobody but the test
 };
 
 }  // namespace zarnow::test
