@@ -4,7 +4,7 @@
 
 #include <bdaiface.h>
 
-#include <cstring>
+#include <algorithm>
 
 #include "tests/windows/demultiplexer/packets.h"
 #include "tests/windows/support/framework_test.h"
@@ -32,14 +32,13 @@ public:
         BYTE* data = nullptr;
         sample->GetPointer(&data);
         EXPECT_HRESULT(S_OK, sample->SetActualDataLength(static_cast<long>(bytes.size())));
-        std::memcpy(data, bytes.data(), static_cast<std::size_t>(sample->GetActualDataLength()));
+        std::ranges::copy(bytes, data);
         sample->SetDiscontinuity(discontinuity ? TRUE : FALSE);
         return pin.Deliver(sample.Get());
     }
 
-    class Pin final : public CBaseOutputPin
+    struct Pin final : CBaseOutputPin
     {
-    public:
         explicit Pin(PushSource& source) : CBaseOutputPin(nullptr, &source, &source.lock, nullptr, L"Out") {}
         HRESULT CheckMediaType(const CMediaType*) override { return S_OK; }
         HRESULT GetMediaType(int position, CMediaType* type) override
@@ -63,16 +62,16 @@ inline CMediaType pinType(ULONG sampleSize = 1)
     return mediaType(MEDIATYPE_Video, MEDIASUBTYPE_MPEG2_VIDEO, sampleSize);
 }
 
-class DemuxTest : public FrameworkTest
+class Demultiplexer : public FrameworkTest
 {
 protected:
-    DemuxTest()
+    Demultiplexer()
     {
         EXPECT_HRESULT(S_OK, demux::createDemultiplexer(filter.GetAddressOf()));
         EXPECT_HRESULT(S_OK, filter->QueryInterface(IID_PPV_ARGS(&demultiplexer)));
         input = findPin(*filter.Get(), PINDIR_INPUT);
     }
-    ~DemuxTest() override
+    ~Demultiplexer() override
     {
         stop();
         for (CBasePin* pin : std::initializer_list<CBasePin*>{&source.pin, &first.input, &second.input}) {
@@ -87,22 +86,22 @@ protected:
         return demultiplexer->CreateOutputPin(&type, const_cast<LPWSTR>(name), pin.ReleaseAndGetAddressOf());
     }
     HRESULT remove(const wchar_t* name) { return demultiplexer->DeleteOutputPin(const_cast<LPWSTR>(name)); }
+    HRESULT setType(const wchar_t* name, CMediaType type)
+    {
+        return demultiplexer->SetOutputPinMediaType(const_cast<LPWSTR>(name), &type);
+    }
     static ComPtr<IMPEG2PIDMap> mapOf(IPin* pin)
     {
         ComPtr<IMPEG2PIDMap> map;
         EXPECT_HRESULT(S_OK, pin->QueryInterface(IID_PPV_ARGS(&map)));
         return map;
     }
-    static void map(IPin* pin, ULONG pid, MEDIA_SAMPLE_CONTENT content = MEDIA_ELEMENTARY_STREAM)
-    {
-        EXPECT_HRESULT(S_OK, mapOf(pin)->MapPID(1, &pid, content));
-    }
     /// A connected pin for one PID.
     ComPtr<IPin> connectPin(const wchar_t* name, ULONG pid, MEDIA_SAMPLE_CONTENT content, SinkFilter& sink)
     {
         ComPtr<IPin> pin;
         EXPECT_HRESULT(S_OK, create(name, pin));
-        map(pin.Get(), pid, content);
+        EXPECT_HRESULT(S_OK, mapOf(pin.Get())->MapPID(1, &pid, content));
         EXPECT_HRESULT(S_OK, pin->Connect(&sink.input, nullptr));
         return pin;
     }
@@ -111,6 +110,13 @@ protected:
     {
         EXPECT_HRESULT(S_OK, source.pin.Connect(input.Get(), nullptr));
         run();
+    }
+    /// A video pin at the first sink, an audio pin at the second, everything running.
+    void playBoth()
+    {
+        connectPin(L"V", kVideo, MEDIA_ELEMENTARY_STREAM, first);
+        connectPin(L"A", kAudio, MEDIA_ELEMENTARY_STREAM, second);
+        play();
     }
     void run()
     {
@@ -122,6 +128,11 @@ protected:
         for (IBaseFilter* each : std::initializer_list<IBaseFilter*>{&source, filter.Get(), &first, &second})
             EXPECT_HRESULT(S_OK, each->Stop());
     }
+    void push(std::initializer_list<Data> parts) { EXPECT_HRESULT(S_OK, source.push(join(parts))); }
+    void end() { EXPECT_HRESULT(S_OK, source.pin.DeliverEndOfStream()); }
+    Data v(const Data& unit) { return multiplexer.stream(kVideo, unit); }
+    Data v(unsigned seed, unsigned size = 500) { return v(video(seed, size)); }
+    Data a(unsigned seed) { return multiplexer.stream(kAudio, audio(seed)); }
 
     PushSource source;
     SinkFilter first;
@@ -129,6 +140,7 @@ protected:
     ComPtr<IBaseFilter> filter;
     ComPtr<IMpeg2Demultiplexer> demultiplexer;
     ComPtr<IPin> input;
+    Multiplexer multiplexer;
 };
 
 }  // namespace zarnow::test
