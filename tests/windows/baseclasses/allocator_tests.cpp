@@ -53,7 +53,7 @@ TEST_F(Allocator, IsNegotiated)
                 ASSERT_HRESULT(S_OK, pair.connect());
                 EXPECT_EQ(offered && !refused, pair.stream().allocator() == allocator.get());
                 EXPECT_EQ(pair.stream().allocator(), pair.input().allocator());
-                EXPECT_EQ(offered ? 64 : 1, pair.stream().requested.cbAlign);
+                EXPECT_EQ(offered ? 64 : 1, pair.sink.agreed.cbAlign);
                 EXPECT_EQ(kBuffers, pair.sink.agreed.cBuffers);
             }
             EXPECT_EQ(1u, references(allocator.get())) << "the connection gave it back";

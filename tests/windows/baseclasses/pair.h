@@ -54,7 +54,6 @@ public:
     }
     HRESULT DecideBufferSize(IMemAllocator* allocator, ALLOCATOR_PROPERTIES* request) override
     {
-        requested = *request;
         if (FAILED(plan.bufferDecision))
             return plan.bufferDecision;
         request->cBuffers = kBuffers;
@@ -71,7 +70,6 @@ public:
     StreamPlan plan;
     std::atomic<int> threadsCreated = 0;
     std::atomic<int> threadsDestroyed = 0;
-    ALLOCATOR_PROPERTIES requested = {};
 
 protected:
     HRESULT FillBuffer(IMediaSample*) override
@@ -131,6 +129,12 @@ public:
     /// As a graph does: from the renderer upwards.
     HRESULT pause() { return FAILED(sink.Pause()) ? E_FAIL : source->Pause(); }
     HRESULT run() { return FAILED(sink.Run(0)) ? E_FAIL : source->Run(0); }
+    /// Connects first.
+    void play()
+    {
+        EXPECT_HRESULT(S_OK, connect());
+        EXPECT_HRESULT(S_OK, run());
+    }
     HRESULT stop() { return FAILED(sink.Stop()) ? E_FAIL : source->Stop(); }
     FILTER_STATE state() const
     {

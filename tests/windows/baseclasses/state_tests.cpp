@@ -71,7 +71,8 @@ TEST_F(State, GetStateWaitsForAnUnfinishedChangeButNotTheWorkerThatHoldsItUp)
             return;
         inside.set_value();
         release.get_future().wait();
-        answer = pair.source->GetState(INFINITE, &state);
+        FILTER_STATE seen{};
+        answer = pair.source->GetState(INFINITE, &seen);
         FILTER_INFO info{};
         pair.source->QueryFilterInfo(&info);  // nor here
         info.pGraph->Release();

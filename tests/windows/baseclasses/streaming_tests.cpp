@@ -15,8 +15,7 @@ TEST_F(Streaming, AnErrorEndsTheStreamAndIsReportedToTheGraph)
 {
     for (const HRESULT end : {S_FALSE, VFW_E_FILE_TOO_SHORT}) {
         Pair pair({.end = end});
-        ASSERT_HRESULT(S_OK, pair.connect());
-        ASSERT_HRESULT(S_OK, pair.run());
+        pair.play();
         ASSERT_TRUE(pair.sink.waitForEnd());
         EXPECT_HRESULT(S_OK, pair.stop());
         EXPECT_EQ(std::string(20, 'S') + "E", pair.sink.calls);
@@ -32,8 +31,7 @@ TEST_F(Streaming, StopEndsAWorkerThatWaitsForASample)
         kept.emplace_back(sample);
         return S_OK;
     };
-    ASSERT_HRESULT(S_OK, pair.connect());
-    ASSERT_HRESULT(S_OK, pair.run());
+    pair.play();
     EXPECT_TRUE(pair.sink.waitForSamples(kBuffers)) << "all buffers are kept";
     Sleep(30);
     EXPECT_HRESULT(S_OK, pair.source->Stop());
@@ -107,8 +105,7 @@ TEST_F(Streaming, APeerMayStopTheFilterOnTheWorkersThread)
                 stop();
             return S_OK;
         };
-        ASSERT_HRESULT(S_OK, pair.connect());
-        ASSERT_HRESULT(S_OK, pair.run());
+        pair.play();
         ASSERT_TRUE(stopped.Wait(5000));
         Sleep(30);
         EXPECT_EQ(2, calls) << "the abandoned worker has not left";

@@ -16,17 +16,24 @@
 namespace zarnow::test {
 
 /// Delivers what it is given, on the caller's thread.
-class PushSource final : public CBaseFilter
+struct Source final : CBaseOutputPin
 {
-public:
-    PushSource() : CBaseFilter(nullptr, nullptr, &lock, CLSID_NULL) { AddRef(); }  // lives in the fixture
-    int GetPinCount() override { return 1; }
-    CBasePin* GetPin(int index) override { return index == 0 ? &pin : nullptr; }
+    explicit Source(SinkFilter& owner) : CBaseOutputPin(nullptr, &owner, &owner.lock, &owner.created, L"Out") {}
+    HRESULT CheckMediaType(const CMediaType*) override { return S_OK; }
+    HRESULT GetMediaType(int position, CMediaType* type) override
+    {
+        return position == 0 ? type->Set(transportStreamType()) : VFW_S_NO_MORE_ITEMS;
+    }
+    HRESULT DecideBufferSize(IMemAllocator* allocator, ALLOCATOR_PROPERTIES* request) override
+    {
+        *request = {1, 1 << 20, 1, 0};
+        return allocator->SetProperties(request, request);
+    }
 
     HRESULT push(const Data& bytes, bool discontinuity = false)
     {
         ComPtr<IMediaSample> sample;
-        const HRESULT result = pin.GetDeliveryBuffer(sample.GetAddressOf(), nullptr, nullptr, 0);
+        const HRESULT result = GetDeliveryBuffer(sample.GetAddressOf(), nullptr, nullptr, 0);
         if (FAILED(result))
             return result;
         BYTE* data = nullptr;
@@ -34,26 +41,8 @@ public:
         EXPECT_HRESULT(S_OK, sample->SetActualDataLength(static_cast<long>(bytes.size())));
         std::ranges::copy(bytes, data);
         sample->SetDiscontinuity(discontinuity ? TRUE : FALSE);
-        return pin.Deliver(sample.Get());
+        return Deliver(sample.Get());
     }
-
-    struct Pin final : CBaseOutputPin
-    {
-        explicit Pin(PushSource& source) : CBaseOutputPin(nullptr, &source, &source.lock, nullptr, L"Out") {}
-        HRESULT CheckMediaType(const CMediaType*) override { return S_OK; }
-        HRESULT GetMediaType(int position, CMediaType* type) override
-        {
-            return position == 0 ? type->Set(transportStreamType()) : VFW_S_NO_MORE_ITEMS;
-        }
-        HRESULT DecideBufferSize(IMemAllocator* allocator, ALLOCATOR_PROPERTIES* request) override
-        {
-            *request = {1, 1 << 20, 1, 0};
-            return allocator->SetProperties(request, request);
-        }
-    };
-
-    CCritSec lock;
-    Pin pin{*this};
 };
 
 /// Types of output pins, told apart by the sample size.
@@ -74,7 +63,7 @@ protected:
     ~Demultiplexer() override
     {
         stop();
-        for (CBasePin* pin : std::initializer_list<CBasePin*>{&source.pin, &first.input, &second.input}) {
+        for (CBasePin* pin : std::initializer_list<CBasePin*>{&source, &first.input, &second.input}) {
             if (IPin* const peer = pin->GetConnected())
                 peer->Disconnect();
             pin->Disconnect();
@@ -108,7 +97,7 @@ protected:
     /// Connects the source.
     void play()
     {
-        EXPECT_HRESULT(S_OK, source.pin.Connect(input.Get(), nullptr));
+        EXPECT_HRESULT(S_OK, source.Connect(input.Get(), nullptr));
         run();
     }
     /// A video pin at the first sink, an audio pin at the second, everything running.
@@ -120,21 +109,24 @@ protected:
     }
     void run()
     {
-        for (IBaseFilter* each : std::initializer_list<IBaseFilter*>{&first, &second, filter.Get(), &source})
+        for (IBaseFilter* each : std::initializer_list<IBaseFilter*>{&first, &second, filter.Get()})
             EXPECT_HRESULT(S_OK, each->Run(0));
+        source.Active();
     }
     void stop()
     {
-        for (IBaseFilter* each : std::initializer_list<IBaseFilter*>{&source, filter.Get(), &first, &second})
+        source.Inactive();
+        for (IBaseFilter* each : std::initializer_list<IBaseFilter*>{filter.Get(), &first, &second})
             EXPECT_HRESULT(S_OK, each->Stop());
     }
     void push(std::initializer_list<Data> parts) { EXPECT_HRESULT(S_OK, source.push(join(parts))); }
-    void end() { EXPECT_HRESULT(S_OK, source.pin.DeliverEndOfStream()); }
+    void end() { EXPECT_HRESULT(S_OK, source.DeliverEndOfStream()); }
     Data v(const Data& unit) { return multiplexer.stream(kVideo, unit); }
     Data v(unsigned seed, unsigned size = 500) { return v(video(seed, size)); }
     Data a(unsigned seed) { return multiplexer.stream(kAudio, audio(seed)); }
 
-    PushSource source;
+    SinkFilter upstream;
+    Source source{upstream};
     SinkFilter first;
     SinkFilter second;
     ComPtr<IBaseFilter> filter;

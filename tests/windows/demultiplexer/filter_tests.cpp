@@ -207,40 +207,31 @@ TEST_F(Demultiplexer, MarksTheFirstSampleOfAPacketAndTheFirstAfterALoss)
 
 TEST_F(Demultiplexer, StartsAnew)
 {
-    const struct
-    {
-        const char* when;
-        bool discontinuity;
-        const char* calls;
-        std::function<void()> interrupt;
-    } cases[] = {
-        {"at a discontinuity of the input", true, "S", [] {}},
-        {"after a stop", false, "S",
-         [&] {
-             stop();
-             run();
-         }},
-        {"after a flush", false, "BFNS",
-         [&] {
-             EXPECT_HRESULT(S_OK, source.pin.DeliverBeginFlush());
-             EXPECT_HRESULT(S_FALSE, source.push(v(2))) << "nothing is taken while flushing";
-             EXPECT_HRESULT(S_OK, source.pin.DeliverEndFlush());
-             EXPECT_HRESULT(S_OK, source.pin.DeliverNewSegment(0, kSecond, 1.0));
-         }},
-    };
-    playBoth();
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.when);
+    const auto expectAnew = [&](const std::function<void()>& interrupt, bool discontinuity, const char* calls) {
         push({v(1), firstBytes(a(9), 200)});
         first.samples.clear();
         first.calls.clear();
-        c.interrupt();
-        EXPECT_HRESULT(S_OK, source.push(join({v(5), v(6)}), c.discontinuity));
-        EXPECT_EQ(c.calls, first.calls);
+        interrupt();
+        EXPECT_HRESULT(S_OK, source.push(join({v(5), v(6)}), discontinuity));
+        EXPECT_EQ(calls, first.calls);
         EXPECT_EQ(noise(500, 5), first.allBytes()) << "nothing from before";
         EXPECT_TRUE(second.samples.empty());
         EXPECT_EQ(0, first.samples.at(0).start) << "times start again as well";
-    }
+    };
+    const auto restart = [&] {
+        stop();
+        run();
+    };
+    const auto flush = [&] {
+        EXPECT_HRESULT(S_OK, source.DeliverBeginFlush());
+        EXPECT_HRESULT(S_FALSE, source.push(v(2))) << "nothing is taken while flushing";
+        EXPECT_HRESULT(S_OK, source.DeliverEndFlush());
+        EXPECT_HRESULT(S_OK, source.DeliverNewSegment(0, kSecond, 1.0));
+    };
+    playBoth();
+    expectAnew([] {}, true, "S");
+    expectAnew(restart, false, "S");
+    expectAnew(flush, false, "BFNS");
 }
 
 TEST_F(Demultiplexer, GoesOnForThePinsThatStillTakeSamples)
