@@ -123,12 +123,18 @@ def test_files_that_fail_are_named(content, expected, tmp_path):
 @pytest.mark.parametrize("arguments, words", [
     (["--program", "010"], "--program 10: the file has 1 program"), (["--program", ""], "--program: ''"),
     (["--out", ""], "--out: is empty"), (["--dll", ""], "--dll: is empty"),
-    (["--dll", WINDOWS / "tsprobe.exe"], "no COM server")], ids=str)
+    (["--dll", WINDOWS / "tsprobe.exe"], "no COM server"), (["another.ts"], "mpeg2.ts"), (["--nothing"], "--nothing"),
+    (["--program"], "FILE"), (["--program", "-1"], "--program"), (["--program", "4294967296"], "4294967296")], ids=str)
 def test_wrong_arguments_are_one_line_that_says_what(arguments, words):
     dll = [] if "--dll" in arguments else ["--dll", WINDOWS / "ZarnowTSSource.ax"]
     status, out, err = run(wine("tsgraph"), *dll, *arguments, samples.ROOT / "tests" / "data" / "mpeg2.ts")
     assert (status, out, err.count("\n")) == (FAILED, "", 1)
     assert words in err
+
+
+def test_help():
+    status, out, _ = run(wine("tsgraph"), "--help")
+    assert (status, "--program" in out) == (PLAYED, True)
 
 
 def test_output_directory_that_is_a_file(tmp_path):

@@ -314,41 +314,37 @@ TEST_F(Sample, PropertiesAndSingleCallsShowTheSame)
     EXPECT_EQ(nullptr, properties().pMediaType) << "no longer a change of type";
 }
 
-TEST_F(Sample, OnlyTheFieldsThatAreThereCount)
+TEST_F(Sample, ARefusedSetChangesNothingAndACutOneOnlyWhatIsThere)
 {
-    AM_SAMPLE2_PROPERTIES props{};
-    props.dwSampleFlags = AM_SAMPLE_PREROLL;
-    props.lActual = 101;
-    ASSERT_HRESULT(S_OK, set(props, offsetof(AM_SAMPLE2_PROPERTIES, lActual) + 3));
-    EXPECT_HRESULT(S_OK, first->IsPreroll());
+    using Properties = AM_SAMPLE2_PROPERTIES;
+    const struct
+    {
+        HRESULT expected;
+        void (*change)(Properties&);
+        std::size_t size = sizeof(Properties);
+    } cases[] = {
+        {E_INVALIDARG, [](Properties& props) { ++props.pbBuffer; }},
+        {E_INVALIDARG, [](Properties& props) { ++props.cbBuffer; }},
+        {E_INVALIDARG, [](Properties& props) { props.dwSampleFlags |= AM_SAMPLE_TYPECHANGED; }},  // to none
+        {VFW_E_BUFFER_OVERFLOW, [](Properties& props) { props.lActual = 101; }},
+        {VFW_E_BUFFER_OVERFLOW, [](Properties& props) { props.lActual = -1; }},
+        {S_OK, [](Properties& props) { props.lActual = 101; }, offsetof(Properties, lActual) + 3},
+    };
+    for (const auto& c : cases) {
+        Properties props = properties();
+        props.dwSampleFlags = AM_SAMPLE_PREROLL;
+        c.change(props);
+        EXPECT_HRESULT(c.expected, set(props, c.size)) << props.cbBuffer << " " << props.lActual;
+        EXPECT_HRESULT(FAILED(c.expected) ? S_FALSE : S_OK, first->IsPreroll());
+    }
+    for (const LONG wrong : {-1, 101})
+        EXPECT_HRESULT(VFW_E_BUFFER_OVERFLOW, first->SetActualDataLength(wrong));
     EXPECT_EQ(100, first->GetActualDataLength());
     BYTE guarded[16] = {};
     guarded[10] = 0xEE;
     ASSERT_HRESULT(S_OK, sample2->GetProperties(10, guarded));
     EXPECT_EQ(10u, guarded[0]);
     EXPECT_EQ(0xEE, guarded[10]) << "nothing past the size given";
-}
-
-TEST_F(Sample, ARefusedSetChangesNothing)
-{
-    using Properties = AM_SAMPLE2_PROPERTIES;
-    const std::pair<HRESULT, void (*)(Properties&)> cases[] = {
-        {E_INVALIDARG, [](Properties& props) { ++props.pbBuffer; }},
-        {E_INVALIDARG, [](Properties& props) { ++props.cbBuffer; }},
-        {VFW_E_BUFFER_OVERFLOW, [](Properties& props) { ++props.lActual; }},
-        {VFW_E_BUFFER_OVERFLOW, [](Properties& props) { props.lActual = -1; }},
-        {E_INVALIDARG, [](Properties& props) { props.dwSampleFlags |= AM_SAMPLE_TYPECHANGED; }},  // to none
-    };
-    for (const auto& [expected, change] : cases) {
-        Properties props = properties();
-        props.dwSampleFlags = AM_SAMPLE_PREROLL;
-        change(props);
-        EXPECT_HRESULT(expected, set(props)) << props.cbBuffer << " " << props.lActual;
-        EXPECT_HRESULT(S_FALSE, first->IsPreroll());
-    }
-    for (const LONG wrong : {-1, 101})
-        EXPECT_HRESULT(VFW_E_BUFFER_OVERFLOW, first->SetActualDataLength(wrong));
-    EXPECT_EQ(100, first->GetActualDataLength());
 }
 
 }  // namespace

@@ -56,7 +56,6 @@ TEST_F(State, APeerMayNotLeaveWhileTheFilterStarts)
     EXPECT_HRESULT(S_OK, pair.pause());
     EXPECT_HRESULT(S_OK, pair.stop());
     EXPECT_FALSE(pair.stream().threadExists());
-    pair.disconnect();
 }
 
 TEST_F(State, GetStateWaitsForAnUnfinishedChangeButNotTheWorkerThatHoldsItUp)

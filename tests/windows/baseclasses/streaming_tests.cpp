@@ -87,33 +87,29 @@ TEST_F(Streaming, APeerMayStopTheFilterOnTheWorkersThread)
 {
     for (const bool withItsAllocator : {false, true}) {  // or when it gets a sample
         SCOPED_TRACE(withItsAllocator);
-        CAMEvent stopped(TRUE);
+        std::promise<void> stopped;
         std::atomic<int> calls = 0;
         TestAllocator allocator;
         Pair pair(kEndless);
-        pair.sink.offeredAllocator = &allocator;
-        const auto stop = [&] {
+        const auto stop = [&](auto...) {
             if (++calls == 2) {
                 pair.source->Stop();
-                stopped.Set();
+                stopped.set_value();
             }
-        };
-        if (withItsAllocator)
-            allocator.onBuffer = stop;
-        pair.sink.onReceive = [&](IMediaSample*) {
-            if (!withItsAllocator)
-                stop();
             return S_OK;
         };
+        pair.sink.offeredAllocator = &allocator;
+        if (withItsAllocator)
+            allocator.onBuffer = stop;
+        else
+            pair.sink.onReceive = stop;
         pair.play();
-        ASSERT_TRUE(stopped.Wait(5000));
+        stopped.get_future().wait();
         Sleep(30);
         EXPECT_EQ(2, calls) << "the abandoned worker has not left";
         EXPECT_FALSE(pair.stream().threadExists());
         ASSERT_HRESULT(S_OK, pair.source->Pause());
         EXPECT_TRUE(pair.sink.waitForSamples(10)) << "and a new one can be started";
-        pair.stop();
-        pair.disconnect();
     }
 }
 
