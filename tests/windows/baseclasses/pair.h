@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <functional>
 #include <tuple>
 #include <vector>
@@ -29,6 +30,7 @@ struct StreamPlan
 
 inline const StreamPlan kEndless{.samples = -1};
 constexpr LONG kBuffers = 4;
+constexpr std::chrono::seconds kLong(5);  // for what does not come
 
 class TestStream : public CSourceStream
 {

@@ -78,7 +78,7 @@ TEST_F(State, GetStateWaitsForAnUnfinishedChangeButNotTheWorkerThatHoldsItUp)
     };
     ASSERT_HRESULT(S_OK, pair.connect());
     ASSERT_HRESULT(S_OK, pair.pause());
-    inside.get_future().wait();
+    ASSERT_EQ(std::future_status::ready, inside.get_future().wait_for(kLong));
     const auto stopped = std::async(std::launch::async, [&] { EXPECT_HRESULT(S_OK, pair.source->Stop()); });
     Sleep(50);
     EXPECT_HRESULT(VFW_S_STATE_INTERMEDIATE, pair.source->GetState(20, &state));

@@ -104,7 +104,7 @@ TEST_F(Streaming, APeerMayStopTheFilterOnTheWorkersThread)
         else
             pair.sink.onReceive = stop;
         pair.play();
-        stopped.get_future().wait();
+        ASSERT_EQ(std::future_status::ready, stopped.get_future().wait_for(kLong));
         Sleep(30);
         EXPECT_EQ(2, calls) << "the abandoned worker has not left";
         EXPECT_FALSE(pair.stream().threadExists());
@@ -140,7 +140,7 @@ TEST_F(Streaming, AReceiverMayDropTheLastReferenceOnTheFilter)
         ASSERT_HRESULT(S_OK, filter->Pause());
         filter.reset();
         letGo.set_value();
-        done.get_future().wait();
+        ASSERT_EQ(std::future_status::ready, done.get_future().wait_for(kLong));
         // The worker has still to give its sample back, and with it the allocator.
         for (int attempt = 0; CBaseObject::ObjectsActive() != sinkAlone && attempt < 500; ++attempt)
             Sleep(10);

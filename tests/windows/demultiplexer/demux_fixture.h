@@ -5,6 +5,7 @@
 #include <bdaiface.h>
 
 #include <algorithm>
+#include <map>
 
 #include "tests/windows/demultiplexer/packets.h"
 #include "tests/windows/support/framework_test.h"
@@ -121,9 +122,16 @@ protected:
     }
     void push(std::initializer_list<Data> parts) { EXPECT_HRESULT(S_OK, source.push(join(parts))); }
     void end() { EXPECT_HRESULT(S_OK, source.DeliverEndOfStream()); }
-    Data v(const Data& unit) { return multiplexer.stream(kVideo, unit); }
-    Data v(unsigned seed, unsigned size = 500) { return v(video(seed, size)); }
-    Data a(unsigned seed) { return multiplexer.stream(kAudio, audio(seed)); }
+    /// In transport packets whose continuity counters go on.
+    Data packets(std::uint16_t pid, const Data& unit)
+    {
+        Data packets = pesPackets(pid, unit);
+        for (std::size_t at = 3; at < packets.size(); at += kPacket)
+            packets[at] = static_cast<std::uint8_t>(packets[at] | (counters[pid]++ & 0x0F));
+        return packets;
+    }
+    Data v(unsigned seed, unsigned size = 500) { return packets(kVideo, video(seed, size)); }
+    Data a(unsigned seed) { return packets(kAudio, audio(seed)); }
 
     SinkFilter upstream;
     Source source{upstream};
@@ -132,7 +140,7 @@ protected:
     ComPtr<IBaseFilter> filter;
     ComPtr<IMpeg2Demultiplexer> demultiplexer;
     ComPtr<IPin> input;
-    Multiplexer multiplexer;
+    std::map<std::uint16_t, std::uint8_t> counters;
 };
 
 }  // namespace zarnow::test

@@ -132,15 +132,21 @@ TEST_F(Demultiplexer, DropsTheUnitThatAFaultFellIntoAndNoOther)
     connectPin(L"V", kVideo, MEDIA_TRANSPORT_PAYLOAD, first);
     play();
     for (const auto& c : cases) {
-        Packets stream = cut(join({v(units[0]), v(units[1]), v(units[2])}), kPacket);
-        multiplexer = {};
+        counters.clear();
+        Data whole;
+        for (const Data& unit : units)
+            append(whole, packets(kVideo, unit));
+        Packets stream = cut(whole, kPacket);
         c.apply(stream);
+        Data damaged;
+        for (const Data& each : stream)
+            append(damaged, each);
         Data arriving;
         for (const std::size_t index : c.arriving)
             append(arriving, units[index]);
         for (const std::size_t chunk : {1U, 7U, 100U, 187U, 188U, 189U, 400U, 5000U}) {
             SCOPED_TRACE(testing::Message() << c.fault << ", in chunks of " << chunk);
-            for (const Data& piece : cut(joined(stream), chunk))
+            for (const Data& piece : cut(damaged, chunk))
                 push({piece});
             end();
             EXPECT_EQ(arriving, first.allBytes());
@@ -155,11 +161,11 @@ TEST_F(Demultiplexer, KeepsToTheLengthsOfUnits)
 {
     connectPin(L"V", kVideo, MEDIA_TRANSPORT_PAYLOAD, first);
     play();
-    push({v(join({audio(1), noise(40, 5)}))});
+    push({packets(kVideo, join({audio(1), noise(40, 5)}))});
     EXPECT_EQ(audio(1), first.allBytes()) << "bytes behind a packet with a length belong to nothing";
     first.samples.clear();
     const Data endless = video(1, 9'000'000);
-    for (const Data& piece : cut(v(endless), 1'000'000))
+    for (const Data& piece : cut(packets(kVideo, endless), 1'000'000))
         push({piece});
     EXPECT_LT(8'000'000U, first.allBytes().size()) << "in parts of about 4 MiB";
     end();
@@ -169,8 +175,8 @@ TEST_F(Demultiplexer, KeepsToTheLengthsOfUnits)
 TEST_F(Demultiplexer, DeliversElementaryStreamsWithTimesFromTheFirstStampOn)
 {
     playBoth();
-    Data others = multiplexer.stream(kAudio, withByte(audio(9), 3, 0xBE));  // padding, and no PES packet at all
-    append(others, multiplexer.stream(kAudio, noise(50, 9)));
+    Data others = packets(kAudio, withByte(audio(9), 3, 0xBE));  // padding, and no PES packet at all
+    append(others, packets(kAudio, noise(50, 9)));
     const Data stream = join({v(1), others, a(1), v(2), a(2), v(3)});
     for (const Data& piece : cut(stream, 77))
         EXPECT_HRESULT(S_OK, source.push(piece));
