@@ -6,9 +6,8 @@
 #include <cstdlib>
 #include <future>
 #include <mutex>
-#include <optional>
-#include <random>
 
+#include "tests/support/dice.h"
 #include "tests/windows/robustness/graph.h"
 #include "tests/windows/support/page_host.h"
 #include "tests/windows/support/watchdog.h"
@@ -35,12 +34,10 @@ struct Call
 };
 
 /// One thread's calls: what it is in, and what came back that must not.
-class Caller
+class Caller : public Dice
 {
 public:
-    Caller(const char* name, unsigned seed) : name_(name), random_(seed) {}
-
-    int below(int end) { return std::uniform_int_distribution(0, end - 1)(random_); }
+    Caller(const char* name, unsigned seed) : Dice(seed), name_(name) {}
 
     void make(const Call& call)
     {
@@ -52,7 +49,7 @@ public:
         EXPECT_NE(call.allowed.end(), std::ranges::find(call.allowed, result))
             << name_ << ": " << call.what << " returned " << hex(result);
     }
-    void makeOneOf(std::initializer_list<Call> calls) { make(calls.begin()[below(static_cast<int>(calls.size()))]); }
+    void makeOneOf(const std::vector<Call>& calls) { make(of(calls)); }
 
     void giveUpIfHanging() const
     {
@@ -68,7 +65,6 @@ public:
 
 private:
     const char* name_;
-    std::mt19937 random_;
     std::atomic<const char*> what_ = nullptr;
     std::atomic<ULONGLONG> since_ = 0;
     std::atomic<unsigned> calls_ = 0;
@@ -85,16 +81,15 @@ public:
         ASSERT_HRESULT(S_OK, load(kTwoProgramsSample));
         ASSERT_HRESULT(S_OK, demux::createDemultiplexer(&demultiplexer));
         const auto input = findPin(*demultiplexer.Get(), PINDIR_INPUT);
-        graph.emplace();
-        graph->connect(*filter.Get(), *pin.Get(), *demultiplexer.Get(), *input.Get());
-        ASSERT_HRESULT(S_OK, query<IMediaFilter>(graph->builder.Get(), IID_IMediaFilter)->SetSyncSource(nullptr));
+        graph.connect(*filter.Get(), *pin.Get(), *demultiplexer.Get(), *input.Get());
+        ASSERT_HRESULT(S_OK, query<IMediaFilter>(graph.builder.Get(), IID_IMediaFilter)->SetSyncSource(nullptr));
     }
 
     void TearDown() override
     {
-        EXPECT_HRESULT(S_OK, graph->control->Stop());
-        EXPECT_HRESULT(S_OK, graph->builder->RemoveFilter(filter.Get()));
-        graph.reset();
+        EXPECT_HRESULT(S_OK, graph.control->Stop());
+        EXPECT_HRESULT(S_OK, graph.builder->RemoveFilter(filter.Get()));
+        EXPECT_HRESULT(S_OK, graph.builder->RemoveFilter(demultiplexer.Get()));
         EXPECT_EQ(0U, demultiplexer.Reset());
         FilterTest::TearDown();
     }
@@ -105,7 +100,7 @@ public:
     void ask(Caller& caller);
     void showPage(Caller& caller);
 
-    std::optional<Graph> graph;
+    Graph graph;
     ComPtr<IBaseFilter> demultiplexer;
     std::mutex stateMutex;  // programs and files are changed while the graph is stopped
     bool stopped = true;
@@ -117,21 +112,21 @@ void StressTest::changeState(Caller& caller)
     OAFilterState state = State_Stopped;
     const auto stop = [&] {
         stopped = true;
-        return graph->control->Stop();
+        return graph.control->Stop();
     };
     const auto start = [&](HRESULT (STDMETHODCALLTYPE IMediaControl::*how)()) {
         stopped = false;
-        return (graph->control.Get()->*how)();
+        return (graph.control.Get()->*how)();
     };
     const auto disconnectLater = [&] {
-        Sleep(static_cast<DWORD>(caller.below(10)));  // something is delivered
+        Sleep(caller.below(10));  // something is delivered
         return stopped ? VFW_E_NOT_STOPPED : pin->Disconnect();
     };
     caller.makeOneOf({
         {"Run", [&] { return start(&IMediaControl::Run); }, {S_OK, S_FALSE}},
         {"Pause", [&] { return start(&IMediaControl::Pause); }, {S_OK, S_FALSE}},
         {"IMediaControl::GetState",
-         [&] { return graph->control->GetState(caller.below(20), &state); },
+         [&] { return graph.control->GetState(caller.below(20), &state); },
          {S_OK, VFW_S_STATE_INTERMEDIATE}},
         {"Disconnect", disconnectLater, {VFW_E_NOT_STOPPED}},
         {"Stop", stop},
@@ -145,7 +140,7 @@ void StressTest::changeFile(Caller& caller)
 {
     const auto program = static_cast<WORD>(caller.below(3));
     const auto pmtPid = static_cast<WORD>(0x1000 + program);
-    const auto size = static_cast<DWORD>(20'000 + caller.below(40'000));
+    const DWORD size = 20'000 + caller.below(40'000);
     caller.makeOneOf({
         {"Load", [&] { return load(program == 0 ? kMpeg2Sample : kTwoProgramsSample); }},
         {"SelectProgram", [&] { return tarnwell->SelectProgram(program); }, {S_OK, E_FAIL}},
@@ -167,12 +162,12 @@ void StressTest::move(Caller& caller)
         {"put_Rate", [&] { return position->put_Rate(1.0 + value); }},
         {"CanSeekForward", [&] { return position->CanSeekForward(&can); }},
     });
-    Sleep(static_cast<DWORD>(caller.below(2)));
+    Sleep(caller.below(2));
 }
 
 void StressTest::ask(Caller& caller)
 {
-    const auto index = static_cast<DWORD>(caller.below(3));
+    const DWORD index = caller.below(3);
     DWORD number = 0;
     WORD program = static_cast<WORD>(index + 1);
     WORD pid = static_cast<WORD>(0x1000 + index);
@@ -186,7 +181,7 @@ void StressTest::ask(Caller& caller)
         const HRESULT result = pin->ConnectionMediaType(&type);
         return SUCCEEDED(result) ? pin->QueryAccept(&type) : result;
     };
-    const auto getState = [&] { return filter->GetState(static_cast<DWORD>(caller.below(20)), &state); };
+    const auto getState = [&] { return filter->GetState(caller.below(20), &state); };
     const auto getStream = [&] { return tarnwell->GetStreamInfo(index, pid, program, &pid, &text); };
     caller.makeOneOf({
         {"GetProgramCount", [&] { return tarnwell->GetProgramCount(&number); }},
@@ -204,7 +199,7 @@ void StressTest::ask(Caller& caller)
     SysFreeString(text);
     CoTaskMemFree(name);
     CoTaskMemFree(type.pbFormat);
-    Sleep(static_cast<DWORD>(caller.below(2)));
+    Sleep(caller.below(2));
 }
 
 /// As a property frame does it, in an apartment of its own.
@@ -213,12 +208,12 @@ void StressTest::showPage(Caller& caller)
     PageFrame frame;
     const auto create = [&] { return module.create(CLSID_ZarnowTSProperties, IID_PPV_ARGS(&frame.page)); };
     const auto choose = [&] {
-        frame.choose(caller.below(2));
+        frame.choose(static_cast<int>(caller.below(2)));
         return S_OK;
     };
     caller.make({"creating a page", create});
     caller.make({"showing it", [&] { return frame.open(filter.Get()); }});
-    for (int step = caller.below(10); step > 0; --step) {
+    for (unsigned step = caller.below(10); step > 0; --step) {
         for (MSG message; PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE);)
             DispatchMessageW(&message);
         if (const std::unique_lock lock(stateMutex, std::try_to_lock); lock && stopped)
