@@ -13,8 +13,7 @@ template <class Enum, class Item>
 struct Kind
 {
     std::function<HRESULT(Enum**)> open;
-    std::function<int(Item)> indexOf;
-    std::function<void(Item)> give;
+    std::function<int(Item)> take;
     std::function<void()> change;
 
     std::vector<int> next(ComPtr<Enum>& from, ULONG count, HRESULT expected) const
@@ -24,8 +23,7 @@ struct Kind
         EXPECT_HRESULT(expected, from->Next(count, got.data(), &fetched));
         got.resize(std::min(fetched, count));
         std::vector<int> indices;
-        std::ranges::transform(got, std::back_inserter(indices), indexOf);
-        std::ranges::for_each(got, give);
+        std::ranges::transform(got, std::back_inserter(indices), take);
         return indices;
     }
 
@@ -69,22 +67,20 @@ TEST_F(FrameworkTest, EnumeratorsKeepToTheRules)
                          mediaType(MEDIATYPE_Stream, MEDIASUBTYPE_MPEG1System)}},
               3);
     TestStream& stream = pair.stream();
-    Kind<IEnumPins, IPin*>{
-        [&](IEnumPins** out) { return pair.source->EnumPins(out); },
-        [&](IPin* pin) { return pair.filter->FindPinNumber(pin); },
-        [](IPin* pin) { pin->Release(); },
-        [&] { pair.filter->IncrementPinVersion(); },
-    }
-        .keepsToTheRules();
-    const auto indexOf = [&types = stream.plan.types](const AM_MEDIA_TYPE* type) {
-        return static_cast<int>(std::ranges::find(types, type->subtype, &CMediaType::subtype) - types.begin());
+    const auto takePin = [&](IPin* pin) {
+        pin->Release();
+        return pair.filter->FindPinNumber(pin);
     };
-    Kind<IEnumMediaTypes, AM_MEDIA_TYPE*>{
-        [&](IEnumMediaTypes** out) { return stream.EnumMediaTypes(out); },
-        indexOf,
-        DeleteMediaType,
-        [&] { stream.IncrementTypeVersion(); },
-    }
+    const auto takeType = [&types = stream.plan.types](AM_MEDIA_TYPE* type) {
+        const auto found = std::ranges::find(types, type->subtype, &CMediaType::subtype);
+        DeleteMediaType(type);
+        return static_cast<int>(found - types.begin());
+    };
+    Kind<IEnumPins, IPin*>{[&](IEnumPins** out) { return pair.source->EnumPins(out); }, takePin,
+                           [&] { pair.filter->IncrementPinVersion(); }}
+        .keepsToTheRules();
+    Kind<IEnumMediaTypes, AM_MEDIA_TYPE*>{[&](IEnumMediaTypes** out) { return stream.EnumMediaTypes(out); }, takeType,
+                                          [&] { stream.IncrementTypeVersion(); }}
         .keepsToTheRules();
     EXPECT_EQ(1u, references(pair.source.get()));
 }
