@@ -48,7 +48,9 @@ TEST_F(Allocator, IsNegotiated)
             {
                 Pair pair;
                 pair.sink.offeredAllocator = offered ? allocator.get() : nullptr;
-                pair.sink.refusedAllocator = refused ? allocator.get() : nullptr;
+                pair.sink.onAllocator = [&](IMemAllocator& a) {
+                    return refused && &a == allocator.get() ? E_FAIL : S_OK;
+                };
                 pair.sink.requirements.cbAlign = offered ? 64 : 0;
                 ASSERT_HRESULT(S_OK, pair.connect());
                 EXPECT_EQ(offered && !refused, pair.stream().allocator() == allocator.get());

@@ -59,7 +59,8 @@ TEST_F(DownstreamTest, RefusalsAreReportedAndLeaveNothing)
     } refusals[] = {
         {"the type", VFW_E_NO_ACCEPTABLE_TYPES, S_OK, [](auto& sink, auto&) { sink.typeResult = S_FALSE; }},
         {"the connection", E_ACCESSDENIED, S_OK, [](auto& sink, auto&) { sink.connectionResult = E_ACCESSDENIED; }},
-        {"every allocator", E_UNEXPECTED, S_OK, [](auto& sink, auto&) { sink.allocatorResult = E_UNEXPECTED; }},
+        {"every allocator", E_UNEXPECTED, S_OK,
+         [](auto& sink, auto&) { sink.onAllocator = [](IMemAllocator&) { return E_UNEXPECTED; }; }},
         {"properties of its allocator, for which another one stands in", S_OK, S_OK,
          [](auto&, auto& allocator) { allocator.propertiesResult = E_FAIL; }, true},
         {"to commit its allocator", S_OK, E_OUTOFMEMORY,
@@ -160,15 +161,14 @@ protected:
         ASSERT_TRUE(sink.waitForFirst());
         limit.emplace();
         // As a renderer does that is stopped meanwhile.
-        renderer = std::thread([this] {
+        renderer = std::jthread([this] {
             Sleep(100);
             SetEvent(sink.blockUntil);
         });
     }
     void TearDown() override
     {
-        if (renderer.joinable())
-            renderer.join();
+        renderer = {};
         limit.reset();
         EXPECT_EQ(0, sink.endsOfStream);
         FilterTest::TearDown();
@@ -177,7 +177,7 @@ protected:
     }
 
     SinkFilter sink;
-    std::thread renderer;
+    std::jthread renderer;
     std::optional<AtOnce> limit;
 };
 

@@ -87,11 +87,9 @@ STDMETHODIMP SinkInputPin::GetAllocatorRequirements(ALLOCATOR_PROPERTIES* proper
 
 STDMETHODIMP SinkInputPin::NotifyAllocator(IMemAllocator* allocator, BOOL readOnly)
 {
-    const HRESULT result = sink_.onAllocator ? sink_.onAllocator(*allocator) : sink_.allocatorResult;
+    const HRESULT result = sink_.onAllocator ? sink_.onAllocator(*allocator) : S_OK;
     if (FAILED(result))
         return result;
-    if (allocator == sink_.refusedAllocator)
-        return E_FAIL;
     allocator->GetProperties(&sink_.agreed);
     return CBaseInputPin::NotifyAllocator(allocator, readOnly);
 }
