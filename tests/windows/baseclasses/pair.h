@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <functional>
 #include <tuple>
 #include <vector>
@@ -29,6 +30,7 @@ struct StreamPlan
 
 inline const StreamPlan kEndless{.samples = -1};
 constexpr LONG kBuffers = 4;
+constexpr std::chrono::seconds kLong(5);  // for what does not come
 
 class TestStream : public CSourceStream
 {
@@ -54,7 +56,6 @@ public:
     }
     HRESULT DecideBufferSize(IMemAllocator* allocator, ALLOCATOR_PROPERTIES* request) override
     {
-        requested = *request;
         if (FAILED(plan.bufferDecision))
             return plan.bufferDecision;
         request->cBuffers = kBuffers;
@@ -71,7 +72,6 @@ public:
     StreamPlan plan;
     std::atomic<int> threadsCreated = 0;
     std::atomic<int> threadsDestroyed = 0;
-    ALLOCATOR_PROPERTIES requested = {};
 
 protected:
     HRESULT FillBuffer(IMediaSample*) override
@@ -123,12 +123,20 @@ public:
     HRESULT connect(const AM_MEDIA_TYPE* type = nullptr) { return stream().Connect(&input(), type); }
     void disconnect()
     {
-        stream().Disconnect();
+        for (int i = 0; i < filter->GetPinCount(); ++i)
+            stream(i).Disconnect();
         input().Disconnect();
+        other.input.Disconnect();
     }
     /// As a graph does: from the renderer upwards.
     HRESULT pause() { return FAILED(sink.Pause()) ? E_FAIL : source->Pause(); }
     HRESULT run() { return FAILED(sink.Run(0)) ? E_FAIL : source->Run(0); }
+    /// Connects first.
+    void play()
+    {
+        EXPECT_HRESULT(S_OK, connect());
+        EXPECT_HRESULT(S_OK, run());
+    }
     HRESULT stop() { return FAILED(sink.Stop()) ? E_FAIL : source->Stop(); }
     FILTER_STATE state() const
     {
@@ -157,6 +165,7 @@ public:
     TestSource* filter;
     ComPtr<IBaseFilter> source;  ///< the same filter
     SinkFilter sink;
+    SinkFilter other;  ///< connected by nobody but the test
 };
 
 }  // namespace zarnow::test

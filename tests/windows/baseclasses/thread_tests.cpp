@@ -15,9 +15,8 @@ namespace zarnow::test {
 namespace {
 
 /// Answers each command with its double and ends on 0; 99 makes it end without an answer.
-class Doubler : public CAMThread
+struct Doubler : CAMThread
 {
-public:
     ~Doubler() override { end(); }
     void end()
     {
@@ -25,22 +24,20 @@ public:
             CallWorker(0);
         Close();
     }
-    DWORD ownCall = 0;
-    std::vector<DWORD> requests;
-
-protected:
     DWORD ThreadProc() override
     {
         ownCall = CallWorker(1);
-        for (;;) {
+        do {
             requests.push_back(GetRequest());
             if (requests.back() == 99)
                 return 1;
             Reply(requests.back() * 2);
-            if (requests.back() == 0)
-                return 0;
-        }
+        } while (requests.back() != 0);
+        return 0;
     }
+
+    DWORD ownCall = 0;
+    std::vector<DWORD> requests;
 };
 
 TEST(Thread, AnswersOneCommandAtATime)
@@ -49,15 +46,14 @@ TEST(Thread, AnswersOneCommandAtATime)
     EXPECT_HRESULT(E_FAIL, worker.CallWorker(1)) << "nobody is there yet";
     ASSERT_TRUE(worker.Create());
     EXPECT_FALSE(worker.Create()) << "there is one already";
-    std::vector<std::thread> callers;
+    std::vector<std::jthread> callers;
     std::atomic<int> wrong{0};
     for (DWORD caller = 1; caller <= 4; ++caller)
         callers.emplace_back([&, caller] {
             for (DWORD i = 1; i <= 50; ++i)
                 wrong += worker.CallWorker(caller * 100 + i) != 2 * (caller * 100 + i);
         });
-    for (std::thread& caller : callers)
-        caller.join();
+    callers.clear();
     EXPECT_EQ(0, wrong);
     worker.end();
     EXPECT_FALSE(worker.ThreadExists());

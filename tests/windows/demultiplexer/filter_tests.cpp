@@ -1,33 +1,15 @@
 // The demultiplexer as a filter: pins and PID maps come and go, streams are delivered.
 
 #include "tests/windows/demultiplexer/demux_fixture.h"
+#include "tests/windows/support/demultiplexer_pins.h"
 
 namespace zarnow::test {
 
 namespace {
 
+using Packets = std::vector<Data>;
+
 constexpr REFERENCE_TIME kSecond = 10'000'000;
-
-class Demultiplexer : public DemuxTest
-{
-protected:
-    HRESULT setType(const wchar_t* name, CMediaType type)
-    {
-        return demultiplexer->SetOutputPinMediaType(const_cast<LPWSTR>(name), &type);
-    }
-    /// A video pin at the first sink, an audio pin at the second, everything running.
-    void playBoth()
-    {
-        connectPin(L"V", kVideo, MEDIA_ELEMENTARY_STREAM, first);
-        connectPin(L"A", kAudio, MEDIA_ELEMENTARY_STREAM, second);
-        play();
-    }
-    Data v(unsigned seed, unsigned size = 500) { return multiplexer.stream(kVideo, video(seed, size)); }
-    Data a(unsigned seed) { return multiplexer.stream(kAudio, audio(seed)); }
-    void end() { EXPECT_HRESULT(S_OK, source.pin.DeliverEndOfStream()); }
-
-    Multiplexer multiplexer;
-};
 
 TEST_F(Demultiplexer, CreatesAndDeletesPinsByName)
 {
@@ -71,7 +53,7 @@ TEST_F(Demultiplexer, ChangesATypeAlsoOnAConnectedPin)
     EXPECT_HRESULT(VFW_E_TYPE_NOT_ACCEPTED, setType(L"A", pinType(5)));
     EXPECT_HRESULT(S_OK, setType(L"A", pinType(6)));
     play();
-    EXPECT_HRESULT(S_OK, source.push(join({a(1), a(2)})));
+    push({a(1), a(2)});
     ASSERT_EQ(2U, first.samples.size());
     EXPECT_EQ(6U, first.samples[0].newSampleSize) << "the first sample brings the new type";
     EXPECT_EQ(std::nullopt, first.samples[1].newSampleSize);
@@ -81,41 +63,120 @@ TEST_F(Demultiplexer, ChangesATypeAlsoOnAConnectedPin)
 
 TEST_F(Demultiplexer, MapsPids)
 {
-    using Entries = std::vector<std::pair<ULONG, int>>;
     ComPtr<IPin> pin;
     ASSERT_HRESULT(S_OK, create(L"A", pin));
     const ComPtr<IMPEG2PIDMap> map = mapOf(pin.Get());
-    const auto entries = [&] {
-        Entries result;
-        ComPtr<IEnumPIDMap> list;
-        EXPECT_HRESULT(S_OK, map->EnumPIDMap(list.GetAddressOf()));
-        PID_MAP entry{};
-        for (ULONG count = 0; list->Next(1, &entry, &count) == S_OK;)
-            result.emplace_back(entry.ulPID, entry.MediaSampleContent);
-        return result;
-    };
     ULONG pids[] = {0, 0x1FFF, 0x100};
     ULONG wrong[] = {5, 0x2000};
     EXPECT_HRESULT(S_OK, map->MapPID(3, pids, MEDIA_ELEMENTARY_STREAM));
     EXPECT_HRESULT(S_OK, map->MapPID(1, &pids[1], MEDIA_TRANSPORT_PAYLOAD)) << "mapped anew";
-    const Entries mapped{
-        {0, MEDIA_ELEMENTARY_STREAM}, {0x1FFF, MEDIA_TRANSPORT_PAYLOAD}, {0x100, MEDIA_ELEMENTARY_STREAM}};
-    EXPECT_EQ(mapped, entries());
     EXPECT_HRESULT(E_INVALIDARG, map->MapPID(2, wrong, MEDIA_ELEMENTARY_STREAM));
     EXPECT_HRESULT(E_INVALIDARG, map->MapPID(1, wrong, MEDIA_MPEG2_PSI));
     EXPECT_HRESULT(E_INVALIDARG, map->UnmapPID(2, wrong));
     EXPECT_HRESULT(E_POINTER, map->MapPID(1, nullptr, MEDIA_ELEMENTARY_STREAM));
-    EXPECT_EQ(mapped, entries()) << "a refused call changes nothing";
+    EXPECT_EQ(std::set<std::string>{"A video 0 elementary 8191 payload 256 elementary"},
+              demultiplexerPins(*filter.Get()))
+        << "a refused call changes nothing";
     EXPECT_HRESULT(S_OK, map->UnmapPID(2, pids));
     EXPECT_HRESULT(S_OK, map->UnmapPID(2, pids)) << "no longer mapped is no error";
-    EXPECT_EQ((Entries{{0x100, MEDIA_ELEMENTARY_STREAM}}), entries());
+    EXPECT_EQ(std::set<std::string>{"A video 256 elementary"}, demultiplexerPins(*filter.Get()));
+}
+
+TEST_F(Demultiplexer, DropsTheUnitThatAFaultFellIntoAndNoOther)
+{
+    const std::vector<Data> units{video(1), video(2, 450), video(3, 250)};
+    static constexpr Header kNoPayload{.pid = kVideo, .unitStart = false, .control = 2, .adaptation = 183};
+    const struct
+    {
+        const char* fault;
+        std::vector<std::size_t> arriving;
+        bool lossSeen;
+        void (*apply)(Packets&);  // to packets 0 to 2, 3 to 5, 6 and 7
+    } cases[] = {
+        {"nothing wrong", {0, 1, 2}, false, [](Packets&) {}},
+        {"a packet is lost", {0, 2}, true, [](Packets& p) { p.erase(p.begin() + 4); }},
+        {"the first one of a unit is lost", {2}, true, [](Packets& p) { p.erase(p.begin() + 3); }},
+        {"a packet is sent twice", {0, 1, 2}, false, [](Packets& p) { p.insert(p.begin() + 4, p[4]); }},
+        {"the first one of a unit is sent twice", {0, 1, 2}, false, [](Packets& p) { p.insert(p.begin() + 3, p[3]); }},
+        {"sent three times", {0, 2}, true, [](Packets& p) { p.insert(p.begin() + 4, 2, p[4]); }},
+        {"marked as in error", {0, 2}, true, [](Packets& p) { p[4] = withByte(p[4], 1, 0x81); }},
+        {"scrambled", {0, 2}, true, [](Packets& p) { p[4] = withByte(p[4], 3, 0x94); }},
+        {"all adaptation field", {0, 2}, true, [](Packets& p) { p[4] = withByte(withByte(p[4], 3, 0x34), 4, 0xFF); }},
+        {"the jump of the counter is signalled",
+         {0, 1, 2},
+         false,
+         [](Packets& p) { p[7] = withByte(withByte(p[7], 3, 0x30), 5, 0x80); }},
+        {"packets without payload repeat the counter",
+         {0, 1, 2},
+         false,
+         [](Packets& p) { p.insert(p.begin() + 5, 2, withByte(packet(kNoPayload), 3, 0x24)); }},
+        {"other PIDs and garbage come in between",
+         {0, 1, 2},
+         false,
+         [](Packets& p) {
+             p.insert(p.begin() + 4, {nullPackets(1), packet({.pid = kAudio}), filled(188)});
+         }},
+        {"garbage with a sync byte comes first",
+         {0, 1, 2},
+         false,
+         [](Packets& p) {
+             p.insert(p.begin(), join({filled(20), {0x47}, filled(30)}));
+         }},
+        {"a sync byte is lost", {0, 2}, true, [](Packets& p) { p[4] = withByte(p[4], 0, 0xB8); }},
+        {"bytes are lost, and with them the next packet's start", {0, 2}, true, [](Packets& p) { p[3].resize(183); }},
+        {"the stream ends within a packet", {0, 1, 2}, false, [](Packets& p) { p.push_back(firstBytes(p[0], 100)); }},
+        {"garbage ahead of the last packet", {0, 1, 2}, false, [](Packets& p) { p.insert(p.begin() + 7, filled(9)); }},
+        {"nothing but sync bytes", {}, false, [](Packets& p) { p = {filled(1000, 0x47)}; }},
+        {"it starts in the middle of a unit", {1, 2}, false, [](Packets& p) { p.erase(p.begin()); }},
+    };
+    connectPin(L"V", kVideo, MEDIA_TRANSPORT_PAYLOAD, first);
+    play();
+    for (const auto& c : cases) {
+        counters.clear();
+        Data whole;
+        for (const Data& unit : units)
+            append(whole, packets(kVideo, unit));
+        Packets stream = cut(whole, kPacket);
+        c.apply(stream);
+        Data damaged;
+        for (const Data& each : stream)
+            append(damaged, each);
+        Data arriving;
+        for (const std::size_t index : c.arriving)
+            append(arriving, units[index]);
+        for (const std::size_t chunk : {1U, 7U, 100U, 187U, 188U, 189U, 400U, 5000U}) {
+            SCOPED_TRACE(testing::Message() << c.fault << ", in chunks of " << chunk);
+            for (const Data& piece : cut(damaged, chunk))
+                push({piece});
+            end();
+            EXPECT_EQ(arriving, first.allBytes());
+            EXPECT_EQ(c.arriving.size(), first.samples.size());
+            EXPECT_EQ(c.lossSeen, std::ranges::any_of(first.samples, &Received::discontinuity));
+            first.samples.clear();
+        }
+    }
+}
+
+TEST_F(Demultiplexer, KeepsToTheLengthsOfUnits)
+{
+    connectPin(L"V", kVideo, MEDIA_TRANSPORT_PAYLOAD, first);
+    play();
+    push({packets(kVideo, join({audio(1), noise(40, 5)}))});
+    EXPECT_EQ(audio(1), first.allBytes()) << "bytes behind a packet with a length belong to nothing";
+    first.samples.clear();
+    const Data endless = video(1, 9'000'000);
+    for (const Data& piece : cut(packets(kVideo, endless), 1'000'000))
+        push({piece});
+    EXPECT_LT(8'000'000U, first.allBytes().size()) << "in parts of about 4 MiB";
+    end();
+    EXPECT_TRUE(endless == first.allBytes());
 }
 
 TEST_F(Demultiplexer, DeliversElementaryStreamsWithTimesFromTheFirstStampOn)
 {
     playBoth();
-    Data others = multiplexer.stream(kAudio, withByte(audio(9), 3, 0xBE));  // padding, and no PES packet at all
-    append(others, multiplexer.stream(kAudio, noise(50, 9)));
+    Data others = packets(kAudio, withByte(audio(9), 3, 0xBE));  // padding, and no PES packet at all
+    append(others, packets(kAudio, noise(50, 9)));
     const Data stream = join({v(1), others, a(1), v(2), a(2), v(3)});
     for (const Data& piece : cut(stream, 77))
         EXPECT_HRESULT(S_OK, source.push(piece));
@@ -135,7 +196,7 @@ TEST_F(Demultiplexer, DeliversElementaryStreamsWithTimesFromTheFirstStampOn)
 TEST_F(Demultiplexer, MarksTheFirstSampleOfAPacketAndTheFirstAfterALoss)
 {
     playBoth();
-    EXPECT_HRESULT(S_OK, source.push(v(1, 200'000)));
+    push({v(1, 200'000)});
     Data sound = join({a(1), a(2), a(3)});  // of two transport packets each
     sound.erase(sound.begin() + 2 * kPacket, sound.begin() + 3 * kPacket);
     EXPECT_HRESULT(S_OK, source.push(sound));
@@ -152,40 +213,31 @@ TEST_F(Demultiplexer, MarksTheFirstSampleOfAPacketAndTheFirstAfterALoss)
 
 TEST_F(Demultiplexer, StartsAnew)
 {
-    const struct
-    {
-        const char* when;
-        bool discontinuity;
-        const char* calls;
-        std::function<void()> interrupt;
-    } cases[] = {
-        {"at a discontinuity of the input", true, "S", [] {}},
-        {"after a stop", false, "S",
-         [&] {
-             stop();
-             run();
-         }},
-        {"after a flush", false, "BFNS",
-         [&] {
-             EXPECT_HRESULT(S_OK, source.pin.DeliverBeginFlush());
-             EXPECT_HRESULT(S_FALSE, source.push(v(2))) << "nothing is taken while flushing";
-             EXPECT_HRESULT(S_OK, source.pin.DeliverEndFlush());
-             EXPECT_HRESULT(S_OK, source.pin.DeliverNewSegment(0, kSecond, 1.0));
-         }},
-    };
-    playBoth();
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.when);
-        EXPECT_HRESULT(S_OK, source.push(join({v(1), firstBytes(a(9), 200)})));
+    const auto expectAnew = [&](const std::function<void()>& interrupt, bool discontinuity, const char* calls) {
+        push({v(1), firstBytes(a(9), 200)});
         first.samples.clear();
         first.calls.clear();
-        c.interrupt();
-        EXPECT_HRESULT(S_OK, source.push(join({v(5), v(6)}), c.discontinuity));
-        EXPECT_EQ(c.calls, first.calls);
+        interrupt();
+        EXPECT_HRESULT(S_OK, source.push(join({v(5), v(6)}), discontinuity));
+        EXPECT_EQ(calls, first.calls);
         EXPECT_EQ(noise(500, 5), first.allBytes()) << "nothing from before";
         EXPECT_TRUE(second.samples.empty());
         EXPECT_EQ(0, first.samples.at(0).start) << "times start again as well";
-    }
+    };
+    const auto restart = [&] {
+        stop();
+        run();
+    };
+    const auto flush = [&] {
+        EXPECT_HRESULT(S_OK, source.DeliverBeginFlush());
+        EXPECT_HRESULT(S_FALSE, source.push(v(2))) << "nothing is taken while flushing";
+        EXPECT_HRESULT(S_OK, source.DeliverEndFlush());
+        EXPECT_HRESULT(S_OK, source.DeliverNewSegment(0, kSecond, 1.0));
+    };
+    playBoth();
+    expectAnew([] {}, true, "S");
+    expectAnew(restart, false, "S");
+    expectAnew(flush, false, "BFNS");
 }
 
 TEST_F(Demultiplexer, GoesOnForThePinsThatStillTakeSamples)
@@ -193,9 +245,9 @@ TEST_F(Demultiplexer, GoesOnForThePinsThatStillTakeSamples)
     playBoth();
     first.receiveResult = S_FALSE;
     first.refuseAfter = 0;
-    EXPECT_HRESULT(S_OK, source.push(join({v(1), v(2), a(1)})));
+    push({v(1), v(2), a(1)});
     first.receiveResult = S_OK;
-    EXPECT_HRESULT(S_OK, source.push(join({v(3), a(2)})));
+    push({v(3), a(2)});
     EXPECT_EQ("", first.calls) << "who has refused gets nothing more";
     EXPECT_EQ("SS", second.calls);
     second.receiveResult = S_FALSE;
@@ -215,12 +267,12 @@ TEST_F(Demultiplexer, FollowsChangesOfTheMapsAndKeepsWhatOtherRoutesHaveCollecte
     const ComPtr<IPin> pin = connectPin(L"V", kVideo, MEDIA_ELEMENTARY_STREAM, first);
     connectPin(L"W", kVideo, MEDIA_TRANSPORT_PAYLOAD, second);
     play();
-    EXPECT_HRESULT(S_OK, source.push(join({v(1), a(1)})));
-    map(pin.Get(), kAudio);
-    EXPECT_HRESULT(S_OK, source.push(join({v(2), a(2)})));
+    push({v(1), a(1)});
     ULONG pid = kAudio;
+    EXPECT_HRESULT(S_OK, mapOf(pin.Get())->MapPID(1, &pid, MEDIA_ELEMENTARY_STREAM));
+    push({v(2), a(2)});
     EXPECT_HRESULT(S_OK, mapOf(pin.Get())->UnmapPID(1, &pid));
-    EXPECT_HRESULT(S_OK, source.push(a(3)));
+    push({a(3)});
     end();
     EXPECT_EQ(join({noise(500, 1), noise(300, 2), noise(500, 2)}), first.allBytes());
     EXPECT_EQ(join({video(1), video(2)}), second.allBytes());

@@ -1,8 +1,6 @@
 /// @file
-/// PES packets in transport packets with continuity counters.
+/// PES packets, and pieces of streams.
 #pragma once
-
-#include <map>
 
 #include "tests/support/dice.h"
 #include "tests/support/transport_stream.h"
@@ -40,28 +38,5 @@ inline std::vector<Data> cut(const Data& whole, std::size_t size)
         pieces.push_back(bytesFrom(whole, at, std::min(size, whole.size() - at)));
     return pieces;
 }
-
-inline Data joined(const std::vector<Data>& pieces)
-{
-    Data whole;
-    for (const Data& piece : pieces)
-        append(whole, piece);
-    return whole;
-}
-
-class Multiplexer
-{
-public:
-    Data stream(std::uint16_t pid, const Data& pesPacket)
-    {
-        Data packets = pesPackets(pid, pesPacket);
-        for (std::size_t at = 3; at < packets.size(); at += kPacket)
-            packets[at] = static_cast<std::uint8_t>(packets[at] | (counters_[pid]++ & 0x0F));
-        return packets;
-    }
-
-private:
-    std::map<std::uint16_t, std::uint8_t> counters_;
-};
 
 }  // namespace zarnow::test

@@ -1,5 +1,5 @@
 /// @file
-/// The system's filter graph.
+/// The system's filter graph, and a limit for what must not wait.
 #pragma once
 
 #include <control.h>
@@ -7,6 +7,13 @@
 #include "tests/windows/support/filter_fixture.h"
 
 namespace zarnow::test {
+
+/// For the length of a scope.
+struct AtOnce
+{
+    ~AtOnce() { EXPECT_GT(2000U, GetTickCount64() - begin) << "milliseconds"; }
+    const ULONGLONG begin = GetTickCount64();
+};
 
 struct Graph
 {

@@ -1,10 +1,10 @@
 #include "tests/windows/robustness/module_requests.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <mutex>
-#include <new>
-#include <type_traits>
+#include <tuple>
 #include <unordered_set>
 #include <utility>
 
@@ -57,17 +57,9 @@ Account account;
 bool refused()
 {
     const std::lock_guard lock(account.mutex);
-    if (account.thread != GetCurrentThreadId())
-        return false;
-    if (account.before > 0) {
-        --account.before;
-        return false;
-    }
-    if (account.count == 0)
-        return false;
-    --account.count;
-    account.failed = true;
-    return true;
+    const bool fails = account.thread == GetCurrentThreadId() && account.before-- <= 0 && account.count-- > 0;
+    account.failed |= fails;
+    return fails;
 }
 
 void* taken(void* block)
@@ -78,60 +70,45 @@ void* taken(void* block)
     return block;
 }
 
-void* givenBack(void* block)
+void givenBack(void* block)
 {
     const std::lock_guard lock(account.mutex);
     account.blocks.erase(block);
-    return block;
 }
 
-/// The function itself, whatever stands in the import tables.
-template <class Function>
-Function original(const wchar_t* library, const char* name)
-{
-    return reinterpret_cast<Function>(reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(library), name)));
-}
+enum class Does { takesMemory, resizesMemory, givesMemoryBack, makesObject };
 
-const auto realMalloc = &std::malloc;
-const auto realCalloc = &std::calloc;
-const auto realFree = &std::free;
-const auto realCoTaskMemAlloc = &CoTaskMemAlloc;
-const auto realCoTaskMemFree = original<decltype(&CoTaskMemFree)>(L"ole32.dll", "CoTaskMemFree");
-const auto realSysAllocString = &SysAllocString;
-const auto realSysFreeString = original<decltype(&SysFreeString)>(L"oleaut32.dll", "SysFreeString");
-const auto realVirtualAlloc = &VirtualAlloc;
-const auto realVirtualFree = &VirtualFree;
-const auto realCreateEvent = &CreateEventW;
-const auto realCreateSemaphore = &CreateSemaphoreW;
-const auto realCreateThread = &CreateThread;
-const auto realCreateDialogParam = &CreateDialogParamW;
-
-/// What stands in for such a function, with the function's own arguments.
-template <auto& real, class Function = std::remove_cvref_t<decltype(real)>>
-struct StandIn;
-template <auto& real, class Result, class First, class... Rest>
-struct StandIn<real, Result(WINAPI*)(First, Rest...)>
+/// A function's name, which tells its stand-in from those of its kin.
+template <std::size_t size>
+struct Name
 {
-    static Result WINAPI memory(First first, Rest... rest)
-    {
-        return refused() ? nullptr : static_cast<Result>(taken(real(first, rest...)));
-    }
-    static Result WINAPI object(First first, Rest... rest) { return refused() ? nullptr : real(first, rest...); }
-    static Result WINAPI release(First block, Rest... rest)
-    {
-        return real(static_cast<First>(givenBack(block)), rest...);
-    }
+    consteval Name(const char (&name)[size]) { std::copy_n(name, size, text); }
+    char text[size];
 };
 
-void* reallocated(void* block, std::size_t size)
+template <Name name, class Result, class... Arguments>
+Result(WINAPI* real)(Arguments...) = nullptr;
+
+template <Name name, Does does, class Result, class... Arguments>
+Result WINAPI standIn(Arguments... arguments)
 {
-    return refused() ? nullptr : taken(std::realloc(givenBack(block), size));
+    if constexpr (does != Does::givesMemoryBack)
+        if (refused())
+            return nullptr;
+    if constexpr (does == Does::givesMemoryBack || does == Does::resizesMemory)
+        givenBack(std::get<0>(std::tuple(arguments...)));
+    if constexpr (does == Does::takesMemory || does == Does::resizesMemory)
+        return static_cast<Result>(taken(real<name, Result, Arguments...>(arguments...)));
+    else
+        return real<name, Result, Arguments...>(arguments...);
 }
 
-template <class Function>
-void* asPointer(Function* function)
+/// @param function  itself, so ahead of a patch of the program's own import of it
+template <Name name, Does does, class Result, class... Arguments>
+ImportPatch patch(HMODULE module, Result(WINAPI* function)(Arguments...))
 {
-    return reinterpret_cast<void*>(function);
+    real<name, Result, Arguments...> = function;
+    return {module, name.text, reinterpret_cast<void*>(standIn<name, does, Result, Arguments...>)};
 }
 
 }  // namespace
@@ -160,35 +137,31 @@ void ImportPatch::write(void** entry, void* function)
 }
 
 ModuleRequests::ModuleRequests(HMODULE module)
+    : patches_{
+          patch<"malloc", Does::takesMemory>(module, std::malloc),
+          patch<"calloc", Does::takesMemory>(module, std::calloc),
+          patch<"realloc", Does::resizesMemory>(module, std::realloc),
+          patch<"free", Does::givesMemoryBack>(module, std::free),
+          patch<"CoTaskMemAlloc", Does::takesMemory>(module, CoTaskMemAlloc),
+          patch<"CoTaskMemFree", Does::givesMemoryBack>(module, CoTaskMemFree),
+          patch<"SysAllocString", Does::takesMemory>(module, SysAllocString),
+          patch<"SysFreeString", Does::givesMemoryBack>(module, SysFreeString),
+          patch<"VirtualAlloc", Does::takesMemory>(module, VirtualAlloc),
+          patch<"VirtualFree", Does::givesMemoryBack>(module, VirtualFree),
+          patch<"CreateEventW", Does::makesObject>(module, CreateEventW),
+          patch<"CreateSemaphoreW", Does::makesObject>(module, CreateSemaphoreW),
+          patch<"CreateThread", Does::makesObject>(module, CreateThread),
+          patch<"CreateDialogParamW", Does::makesObject>(module, CreateDialogParamW),
+          // What is handed out is freed by the receiver: the tests and their filters.
+          patch<"CoTaskMemFree", Does::givesMemoryBack>(GetModuleHandleW(nullptr), CoTaskMemFree),
+          patch<"SysFreeString", Does::givesMemoryBack>(GetModuleHandleW(nullptr), SysFreeString),
+      }
 {
-    const std::pair<const char*, void*> replacements[] = {
-        {"malloc", asPointer(StandIn<realMalloc>::memory)},
-        {"calloc", asPointer(StandIn<realCalloc>::memory)},
-        {"realloc", asPointer(reallocated)},
-        {"free", asPointer(StandIn<realFree>::release)},
-        {"CoTaskMemAlloc", asPointer(StandIn<realCoTaskMemAlloc>::memory)},
-        {"CoTaskMemFree", asPointer(StandIn<realCoTaskMemFree>::release)},
-        {"SysAllocString", asPointer(StandIn<realSysAllocString>::memory)},
-        {"SysFreeString", asPointer(StandIn<realSysFreeString>::release)},
-        {"VirtualAlloc", asPointer(StandIn<realVirtualAlloc>::memory)},
-        {"VirtualFree", asPointer(StandIn<realVirtualFree>::release)},
-        {"CreateEventW", asPointer(StandIn<realCreateEvent>::object)},
-        {"CreateSemaphoreW", asPointer(StandIn<realCreateSemaphore>::object)},
-        {"CreateThread", asPointer(StandIn<realCreateThread>::object)},
-        {"CreateDialogParamW", asPointer(StandIn<realCreateDialogParam>::object)},
-    };
-    for (const auto& [name, function] : replacements)
-        patches_.emplace_back(module, name, function);
-    // What is handed out is freed by the receiver: the tests and their filters.
-    const HMODULE program = GetModuleHandleW(nullptr);
-    patches_.emplace_back(program, "CoTaskMemFree", asPointer(StandIn<realCoTaskMemFree>::release));
-    patches_.emplace_back(program, "SysFreeString", asPointer(StandIn<realSysFreeString>::release));
 }
 
 ModuleRequests::~ModuleRequests()
 {
     succeedAgain();
-    patches_.clear();
     account.blocks.clear();
 }
 
@@ -198,7 +171,6 @@ void ModuleRequests::fail(long number, long count)
     account.thread = GetCurrentThreadId();
     account.before = number - 1;
     account.count = count;
-    account.failed = false;
 }
 
 bool ModuleRequests::succeedAgain()

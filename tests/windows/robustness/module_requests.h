@@ -4,7 +4,7 @@
 
 #include <windows.h>
 
-#include <list>
+#include <cstddef>
 
 namespace zarnow::test {
 
@@ -44,7 +44,7 @@ public:
     std::size_t blocksInUse() const;
 
 private:
-    std::list<ImportPatch> patches_;
+    ImportPatch patches_[16];
 };
 
 }  // namespace zarnow::test

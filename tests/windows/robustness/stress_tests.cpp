@@ -4,11 +4,10 @@
 #include <array>
 #include <cstdio>
 #include <cstdlib>
+#include <future>
 #include <mutex>
-#include <optional>
-#include <random>
-#include <thread>
 
+#include "tests/support/dice.h"
 #include "tests/windows/robustness/graph.h"
 #include "tests/windows/support/page_host.h"
 #include "tests/windows/support/watchdog.h"
@@ -30,17 +29,15 @@ unsigned long setting(const char* name, unsigned long otherwise)
 struct Call
 {
     const char* what;
-    std::initializer_list<HRESULT> allowed;
     std::function<HRESULT()> run;
+    std::vector<HRESULT> allowed = {S_OK};
 };
 
 /// One thread's calls: what it is in, and what came back that must not.
-class Caller
+class Caller : public Dice
 {
 public:
-    Caller(const char* name, unsigned seed) : name_(name), random_(seed) {}
-
-    int below(int end) { return std::uniform_int_distribution(0, end - 1)(random_); }
+    Caller(const char* name, unsigned seed) : Dice(seed), name_(name) {}
 
     void make(const Call& call)
     {
@@ -49,22 +46,25 @@ public:
         const HRESULT result = call.run();
         what_ = nullptr;
         ++calls_;
-        if (std::find(call.allowed.begin(), call.allowed.end(), result) == call.allowed.end())
-            ADD_FAILURE() << name_ << ": " << call.what << " returned " << hex(result);
+        EXPECT_NE(call.allowed.end(), std::ranges::find(call.allowed, result))
+            << name_ << ": " << call.what << " returned " << hex(result);
     }
-    void makeOneOf(std::initializer_list<Call> calls) { make(calls.begin()[below(static_cast<int>(calls.size()))]); }
+    void makeOneOf(const std::vector<Call>& calls) { make(of(calls)); }
 
-    std::string hanging() const
+    void giveUpIfHanging() const
     {
         const char* what = what_;
-        return what != nullptr && GetTickCount64() - since_ > kHangs ? std::string(name_) + " in " + what : "";
+        if (what != nullptr && GetTickCount64() - since_ > kHangs)
+            Watchdog::giveUp(std::string(name_) + " in " + what);
     }
-    const char* name() const { return name_; }
-    unsigned calls() const { return calls_; }
+    void report(unsigned atLeast) const
+    {
+        std::printf("%s: %u calls\n", name_, calls_.load());
+        EXPECT_LT(atLeast, calls_);
+    }
 
 private:
     const char* name_;
-    std::mt19937 random_;
     std::atomic<const char*> what_ = nullptr;
     std::atomic<ULONGLONG> since_ = 0;
     std::atomic<unsigned> calls_ = 0;
@@ -81,16 +81,15 @@ public:
         ASSERT_HRESULT(S_OK, load(kTwoProgramsSample));
         ASSERT_HRESULT(S_OK, demux::createDemultiplexer(&demultiplexer));
         const auto input = findPin(*demultiplexer.Get(), PINDIR_INPUT);
-        graph.emplace();
-        graph->connect(*filter.Get(), *pin.Get(), *demultiplexer.Get(), *input.Get());
-        ASSERT_HRESULT(S_OK, query<IMediaFilter>(graph->builder.Get(), IID_IMediaFilter)->SetSyncSource(nullptr));
+        graph.connect(*filter.Get(), *pin.Get(), *demultiplexer.Get(), *input.Get());
+        ASSERT_HRESULT(S_OK, query<IMediaFilter>(graph.builder.Get(), IID_IMediaFilter)->SetSyncSource(nullptr));
     }
 
     void TearDown() override
     {
-        EXPECT_HRESULT(S_OK, graph->control->Stop());
-        EXPECT_HRESULT(S_OK, graph->builder->RemoveFilter(filter.Get()));
-        graph.reset();
+        EXPECT_HRESULT(S_OK, graph.control->Stop());
+        EXPECT_HRESULT(S_OK, graph.builder->RemoveFilter(filter.Get()));
+        EXPECT_HRESULT(S_OK, graph.builder->RemoveFilter(demultiplexer.Get()));
         EXPECT_EQ(0U, demultiplexer.Reset());
         FilterTest::TearDown();
     }
@@ -100,56 +99,53 @@ public:
     void move(Caller& caller);
     void ask(Caller& caller);
     void showPage(Caller& caller);
-    void choose(Caller& caller, PageFrame& frame);
 
-    std::optional<Graph> graph;
+    Graph graph;
     ComPtr<IBaseFilter> demultiplexer;
     std::mutex stateMutex;  // programs and files are changed while the graph is stopped
     bool stopped = true;
-    ULONGLONG end = 0;
 };
 
 void StressTest::changeState(Caller& caller)
 {
     const std::lock_guard lock(stateMutex);
     OAFilterState state = State_Stopped;
-    switch (caller.below(6)) {
-        case 0:
-        case 1:
-            caller.makeOneOf({{"Run", {S_OK, S_FALSE}, [&] { return graph->control->Run(); }},
-                              {"Pause", {S_OK, S_FALSE}, [&] { return graph->control->Pause(); }}});
-            stopped = false;
-            break;
-        case 2:
-            caller.make({"IMediaControl::GetState", {S_OK, VFW_S_STATE_INTERMEDIATE}, [&] {
-                             return graph->control->GetState(caller.below(20), &state);
-                         }});
-            break;
-        case 3:
-            if (!stopped)
-                caller.make({"Disconnect", {VFW_E_NOT_STOPPED}, [&] { return pin->Disconnect(); }});
-            Sleep(static_cast<DWORD>(caller.below(10)));  // something is delivered
-            break;
-        default:
-            caller.make({"Stop", {S_OK}, [&] { return graph->control->Stop(); }});
-            stopped = true;
-            changeFile(caller);
-    }
+    const auto stop = [&] {
+        stopped = true;
+        return graph.control->Stop();
+    };
+    const auto start = [&](HRESULT (STDMETHODCALLTYPE IMediaControl::*how)()) {
+        stopped = false;
+        return (graph.control.Get()->*how)();
+    };
+    const auto disconnectLater = [&] {
+        Sleep(caller.below(10));  // something is delivered
+        return stopped ? VFW_E_NOT_STOPPED : pin->Disconnect();
+    };
+    caller.makeOneOf({
+        {"Run", [&] { return start(&IMediaControl::Run); }, {S_OK, S_FALSE}},
+        {"Pause", [&] { return start(&IMediaControl::Pause); }, {S_OK, S_FALSE}},
+        {"IMediaControl::GetState",
+         [&] { return graph.control->GetState(caller.below(20), &state); },
+         {S_OK, VFW_S_STATE_INTERMEDIATE}},
+        {"Disconnect", disconnectLater, {VFW_E_NOT_STOPPED}},
+        {"Stop", stop},
+        {"Stop", stop},
+    });
+    if (stopped && caller.below(2) == 0)
+        changeFile(caller);
 }
 
 void StressTest::changeFile(Caller& caller)
 {
     const auto program = static_cast<WORD>(caller.below(3));
-    const auto size = static_cast<DWORD>(20'000 + caller.below(40'000));
-    if (caller.below(2) == 0)
-        return;
+    const auto pmtPid = static_cast<WORD>(0x1000 + program);
+    const DWORD size = 20'000 + caller.below(40'000);
     caller.makeOneOf({
-        {"Load", {S_OK}, [&] { return load(program == 0 ? kMpeg2Sample : kTwoProgramsSample); }},
-        {"SelectProgram", {S_OK, E_FAIL}, [&] { return tarnwell->SelectProgram(program); }},
-        {"SelectProgramByNumber",
-         {S_OK, E_FAIL},
-         [&] { return tarnwell->SelectProgramByNumber(static_cast<WORD>(0x1000 + program), program + 1); }},
-        {"SetBufferSize", {S_OK}, [&] { return tarnwell->SetBufferSize(size); }},
+        {"Load", [&] { return load(program == 0 ? kMpeg2Sample : kTwoProgramsSample); }},
+        {"SelectProgram", [&] { return tarnwell->SelectProgram(program); }, {S_OK, E_FAIL}},
+        {"SelectProgramByNumber", [&] { return tarnwell->SelectProgramByNumber(pmtPid, program + 1); }, {S_OK, E_FAIL}},
+        {"SetBufferSize", [&] { return tarnwell->SetBufferSize(size); }},
     });
 }
 
@@ -158,20 +154,20 @@ void StressTest::move(Caller& caller)
     double value = caller.below(4) * 0.02;
     LONG can = 0;
     caller.makeOneOf({
-        {"put_CurrentPosition", {S_OK}, [&] { return position->put_CurrentPosition(value); }},
-        {"get_CurrentPosition", {S_OK}, [&] { return position->get_CurrentPosition(&value); }},
-        {"get_Duration", {S_OK}, [&] { return position->get_Duration(&value); }},
-        {"put_StopTime", {S_OK}, [&] { return position->put_StopTime(value); }},
-        {"get_StopTime", {S_OK}, [&] { return position->get_StopTime(&value); }},
-        {"put_Rate", {S_OK}, [&] { return position->put_Rate(1.0 + value); }},
-        {"CanSeekForward", {S_OK}, [&] { return position->CanSeekForward(&can); }},
+        {"put_CurrentPosition", [&] { return position->put_CurrentPosition(value); }},
+        {"get_CurrentPosition", [&] { return position->get_CurrentPosition(&value); }},
+        {"get_Duration", [&] { return position->get_Duration(&value); }},
+        {"put_StopTime", [&] { return position->put_StopTime(value); }},
+        {"get_StopTime", [&] { return position->get_StopTime(&value); }},
+        {"put_Rate", [&] { return position->put_Rate(1.0 + value); }},
+        {"CanSeekForward", [&] { return position->CanSeekForward(&can); }},
     });
-    Sleep(static_cast<DWORD>(caller.below(2)));
+    Sleep(caller.below(2));
 }
 
 void StressTest::ask(Caller& caller)
 {
-    const auto index = static_cast<DWORD>(caller.below(3));
+    const DWORD index = caller.below(3);
     DWORD number = 0;
     WORD program = static_cast<WORD>(index + 1);
     WORD pid = static_cast<WORD>(0x1000 + index);
@@ -181,62 +177,52 @@ void StressTest::ask(Caller& caller)
     AM_MEDIA_TYPE type = {};
     FILTER_STATE state = State_Stopped;
     ComPtr<IUnknown> other;
+    const auto accept = [&] {
+        const HRESULT result = pin->ConnectionMediaType(&type);
+        return SUCCEEDED(result) ? pin->QueryAccept(&type) : result;
+    };
+    const auto getState = [&] { return filter->GetState(caller.below(20), &state); };
+    const auto getStream = [&] { return tarnwell->GetStreamInfo(index, pid, program, &pid, &text); };
     caller.makeOneOf({
-        {"GetProgramCount", {S_OK}, [&] { return tarnwell->GetProgramCount(&number); }},
-        {"GetCurrentProgram", {S_OK, S_FALSE}, [&] { return tarnwell->GetCurrentProgram(&number, &program, &pid); }},
-        {"GetProgramInfo", {S_OK}, [&] { return tarnwell->GetProgramInfo(index, &pid, &program, &text); }},
-        {"GetStreamCount", {S_OK}, [&] { return tarnwell->GetStreamCount(pid, program, &number); }},
-        {"GetStreamInfo",
-         {S_OK, S_FALSE, E_FAIL},
-         [&] { return tarnwell->GetStreamInfo(index, pid, program, &pid, &text); }},
-        {"GetVideoInfo", {S_OK, E_FAIL}, [&] { return tarnwell->GetVideoInfo(&video); }},
-        {"GetCurFile", {S_OK}, [&] { return source->GetCurFile(&name, nullptr); }},
-        {"QueryAccept",
-         {S_OK},
-         [&] {
-             const HRESULT result = pin->ConnectionMediaType(&type);
-             return SUCCEEDED(result) ? pin->QueryAccept(&type) : result;
-         }},
-        {"IMediaFilter::GetState",
-         {S_OK, VFW_S_STATE_INTERMEDIATE},
-         [&] { return filter->GetState(static_cast<DWORD>(caller.below(20)), &state); }},
-        {"QueryInterface", {E_NOINTERFACE}, [&] { return filter->QueryInterface(IID_IMediaSeeking, &other); }},
-        {"QueryInterface", {S_OK}, [&] { return filter->QueryInterface(IID_ITarnwell, &other); }},
+        {"GetProgramCount", [&] { return tarnwell->GetProgramCount(&number); }},
+        {"GetCurrentProgram", [&] { return tarnwell->GetCurrentProgram(&number, &program, &pid); }, {S_OK, S_FALSE}},
+        {"GetProgramInfo", [&] { return tarnwell->GetProgramInfo(index, &pid, &program, &text); }},
+        {"GetStreamCount", [&] { return tarnwell->GetStreamCount(pid, program, &number); }},
+        {"GetStreamInfo", getStream, {S_OK, S_FALSE, E_FAIL}},
+        {"GetVideoInfo", [&] { return tarnwell->GetVideoInfo(&video); }, {S_OK, E_FAIL}},
+        {"GetCurFile", [&] { return source->GetCurFile(&name, nullptr); }},
+        {"QueryAccept", accept},
+        {"IMediaFilter::GetState", getState, {S_OK, VFW_S_STATE_INTERMEDIATE}},
+        {"QueryInterface", [&] { return filter->QueryInterface(IID_IMediaSeeking, &other); }, {E_NOINTERFACE}},
+        {"QueryInterface", [&] { return filter->QueryInterface(IID_ITarnwell, &other); }},
     });
     SysFreeString(text);
     CoTaskMemFree(name);
     CoTaskMemFree(type.pbFormat);
-    Sleep(static_cast<DWORD>(caller.below(2)));
+    Sleep(caller.below(2));
 }
 
 /// As a property frame does it, in an apartment of its own.
 void StressTest::showPage(Caller& caller)
 {
     PageFrame frame;
-    caller.make({"creating a page", {S_OK}, [&] {
-                     return module.create(CLSID_ZarnowTSProperties, IID_PPV_ARGS(&frame.page));
-                 }});
-    caller.make({"showing it", {S_OK}, [&] { return frame.open(filter.Get()); }});
-    for (int step = caller.below(10); step > 0; --step) {
+    const auto create = [&] { return module.create(CLSID_ZarnowTSProperties, IID_PPV_ARGS(&frame.page)); };
+    const auto choose = [&] {
+        frame.choose(static_cast<int>(caller.below(2)));
+        return S_OK;
+    };
+    caller.make({"creating a page", create});
+    caller.make({"showing it", [&] { return frame.open(filter.Get()); }});
+    for (unsigned step = caller.below(10); step > 0; --step) {
         for (MSG message; PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE);)
             DispatchMessageW(&message);
-        choose(caller, frame);
+        if (const std::unique_lock lock(stateMutex, std::try_to_lock); lock && stopped)
+            caller.make({"choosing a program", choose});
         Sleep(5);
     }
-    caller.make({"hiding it", {S_OK}, [&] { return frame.close(); }});
+    caller.make({"hiding it", [&] { return frame.close(); }});
     EXPECT_EQ(0U, frame.page.Reset());
     EXPECT_EQ(1U, frame.site.references);
-}
-
-void StressTest::choose(Caller& caller, PageFrame& frame)
-{
-    const std::unique_lock lock(stateMutex, std::try_to_lock);
-    if (!lock.owns_lock() || !stopped)
-        return;
-    caller.make({"choosing a program", {S_OK}, [&] {
-                     frame.choose(caller.below(2));
-                     return S_OK;
-                 }});
 }
 
 TEST_F(StressTest, FourThreadsOnOneFilter)
@@ -245,15 +231,14 @@ TEST_F(StressTest, FourThreadsOnOneFilter)
     const unsigned long seed = setting("ZARNOW_STRESS_SEED", GetTickCount() ^ GetCurrentProcessId());
     std::printf("ZARNOW_STRESS_SEED=%lu ZARNOW_STRESS_SECONDS=%lu\n", seed, seconds);
     std::fflush(stdout);
-    end = GetTickCount64() + seconds * 1000;
+    const ULONGLONG end = GetTickCount64() + seconds * 1000;
 
     struct Worker
     {
         Caller caller;
         void (StressTest::*step)(Caller&);
         DWORD apartment;
-        std::atomic<bool> done = false;
-        std::thread thread = {};
+        std::future<void> done = {};
     };
     std::array<Worker, 4> workers = {{
         {{"state", seed}, &StressTest::changeState, COINIT_MULTITHREADED},
@@ -262,26 +247,20 @@ TEST_F(StressTest, FourThreadsOnOneFilter)
         {{"page", seed + 3}, &StressTest::showPage, COINIT_APARTMENTTHREADED},
     }};
     for (Worker& worker : workers) {
-        worker.thread = std::thread([this, &worker] {
+        worker.done = std::async(std::launch::async, [this, end, &worker] {
             CoInitializeEx(nullptr, worker.apartment);
             while (GetTickCount64() < end)
                 (this->*worker.step)(worker.caller);
             CoUninitialize();
-            worker.done = true;
         });
     }
-    while (!std::ranges::all_of(workers, [](const Worker& worker) { return worker.done.load(); })) {
-        Watchdog::grantTime();
-        Sleep(100);
-        for (const Worker& worker : workers) {
-            if (const std::string hanging = worker.caller.hanging(); !hanging.empty())
-                Watchdog::giveUp(hanging);
+    for (Worker& waitedFor : workers) {
+        while (waitedFor.done.wait_for(std::chrono::milliseconds(100)) != std::future_status::ready) {
+            Watchdog::grantTime();
+            for (const Worker& worker : workers)
+                worker.caller.giveUpIfHanging();
         }
-    }
-    for (Worker& worker : workers) {
-        worker.thread.join();
-        std::printf("%s: %u calls\n", worker.caller.name(), worker.caller.calls());
-        EXPECT_LT(seconds, worker.caller.calls());
+        waitedFor.caller.report(seconds);
     }
 }
 

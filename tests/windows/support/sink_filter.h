@@ -82,15 +82,13 @@ public:
 struct SinkBehaviour
 {
     IMemAllocator* offeredAllocator = nullptr;  ///< instead of none; not owned
-    IMemAllocator* refusedAllocator = nullptr;  ///< NotifyAllocator does not take it
     ALLOCATOR_PROPERTIES requirements = {};     ///< of allocators; none while there is no alignment
     std::vector<CMediaType> proposes;           ///< as preferred types of its own
     std::function<HRESULT(const CMediaType&)> checkType;
-    std::function<HRESULT(IMemAllocator&)> onAllocator;  ///< in the place of allocatorResult
+    std::function<HRESULT(IMemAllocator&)> onAllocator;  ///< answers NotifyAllocator when it fails
     HRESULT typeResult = S_OK;
     HRESULT connectionResult = S_OK;
     HRESULT completionResult = S_OK;
-    HRESULT allocatorResult = S_OK;
     HRESULT receiveResult = S_OK;
     LONG refuseAfter = 0x7FFFFFFF;                    ///< samples, before receiveResult is given
     HANDLE blockUntil = nullptr;                      ///< Receive waits for it
@@ -155,11 +153,9 @@ public:
     }
     STDMETHODIMP NotifyAllocator(IMemAllocator* allocator, BOOL readOnly) override
     {
-        const HRESULT result = told_.onAllocator ? told_.onAllocator(*allocator) : told_.allocatorResult;
+        const HRESULT result = told_.onAllocator ? told_.onAllocator(*allocator) : S_OK;
         if (FAILED(result))
             return result;
-        if (allocator == told_.refusedAllocator)
-            return E_FAIL;
         allocator->GetProperties(&record_.agreed);
         return CBaseInputPin::NotifyAllocator(allocator, readOnly);
     }
