@@ -54,6 +54,19 @@ public:
 
     std::size_t placeCount() const noexcept { return words_.size(); }
 
+    /// Whether the test holds for a packet for the key.
+    template <class Test>
+    bool any(Bytes block, std::uint16_t headerKey, Test test) const
+    {
+        const std::uint8_t* packet = block.data() + first_;
+        for (const std::uint16_t word : words_) {
+            if (matchesKey(word, headerKey) && test(packet))
+                return true;
+            packet += step_;
+        }
+        return false;
+    }
+
     /// Whether no search that begins behind the first packet comes upon a packet elsewhere, unless it begins at a sync
     /// byte. False also where that is not told quickly.
     bool areAllThereAre(Bytes block) const noexcept { return reachedEnd_ && allSyncsOnGrid(block, first_, step_); }

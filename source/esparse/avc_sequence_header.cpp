@@ -107,10 +107,12 @@ std::size_t appendUnescaped(Bytes payload, std::vector<std::uint8_t>& copy)
 bool mayBeginWithParameterSet(Bytes payload) noexcept
 {
     constexpr std::uint8_t kEmulationPreventionByte = 3;
-    if (!startsVideoPes(payload))
+    if (payload.size() < kStartLookedAt)
+        return true;
+    const Bytes start = payload.first(kStartLookedAt);
+    if (!startsVideoPes(start))
         return false;
-    const Bytes start = payload.first(std::min(payload.size(), kStartLookedAt));
-    if (start.size() < kStartLookedAt || CBytePattern<kEmulationPreventionByte>::standsIn(start))
+    if (CBytePattern<kEmulationPreventionByte>::standsIn(start))
         return true;  // unescaping may change it
     const std::size_t afterHeader = kPesHeaderSize + start[kPesHeaderSize - 1];
     if (afterHeader + kLongStartCode >= start.size())

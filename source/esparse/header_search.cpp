@@ -60,7 +60,7 @@ bool ProbeBlock::mayHoldVideoHeader(bool avc) const noexcept
 {
     std::optional<bool>& found = codeFound[avc ? 1 : 0];
     if (!found)
-        found = avc ? CStartCode::standsIn(bytes) : !findSequenceHeaderCode(bytes).empty();
+        found = avc ? CStartCode::standsIn(bytes) : hasSequenceHeaderCode(bytes);
     return *found;
 }
 
@@ -100,16 +100,11 @@ bool CVideoSearch::mayFindHeader(const ProbeBlock& block) const noexcept
         return false;
     if (!avc_ || !block.packetsAreAll())
         return true;
-    const CBlockPackets& packets = block.packets;
-    for (std::size_t place = packets.findPlace(0, headerKey_); place < packets.placeCount();
-         place = packets.findPlace(place + 1, headerKey_)) {
-        const std::uint8_t* packet = block.bytes.data() + packets.offsetOf(place);
+    return block.packets.any(block.bytes, headerKey_, [&](const std::uint8_t* packet) {
         const bool searchGoesOnFromSync = packet[1] == kSyncByte;
-        if (searchGoesOnFromSync ||
-            (hasPayload(packet) && mayBeginWithParameterSet(payloadOf(packet, block.parser.packetSize))))
-            return true;
-    }
-    return false;
+        return searchGoesOnFromSync ||
+               (hasPayload(packet) && mayBeginWithParameterSet(payloadOf(packet, block.parser.packetSize)));
+    });
 }
 
 bool CVideoSearch::accepts(Bytes payload, std::vector<std::uint8_t>& scratch)

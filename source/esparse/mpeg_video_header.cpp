@@ -9,6 +9,8 @@ namespace zarnow {
 
 namespace {
 
+constexpr std::uint8_t kSequenceHeaderCode = 0xB3;
+
 // frame_rate_code 0 to 8. Kept as these decimals, not as 24000/1001 and so on: applications rely on them.
 constexpr std::array kFrameRates{0.0, 23.976, 24.0, 25.0, 29.97, 30.0, 50.0, 59.94, 60.0};
 
@@ -143,8 +145,12 @@ bool parseSequenceHeader(const std::uint8_t* header, std::int32_t length, VideoP
 
 Bytes findSequenceHeaderCode(Bytes payload) noexcept
 {
-    using SequenceHeaderCode = CBytePattern<0, 0, 1, 0xB3>;
-    return payload.subspan(SequenceHeaderCode::find(payload));
+    return payload.subspan(CBytePattern<0, 0, 1, kSequenceHeaderCode>::find(payload));
+}
+
+bool hasSequenceHeaderCode(Bytes block) noexcept
+{
+    return CBytePattern<kSequenceHeaderCode>::standsIn(block) && !findSequenceHeaderCode(block).empty();
 }
 
 bool findSequenceHeader(const std::uint8_t* payload, std::int32_t length, VideoProbeRecord& stream) noexcept

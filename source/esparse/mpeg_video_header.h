@@ -10,6 +10,9 @@ namespace zarnow {
 /// The payload from its first sequence header's start code on; empty without one.
 Bytes findSequenceHeaderCode(Bytes payload) noexcept;
 
+/// Whether the start code stands anywhere in a block; quickest where not even its last byte does.
+bool hasSequenceHeaderCode(Bytes block) noexcept;
+
 /// Looks for a sequence header anywhere in a transport packet's payload and decodes the first one.
 /// @return false without one, or when it is refused; what was decoded until then stays written
 bool findSequenceHeader(const std::uint8_t* payload, std::int32_t length, VideoProbeRecord& stream) noexcept;
