@@ -40,6 +40,28 @@ STDMETHODIMP CBaseAllocator::NonDelegatingQueryInterface(REFIID riid, void** ppv
     return CUnknown::NonDelegatingQueryInterface(riid, ppv);
 }
 
+STDMETHODIMP_(ULONG) CBaseAllocator::NonDelegatingRelease()
+{
+    const LONG left = InterlockedDecrement(&m_cRef);
+    if (left != 0)
+        return static_cast<ULONG>(left);
+    {
+        CAutoLock lock(this);
+        closeSpare();
+    }
+    dropHold();
+    return 0;
+}
+
+/// The allocator may be gone afterwards.
+void CBaseAllocator::dropHold()
+{
+    if (--m_holds != 0)
+        return;
+    InterlockedIncrement(&m_cRef);  // for the same reason as in CUnknown
+    delete this;
+}
+
 STDMETHODIMP CBaseAllocator::SetProperties(ALLOCATOR_PROPERTIES* pRequest, ALLOCATOR_PROPERTIES* pActual)
 {
     if (!pRequest || !pActual)
@@ -81,6 +103,7 @@ STDMETHODIMP CBaseAllocator::Commit()
     }
     m_bDecommitInProgress = FALSE;
     m_bCommitted = TRUE;
+    m_spare = nullptr;
     return S_OK;
 }
 
@@ -90,7 +113,7 @@ STDMETHODIMP CBaseAllocator::Decommit()
     if (!m_bCommitted)
         return S_OK;
     m_bCommitted = FALSE;
-    collectSpare();
+    closeSpare();
     m_bDecommitInProgress = m_lFree.GetCount() < m_lAllocated;
     if (!m_bDecommitInProgress)
         Free();
@@ -111,44 +134,33 @@ STDMETHODIMP CBaseAllocator::GetBuffer(IMediaSample** ppBuffer, REFERENCE_TIME*,
     }
     if (FAILED(hr))
         return hr;
-    // Given back with the sample: the allocator outlives every sample that is out. Its own count serves, without the
-    // way round by an outer object: this is done for every sample.
-    CUnknown::NonDelegatingAddRef();
     sample->m_cRef = 1;
     *ppBuffer = sample;
     return S_OK;
 }
 
-/// Null when there is none, and when it was only on its way to the list of a decommitted allocator.
 CMediaSample* CBaseAllocator::takeSpare()
 {
-    CMediaSample* const sample = m_spare.exchange(nullptr);
-    if (sample && !m_bCommitted) {
-        takeBack(sample);
-        return nullptr;
-    }
-    return sample;
+    void* spare = m_spare;
+    const bool isSample = spare && spare != this;
+    return isSample && m_spare.compare_exchange_strong(spare, nullptr) ? static_cast<CMediaSample*>(spare) : nullptr;
 }
 
-/// False: the sample has to go to the list.
+/// False: the sample has to go to the list. Otherwise it may be out again already, and the allocator gone.
 bool CBaseAllocator::keepAsSpare(CMediaSample* sample)
 {
-    CMediaSample* none = nullptr;
-    if (!isKeptSimply() || !m_spare.compare_exchange_strong(none, sample))
-        return false;
-    if (isKeptSimply())
-        return true;
-    // Decommitted or waited for in between, perhaps before the sample was there to be seen.
-    CMediaSample* const seen = m_spare.exchange(nullptr);
-    if (seen)
-        takeBack(seen);
-    return true;
+    void* none = nullptr;
+    return m_spare.compare_exchange_strong(none, sample);
 }
 
-void CBaseAllocator::collectSpare()
+/// Called with the lock held and a hold of the caller's own: from now on every sample goes to the list.
+void CBaseAllocator::closeSpare()
 {
-    if (CMediaSample* const sample = m_spare.exchange(nullptr))
-        m_lFree.Add(sample);
+    void* const spare = m_spare.exchange(this);
+    if (!spare || spare == this)
+        return;
+    m_lFree.Add(static_cast<CMediaSample*>(spare));
+    --m_holds;
 }
 
 /// S_FALSE: the caller has been counted as waiting.
@@ -157,12 +169,15 @@ HRESULT CBaseAllocator::takeOrQueue(CMediaSample** sample, bool mayWait)
     CAutoLock lock(this);
     if (!m_bCommitted)
         return VFW_E_NOT_COMMITTED;
-    ++m_lWaiting;  // from here on a sample that comes back goes to the list
-    collectSpare();
+    closeSpare();
     *sample = m_lFree.RemoveHead();
     const bool queued = !*sample && mayWait && m_hSem;
-    if (!queued)
-        --m_lWaiting;
+    if (*sample)
+        ++m_holds;
+    else if (queued)
+        ++m_lWaiting;
+    if (m_lWaiting == 0)
+        m_spare = nullptr;
     return *sample ? S_OK : queued ? S_FALSE : VFW_E_TIMEOUT;
 }
 
@@ -174,25 +189,27 @@ STDMETHODIMP CBaseAllocator::ReleaseBuffer(IMediaSample* pBuffer)
     auto* const sample = static_cast<CMediaSample*>(pBuffer);
     if (!keepAsSpare(sample))
         takeBack(sample);
-    CUnknown::NonDelegatingRelease();
     return S_OK;
 }
 
 void CBaseAllocator::takeBack(CMediaSample* sample)
 {
-    CAutoLock lock(this);
-    m_lFree.Add(sample);
-    if (m_bDecommitInProgress && m_lFree.GetCount() == m_lAllocated) {
-        Free();
-        m_bDecommitInProgress = FALSE;
+    {
+        CAutoLock lock(this);
+        m_lFree.Add(sample);
+        if (m_bDecommitInProgress && m_lFree.GetCount() == m_lAllocated) {
+            Free();
+            m_bDecommitInProgress = FALSE;
+        }
+        NotifySample();
     }
-    NotifySample();
+    dropHold();
 }
 
 void CBaseAllocator::NotifySample()
 {
     if (m_lWaiting != 0)
-        ReleaseSemaphore(m_hSem, m_lWaiting.exchange(0), nullptr);
+        ReleaseSemaphore(m_hSem, std::exchange(m_lWaiting, 0), nullptr);
 }
 
 HRESULT CBaseAllocator::Alloc()

@@ -13,13 +13,14 @@
 #include "unknown.h"
 
 /// Free list, commit state and waiting of an allocator. The derived class makes the samples (Alloc) and frees them
-/// (Free). It is itself the lock of its state; a sample that only goes out and comes back is passed on without it. A
-/// sample that is out keeps the allocator alive.
+/// (Free). It is itself the lock of its state; a sample that only goes out and comes back is passed on without it. An
+/// allocator without references lives on until its last sample is back.
 class CBaseAllocator : public CUnknown, public IMemAllocator, public CCritSec
 {
 public:
     DECLARE_IUNKNOWN
     STDMETHODIMP NonDelegatingQueryInterface(REFIID riid, void** ppv) override;
+    STDMETHODIMP_(ULONG) NonDelegatingRelease() override;
 
     CBaseAllocator(CObjectName pName, LPUNKNOWN pUnk, HRESULT* phr);
     ~CBaseAllocator() override;
@@ -59,32 +60,34 @@ protected:
     /// made (VFW_E_SIZENOTSET), S_FALSE when those at hand still fit.
     virtual HRESULT Alloc();
 
-    /// Called with the lock held: puts the spare sample, if there is one, on the list.
-    void collectSpare();
-
     CSampleList m_lFree;
     HANDLE m_hSem = nullptr;  ///< what GetBuffer waits for
-    std::atomic<long> m_lWaiting = 0;
+    long m_lWaiting = 0;
     long m_lCount = 0;
     long m_lAllocated = 0;
     long m_lSize = 0;
     long m_lAlignment = 0;
     long m_lPrefix = 0;
     BOOL m_bChanged = FALSE;
-    std::atomic<BOOL> m_bCommitted = FALSE;
+    BOOL m_bCommitted = FALSE;
     BOOL m_bDecommitInProgress = FALSE;
 
 private:
-    bool isKeptSimply() const { return m_bCommitted && m_lWaiting == 0; }
     CMediaSample* takeSpare();
     bool keepAsSpare(CMediaSample* sample);
+    void closeSpare();
     HRESULT takeOrQueue(CMediaSample** sample, bool mayWait);
     void takeBack(CMediaSample* sample);
+    void dropHold();
 
-    /// A free sample beside the list, taken and given by one atomic exchange: what a stream that delivers one sample
-    /// after the other needs for each of them. Whoever changes what isKeptSimply says looks here afterwards; whoever
-    /// has put a sample here looks at isKeptSimply afterwards. So one of them sees the other.
-    std::atomic<CMediaSample*> m_spare = nullptr;
+    /// A free sample beside the list, taken and given by one atomic instruction: what a stream that delivers one sample
+    /// after the other needs for each of them. Null: there is none, and one may be put here. The allocator itself: none
+    /// may, every sample goes to the list; so before the first Commit, from Decommit on, while a thread waits for a
+    /// sample, and when the last reference is gone.
+    std::atomic<void*> m_spare = this;
+    /// One for those who hold references, one for each sample that is not on the list. The spare one keeps its own:
+    /// whoever puts it here is done with the allocator.
+    std::atomic<long> m_holds = 1;
 };
 
 /// Samples in one block of memory, aligned, each with its prefix in front.

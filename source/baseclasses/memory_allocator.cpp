@@ -90,7 +90,6 @@ HRESULT CMemAllocator::makeSamples()
 
 void CMemAllocator::Free()
 {
-    collectSpare();
     while (CMediaSample* sample = m_lFree.RemoveHead()) {
         delete sample;
         --m_lAllocated;

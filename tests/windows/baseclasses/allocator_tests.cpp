@@ -168,10 +168,17 @@ TEST_F(Allocator, MemoryStaysUntilTheLastSampleIsBackAlsoWithoutTheAllocator)
     EXPECT_EQ(committed + 1, CBaseObject::ObjectsActive());
     first.reset();
     EXPECT_EQ(committed - 2, CBaseObject::ObjectsActive()) << "both samples are freed now, and their allocator";
+    commit({2, 100, 16, 0});
+    ASSERT_HRESULT(S_OK, get(first));
+    ASSERT_HRESULT(S_OK, get(second));
+    second.reset();
+    allocator = make();
+    first.reset();
+    EXPECT_EQ(committed - 2, CBaseObject::ObjectsActive()) << "the same without a decommit";
 }
 
-// A sample comes back in the very moment in which somebody else asks for it, or the allocator is decommitted: nobody
-// waits for a sample that is there, and none is lost. A wait that does not end is the watchdog's.
+// A sample comes back in the very moment in which somebody else asks for it, or the allocator is decommitted or
+// released: nobody waits for a sample that is there, and none is lost. A wait that does not end is the watchdog's.
 TEST_F(Allocator, ASampleComesBackWhileAnotherThreadUsesTheAllocator)
 {
     constexpr int kMostRounds = 20000;
@@ -182,7 +189,9 @@ TEST_F(Allocator, ASampleComesBackWhileAnotherThreadUsesTheAllocator)
             second.reset();
         },
         [&] { EXPECT_HRESULT(S_OK, allocator->Decommit()); },
+        [&] { allocator.reset(); },
     };
+    const LONG objects = CBaseObject::ObjectsActive();
     for (const auto& other : others) {
         std::atomic<int> arrivals = 0;
         const auto meet = [&] {  // both threads, again and again
@@ -210,7 +219,10 @@ TEST_F(Allocator, ASampleComesBackWhileAnotherThreadUsesTheAllocator)
                 YieldProcessor();
             first.reset();
             meet();
+            if (!allocator)
+                allocator = make();
             EXPECT_HRESULT(S_OK, allocator->Decommit());
+            EXPECT_EQ(objects, CBaseObject::ObjectsActive());
         }
         done = true;
         meet();
