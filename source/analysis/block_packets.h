@@ -22,9 +22,13 @@ public:
         std::uint16_t* place = words_.data();
         CPacketWalk walk(parser, block);
         first_ = walk.position();
+        std::uint16_t last = kInError;  // packets of a stream mostly come in runs
         while (const std::uint8_t* packet = walk.nextEvenInError()) {
             const std::uint16_t word = isInError(packet) ? kInError : maskedHeaderWord(packet);
             *place++ = word;
+            if (word == last)
+                continue;
+            last = word;
             if (seen_[word] || word == kInError)
                 continue;
             seen_.set(word);
@@ -54,15 +58,14 @@ public:
 
     std::size_t placeCount() const noexcept { return words_.size(); }
 
-    /// Whether the test holds for a packet for the key.
+    /// Whether the test holds for any packet.
     template <class Test>
-    bool any(Bytes block, std::uint16_t headerKey, Test test) const
+    bool any(Bytes block, Test test) const
     {
         const std::uint8_t* packet = block.data() + first_;
-        for (const std::uint16_t word : words_) {
-            if (matchesKey(word, headerKey) && test(packet))
+        for (std::size_t left = words_.size(); left > 0; --left, packet += step_) {
+            if (test(packet))
                 return true;
-            packet += step_;
         }
         return false;
     }

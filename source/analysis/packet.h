@@ -55,6 +55,12 @@ inline std::uint16_t maskedHeaderWord(const std::uint8_t* packet) noexcept
     return static_cast<std::uint16_t>((packet[1] | (packet[2] << 8)) & 0xFF5F);
 }
 
+/// The key that asks for the packet's PID.
+inline std::uint16_t headerKeyOf(const std::uint8_t* packet) noexcept
+{
+    return maskedHeaderWord(packet) & static_cast<std::uint16_t>(~kUnitStartBit);
+}
+
 inline bool matchesKey(std::uint16_t maskedWord, std::uint16_t headerKey) noexcept
 {
     return maskedWord == headerKey || maskedWord == withUnitStart(headerKey);

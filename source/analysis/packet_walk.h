@@ -11,13 +11,15 @@ namespace zarnow {
 class CPacketWalk
 {
 public:
-    CPacketWalk(const CPSIParser& parser, Bytes block) noexcept : block_(block), step_(parser.packetSize)
+    CPacketWalk(const CPSIParser& parser, Bytes block) noexcept
+        : block_(block.data()), next_(block.data()), step_(parser.packetSize)
     {
+        const std::size_t size = block.size();
+        end_ = block_ + (size > step_ ? size - step_ : 0);
+        const bool aligned = size > 0 && block[0] == kSyncByte;
         std::uint32_t start = 0;
-        const bool aligned = !block.empty() && block[0] == kSyncByte;
-        position_ = aligned || parser.findSync(block.data(), static_cast<std::int32_t>(block.size()), start)
-                        ? start
-                        : block.size();
+        if (!aligned)
+            next_ += parser.findSync(block_, static_cast<std::int32_t>(size), start) ? start : size;
     }
 
     /// The next packet's sync byte; more than one packet size of the block is left from there. Null at the walk's end.
@@ -32,10 +34,10 @@ public:
     /// The same, but packets marked as in error are not stepped over.
     const std::uint8_t* nextEvenInError() noexcept
     {
-        if (position_ + step_ >= block_.size() || block_[position_] != kSyncByte)
+        if (next_ >= end_ || *next_ != kSyncByte)
             return nullptr;
-        const std::uint8_t* packet = block_.data() + position_;
-        position_ += step_;
+        const std::uint8_t* packet = next_;
+        next_ += step_;
         return packet;
     }
 
@@ -49,12 +51,13 @@ public:
     }
 
     /// Offset in the block of the packet to be looked at next.
-    std::size_t position() const noexcept { return position_; }
+    std::size_t position() const noexcept { return static_cast<std::size_t>(next_ - block_); }
 
 private:
-    Bytes block_;
+    const std::uint8_t* block_;
+    const std::uint8_t* next_;
+    const std::uint8_t* end_;  // no packet from here on
     std::size_t step_;
-    std::size_t position_ = 0;
 };
 
 /// Whether all sync bytes that confirm each other, three at packet distance, lie whole packets before or behind a given

@@ -1,17 +1,12 @@
 #include "analysis/byte_search.h"
+#include "analysis/pes_header.h"
 #include "analysis/psi_parser.h"
 
 namespace zarnow {
 
 namespace {
 
-constexpr std::size_t kStampOffset = 9;  // of the PTS field in a PES header
 constexpr std::size_t kStampSize = 5;
-
-bool startsPes(Bytes bytes, std::uint8_t streamId) noexcept
-{
-    return bytes.size() > CStartCode::kLength && bigEndian32(bytes, 0) == (0x100U | streamId);
-}
 
 /// What begins with the stream's first PES packet; empty without one.
 Bytes findPes(Bytes bytes, std::uint8_t streamId) noexcept
@@ -45,11 +40,10 @@ bool CPSIParser::parsePts(const std::uint8_t* field, std::int64_t& ticks) noexce
 std::int64_t CPSIParser::readPesPts(const std::uint8_t* pes, std::int32_t length) noexcept
 {
     const Bytes bytes = bytesOf(pes, length);
-    if (bytes.size() < kStampOffset + kStampSize || (bytes[0] & 0x01) != 0)
+    if (bytes.size() < kPesHeaderSize + kStampSize || (bytes[0] & 0x01) != 0)
         return 0;
-    const bool hasStamp = (bytes[7] & 0x80) != 0;
     std::int64_t ticks = 0;
-    return hasStamp && parsePts(pes + kStampOffset, ticks) ? ticks : 0;
+    return hasTimeStamp(bytes) && parsePts(pes + kPesHeaderSize, ticks) ? ticks : 0;
 }
 
 std::int64_t CPSIParser::findPesPts(const std::uint8_t* buffer, std::uint8_t streamId, std::int32_t length) noexcept

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "analysis/pes_header.h"
 #include "analysis/psi_parser.h"
 #include "analysis/stream_type.h"
 
@@ -29,15 +30,9 @@ constexpr std::array<std::uint8_t, 4> kLpcmBits{0, 16, 20, 24};
 constexpr std::uint8_t kSampleBits = 16;
 constexpr std::uint8_t kPrivateStream1 = 0xBD;
 constexpr std::uint8_t kExtendedStreamId = 0xFD;
-constexpr std::size_t kPesHeaderSize = 9;  // up to and with PES_header_data_length
 constexpr std::size_t kAc3HeaderSize = 7;
 constexpr std::size_t kMpegHeaderSize = 5;
 constexpr std::size_t kLpcmHeaderSize = 4;
-
-bool startsPes(Bytes payload) noexcept
-{
-    return payload.size() >= 4 && payload[0] == 0 && payload[1] == 0 && payload[2] == 1;
-}
 
 bool startsPrivatePes(Bytes payload) noexcept
 {
@@ -52,9 +47,9 @@ bool startsAudioPes(Bytes payload) noexcept
 /// @param data  out: the elementary bytes behind the PES header; at least three
 bool skipPesHeader(Bytes payload, Bytes& data) noexcept
 {
-    if (payload.size() < kPesHeaderSize || kPesHeaderSize + payload[8] + 3 > payload.size())
+    if (payload.size() < kPesHeaderSize || pesDataOffset(payload) + 3 > payload.size())
         return false;
-    data = payload.subspan(kPesHeaderSize + payload[8]);
+    data = payload.subspan(pesDataOffset(payload));
     return true;
 }
 

@@ -3,34 +3,17 @@
 #include <algorithm>
 
 #include "analysis/byte_search.h"
+#include "analysis/pes_header.h"
+#include "esparse/nal_unit.h"
 #include "esparse/sps_parser.h"
 
 namespace zarnow {
 
 namespace {
 
-constexpr std::size_t kPesHeaderSize = 9;  // up to and with PES_header_data_length
-constexpr std::size_t kLongStartCode = 4;  // with a zero byte ahead of it
-constexpr std::uint8_t kAccessUnitDelimiter = 9;
-constexpr std::uint8_t kSequenceParameterSet = 7;
+constexpr std::size_t kLongStartCode = 4;          // with a zero byte ahead of it
 constexpr std::int64_t kLeastAfterDelimiter = 40;  // bytes
 constexpr std::size_t kBytesLeftEscaped = 2;       // at the payload's end
-constexpr std::size_t kStartLookedAt = 32;         // bytes of a payload that tell what most begin with
-
-std::uint8_t nalUnitType(std::uint8_t header) noexcept
-{
-    return header & 0x1F;
-}
-
-std::uint8_t nalRefIdc(std::uint8_t header) noexcept
-{
-    return (header >> 5) & 3;
-}
-
-bool startsVideoPes(Bytes payload) noexcept
-{
-    return payload.size() >= 4 && bigEndian32(payload, 0) >> 4 == 0x1E;  // stream_id 0xE0 to 0xEF
-}
 
 /// Length of the start code that the bytes begin with, or 0 without one.
 std::size_t startCodeLength(Bytes bytes) noexcept
@@ -46,16 +29,6 @@ std::size_t startCodeLength(Bytes bytes) noexcept
 bool endsNalUnit(Bytes bytes) noexcept
 {
     return bytes.size() >= 3 && bytes[0] == 0 && bytes[1] == 0 && bytes[2] <= 1;
-}
-
-bool isDelimiter(std::uint8_t nalHeader) noexcept
-{
-    return nalUnitType(nalHeader) == kAccessUnitDelimiter && nalRefIdc(nalHeader) == 0;
-}
-
-bool isParameterSet(std::uint8_t nalHeader) noexcept
-{
-    return nalUnitType(nalHeader) == kSequenceParameterSet && nalRefIdc(nalHeader) != 0;
 }
 
 /// Moves both the view and the remaining length, which counts down from the payload's length and not from that of the
@@ -104,24 +77,6 @@ std::size_t appendUnescaped(Bytes payload, std::vector<std::uint8_t>& copy)
     return i;
 }
 
-bool mayBeginWithParameterSet(Bytes payload) noexcept
-{
-    constexpr std::uint8_t kEmulationPreventionByte = 3;
-    if (payload.size() < kStartLookedAt)
-        return true;
-    const Bytes start = payload.first(kStartLookedAt);
-    if (!startsVideoPes(start))
-        return false;
-    if (CBytePattern<kEmulationPreventionByte>::standsIn(start))
-        return true;  // unescaping may change it
-    const std::size_t afterHeader = kPesHeaderSize + start[kPesHeaderSize - 1];
-    if (afterHeader + kLongStartCode >= start.size())
-        return true;
-    const std::size_t startCode = startCodeLength(start.subspan(afterHeader));
-    const std::uint8_t nalHeader = start[afterHeader + startCode];
-    return startCode != 0 && (isDelimiter(nalHeader) || isParameterSet(nalHeader));
-}
-
 std::optional<Bytes> findSequenceParameterSet(Bytes payload, std::vector<std::uint8_t>& unescaped)
 {
     if (!startsVideoPes(payload))
@@ -131,7 +86,7 @@ std::optional<Bytes> findSequenceParameterSet(Bytes payload, std::vector<std::ui
         return {};
 
     auto remaining = static_cast<std::int64_t>(payload.size());
-    advance(data, remaining, kPesHeaderSize + data[8]);
+    advance(data, remaining, pesDataOffset(data));
     const std::size_t startCode = startCodeLength(data);
     if (startCode == 0)
         return {};

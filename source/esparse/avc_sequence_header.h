@@ -3,9 +3,12 @@
 #pragma once
 
 #include <optional>
+#include <span>
 #include <vector>
 
-#include "analysis/bytes.h"
+#include "analysis/byte_search.h"
+#include "analysis/pes_header.h"
+#include "esparse/nal_unit.h"
 #include "esparse/probe_records.h"
 
 namespace zarnow {
@@ -15,8 +18,26 @@ namespace zarnow {
 /// @return how many bytes of the payload were consumed
 std::size_t appendUnescaped(Bytes payload, std::vector<std::uint8_t>& copy);
 
-/// Whether findSequenceParameterSet may find something: a quick look at the first bytes.
-bool mayBeginWithParameterSet(Bytes payload) noexcept;
+/// Bytes of a payload that tell what most begin with.
+inline constexpr std::size_t kAvcStartSize = 32;
+
+/// Whether findSequenceParameterSet may find something in a payload that begins with these bytes. Where it is asked for
+/// every packet, this has to be quick.
+inline bool mayBeginWithParameterSet(std::span<const std::uint8_t, kAvcStartSize> start) noexcept
+{
+    if (!startsVideoPes(start))
+        return false;
+    constexpr std::size_t kLongestStart = 5;  // a start code with a zero byte ahead of it, and the NAL unit's header
+    const std::size_t data = pesDataOffset(start);
+    if (data + kLongestStart > start.size() || CBytePattern<3>::standsIn(start))
+        return true;  // too far behind, or perhaps elsewhere once emulation-prevention bytes are gone
+    const Bytes unit = Bytes(start).subspan(data);
+    const std::uint32_t code = bigEndian32(unit, 0);
+    const bool longCode = code == 1;  // with a zero byte ahead of it
+    const bool shortCode = code >> 8 == 1;
+    const std::uint8_t nalHeader = unit[longCode ? 4 : 3];
+    return (longCode || shortCode) && (isDelimiter(nalHeader) || isParameterSet(nalHeader));
+}
 
 /// Finds the sequence parameter set that the payload begins with, behind the PES header and, if there is one, an access
 /// unit delimiter.

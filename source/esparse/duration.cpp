@@ -3,6 +3,7 @@
 
 #include "analysis/media_clock.h"
 #include "analysis/packet_walk.h"
+#include "analysis/pes_header.h"
 #include "esparse/stream_probe.h"
 
 namespace zarnow {
@@ -10,6 +11,16 @@ namespace zarnow {
 namespace {
 
 constexpr std::int32_t kTailMargin = 4;  // bytes at the file's end that are never looked at
+
+/// Whether a whole packet begins a PES packet of the stream that has no time stamp: none is looked for behind that.
+bool beginsWithoutPts(const std::uint8_t* packet, std::uint32_t packetSize, std::uint8_t streamId) noexcept
+{
+    const auto offset = static_cast<std::size_t>(payloadOffset(packet));
+    if (offset + kPesHeaderSize > packetSize)
+        return false;
+    const Bytes pes(packet + offset, kPesHeaderSize);
+    return startsPes(pes, streamId) && !hasTimeStamp(pes);
+}
 
 }  // namespace
 
@@ -62,21 +73,27 @@ std::int64_t CStreamProbe::lastPtsInBlock(const Block& block, std::uint16_t head
 bool CStreamProbe::mayHoldPts(const Block& block, std::uint16_t headerKey) const noexcept
 {
     const std::size_t size = block.bytes.size();
-    const std::size_t first = CPacketWalk(*this, block.bytes).position() % packetSize;
-    if (!allSyncsOnGrid(block.bytes, first, packetSize))
+    const std::uint32_t step = packetSize;
+    const std::size_t first = CPacketWalk(*this, block.bytes).position() % step;
+    if (!allSyncsOnGrid(block.bytes, first, step))
         return true;
     // A search needs no other sync bytes when the packet size before its end there is one.
-    for (std::size_t i = size % packetSize; i != first && i < size; i += packetSize) {
+    for (std::size_t i = size % step; i != first && i < size; i += step) {
         if (block.bytes[i] == kSyncByte)
             return true;
     }
-    for (std::size_t i = first; i + kPacketHeaderSize <= size; i += packetSize) {
-        const std::uint8_t* packet = block.data() + i;
-        if (packet[0] == kSyncByte && matchesKey(maskedHeaderWord(packet), headerKey) &&
-            ptsOfPacket(block, packet) != 0)
+    const auto holdsPts = [&](const std::uint8_t* packet) {
+        return packet[0] == kSyncByte && matchesKey(maskedHeaderWord(packet), headerKey) &&
+               ptsOfPacket(block, packet) != 0;
+    };
+    const std::uint8_t streamId = videoStreams[0].streamId;
+    const std::uint8_t* packet = block.data() + first;
+    std::size_t left = size - first;
+    for (; left >= step; left -= step, packet += step) {
+        if (!beginsWithoutPts(packet, step, streamId) && holdsPts(packet))
             return true;
     }
-    return false;
+    return left >= kPacketHeaderSize && holdsPts(packet);
 }
 
 /// @param packet  may be cut off by the block's end

@@ -4,11 +4,14 @@ namespace zarnow {
 
 namespace {
 
-constexpr std::size_t kTrailingBytes = 4;  // of a packet's payload that are left out
+constexpr std::uint32_t kTrailingBytes = 4;  // of a packet's payload that are left out
 
-std::uint16_t pidOf(const std::uint8_t* packet) noexcept
+/// Where the scan of a packet begins. Kept: the payload is taken to begin at the adaptation field's last byte and to
+/// end 4 bytes early. With 192-byte packets those are the next packet's extra bytes.
+std::uint32_t scanOffset(const std::uint8_t* packet) noexcept
 {
-    return static_cast<std::uint16_t>(((packet[1] & 0x1F) << 8) | packet[2]);
+    const bool adaptation = adaptationControl(packet) == AdaptationControl::both;
+    return kPacketHeaderSize + (adaptation ? packet[4] : 0);
 }
 
 }  // namespace
@@ -33,23 +36,16 @@ bool CGopScan::scanAvcGop(std::uint16_t pid)
 /// Packet by packet from the block's start; there is no resynchronisation.
 bool CGopScan::scanBlock(const Block& block, std::uint16_t pid, CGopScanner& scanner) const
 {
+    const std::uint16_t headerKey = headerKeyOfPid(pid);
     for (std::size_t position = 0; position + packetSize <= block.bytes.size(); position += packetSize) {
-        if (scanPacket(block.data() + position, pid, scanner))
+        const std::uint8_t* packet = block.data() + position;
+        if (headerKeyOf(packet) != headerKey || !hasPayload(packet))
+            continue;
+        const std::uint32_t begin = scanOffset(packet);
+        if (scanner.scanAvcPayload(packet + begin, static_cast<std::int32_t>(packetSize - begin - kTrailingBytes)))
             return true;
     }
     return false;
-}
-
-bool CGopScan::scanPacket(const std::uint8_t* packet, std::uint16_t pid, CGopScanner& scanner) const
-{
-    if (pidOf(packet) != pid || !hasPayload(packet))
-        return false;
-    // Kept: the payload is taken to begin at the adaptation field's last byte and to end 4 bytes early. With 192-byte
-    // packets those are the next packet's extra bytes.
-    const bool adaptation = adaptationControl(packet) == AdaptationControl::both;
-    const std::size_t begin = kPacketHeaderSize + (adaptation ? packet[4] : 0);
-    const auto length = static_cast<std::int32_t>(packetSize) - static_cast<std::int32_t>(begin + kTrailingBytes);
-    return scanner.scanAvcPayload(length > 0 ? packet + begin : nullptr, length);
 }
 
 }  // namespace zarnow

@@ -85,7 +85,6 @@ public:
     bool scanAvcGop(std::uint16_t pid);
 
 private:
-    bool scanPacket(const std::uint8_t* packet, std::uint16_t pid, CGopScanner& scanner) const;
     bool scanBlock(const Block& block, std::uint16_t pid, CGopScanner& scanner) const;
 };
 

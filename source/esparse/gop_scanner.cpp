@@ -4,19 +4,11 @@
 #include "analysis/byte_search.h"
 #include "esparse/avc_sequence_header.h"
 #include "esparse/gop_scan.h"
+#include "esparse/nal_unit.h"
 
 namespace zarnow {
 
 namespace {
-
-namespace nal_type {
-constexpr std::uint8_t kSlice = 1;
-constexpr std::uint8_t kSlicePartitionA = 2;
-constexpr std::uint8_t kIdrSlice = 5;
-constexpr std::uint8_t kSei = 6;
-constexpr std::uint8_t kSequenceParameterSet = 7;
-constexpr std::uint8_t kPictureParameterSet = 8;
-}  // namespace nal_type
 
 constexpr std::size_t kNalBytesNeeded = 11;  // of types 1 to 8; fewer are carried to the next packet
 
@@ -31,7 +23,7 @@ bool goesOnInNextPacket(Bytes nalUnit) noexcept
 {
     if (nalUnit.empty())
         return true;
-    const std::uint8_t type = nalUnit[0] & 0x1F;
+    const std::uint8_t type = nalUnitType(nalUnit[0]);
     return type >= nal_type::kSlice && type <= nal_type::kPictureParameterSet && nalUnit.size() < kNalBytesNeeded;
 }
 
@@ -98,7 +90,7 @@ void CGopScanner::carry(Bytes bytes) noexcept
 
 void CGopScanner::takeNalUnit(std::size_t header)
 {
-    const std::uint8_t type = buffer_[header] & 0x1F;
+    const std::uint8_t type = nalUnitType(buffer_[header]);
     const Bytes data = Bytes(buffer_).subspan(header + 1);
     if (isSlice(type))
         takeSlice(data);

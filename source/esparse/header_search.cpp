@@ -100,10 +100,14 @@ bool CVideoSearch::mayFindHeader(const ProbeBlock& block) const noexcept
         return false;
     if (!avc_ || !block.packetsAreAll())
         return true;
-    return block.packets.any(block.bytes, headerKey_, [&](const std::uint8_t* packet) {
+    const std::size_t lastStart = block.parser.packetSize - kAvcStartSize;
+    return block.packets.any(block.bytes, [&](const std::uint8_t* packet) {
+        const auto payload = static_cast<std::size_t>(payloadOffset(packet));
+        const bool mayBegin =
+            payload > lastStart ||
+            mayBeginWithParameterSet(std::span<const std::uint8_t, kAvcStartSize>(packet + payload, kAvcStartSize));
         const bool searchGoesOnFromSync = packet[1] == kSyncByte;
-        return searchGoesOnFromSync ||
-               (hasPayload(packet) && mayBeginWithParameterSet(payloadOf(packet, block.parser.packetSize)));
+        return (mayBegin || searchGoesOnFromSync) && matchesKey(maskedHeaderWord(packet), headerKey_);
     });
 }
 

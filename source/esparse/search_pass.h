@@ -90,9 +90,11 @@ private:
     {
         wantedPids_ = widePids_;
         for (const std::uint16_t word : packets_.distinctWords()) {
+            if (!wanted_[word])
+                continue;
             const std::uint16_t plain = word & ~kUnitStartBit;
             const bool again = plain != word && wanted_[plain] && packets_.has(plain);
-            if (wanted_[word] && !again)
+            if (!again)
                 wantedPids_.push_back(pidOfHeaderKey(word));
         }
     }
