@@ -56,14 +56,17 @@ Data denseFile(Dice& dice)
     const unsigned startEvery = 1 + dice.below(4);
     const unsigned count = 200 + dice.below(500);
     for (unsigned i = 0; i < count; ++i) {
-        const Data unit = dice.oneIn(rarity) ? unitWithHeader(dice, type) : emptyUnit(dice, fill);
+        const bool hasHeader = dice.oneIn(rarity);
+        const bool isShort = hasHeader && dice.oneIn(3);  // the payload, which may end within the header
         append(body, packet({.pid = pid,
                              .unitStart = i % startEvery == 0,
                              .error = dice.oneIn(60),
                              .priority = priority && !dice.oneIn(40),
-                             .control = static_cast<std::uint8_t>(dice.oneIn(40) ? dice.below(4) : 1),
-                             .adaptation = static_cast<std::uint8_t>(dice.below(190))},
-                            unit));
+                             .control = static_cast<std::uint8_t>(isShort          ? 3
+                                                                  : dice.oneIn(40) ? dice.below(4)
+                                                                                   : 1),
+                             .adaptation = static_cast<std::uint8_t>(isShort ? 140 + dice.below(30) : dice.below(190))},
+                            hasHeader ? unitWithHeader(dice, type) : emptyUnit(dice, fill)));
         if (dice.oneIn(rarity))  // where bytes 1 and 2 of the header are sync bytes too, it is found one byte later
             append(body, firstBytes(join({{0x47}, packet({.pid = pid}, unitWithHeader(dice, type))}), kPacket));
     }
