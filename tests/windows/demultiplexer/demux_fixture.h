@@ -9,8 +9,8 @@
 
 #include "tests/support/dice.h"
 #include "tests/support/transport_stream.h"
+#include "tests/windows/support/filter_module.h"
 #include "tests/windows/support/framework_test.h"
-#include "tests/windows/support/hresult.h"
 #include "tests/windows/support/sink_filter.h"
 #include "tools/common/find_pin.h"
 #include "tools/demultiplexer/demultiplexer.h"
@@ -91,7 +91,7 @@ protected:
     Demultiplexer()
     {
         EXPECT_HRESULT(S_OK, demux::createDemultiplexer(filter.GetAddressOf()));
-        EXPECT_HRESULT(S_OK, filter->QueryInterface(IID_PPV_ARGS(&demultiplexer)));
+        demultiplexer = query<IMpeg2Demultiplexer>(filter.Get());
         input = findPin(*filter.Get(), PINDIR_INPUT);
     }
     ~Demultiplexer() override
@@ -113,18 +113,12 @@ protected:
     {
         return demultiplexer->SetOutputPinMediaType(const_cast<LPWSTR>(name), &type);
     }
-    static ComPtr<IMPEG2PIDMap> mapOf(IPin* pin)
-    {
-        ComPtr<IMPEG2PIDMap> map;
-        EXPECT_HRESULT(S_OK, pin->QueryInterface(IID_PPV_ARGS(&map)));
-        return map;
-    }
     /// A connected pin for one PID.
     ComPtr<IPin> connectPin(const wchar_t* name, ULONG pid, MEDIA_SAMPLE_CONTENT content, SinkFilter& sink)
     {
         ComPtr<IPin> pin;
         EXPECT_HRESULT(S_OK, create(name, pin));
-        EXPECT_HRESULT(S_OK, mapOf(pin.Get())->MapPID(1, &pid, content));
+        EXPECT_HRESULT(S_OK, query<IMPEG2PIDMap>(pin.Get())->MapPID(1, &pid, content));
         EXPECT_HRESULT(S_OK, pin->Connect(&sink.input, nullptr));
         return pin;
     }

@@ -41,6 +41,8 @@ TEST_F(Demultiplexer, ChangesConnectedPins)
     ASSERT_EQ(2U, first.samples.size());
     EXPECT_EQ(6U, first.samples[0].newSampleSize) << "the first sample brings the new type";
     EXPECT_EQ(std::nullopt, first.samples[1].newSampleSize);
+    const CMediaType foreign = mediaType(MEDIATYPE_Stream, MEDIASUBTYPE_MPEG2_PROGRAM);
+    EXPECT_HRESULT(S_FALSE, input->QueryAccept(&foreign));
     first.Stop();  // so that it would let go
     EXPECT_HRESULT(VFW_E_NOT_STOPPED, remove(L"A"));
     EXPECT_TRUE(first.input.IsConnected());
@@ -53,7 +55,7 @@ TEST_F(Demultiplexer, MapsPids)
 {
     ComPtr<IPin> pin;
     ASSERT_HRESULT(S_OK, create(L"A", pin));
-    const ComPtr<IMPEG2PIDMap> map = mapOf(pin.Get());
+    const auto map = query<IMPEG2PIDMap>(pin.Get());
     ULONG pids[] = {0, 0x1FFF, 0x100};
     ULONG wrong[] = {5, 0x2000};
     EXPECT_HRESULT(S_OK, map->MapPID(3, pids, MEDIA_ELEMENTARY_STREAM));
@@ -235,13 +237,14 @@ TEST_F(Demultiplexer, FollowsChangesOfTheMapsAndKeepsWhatOtherRoutesHaveCollecte
     play();
     push({v(1), a(1)});
     ULONG pid = kAudio;
-    EXPECT_HRESULT(S_OK, mapOf(pin.Get())->MapPID(1, &pid, MEDIA_ELEMENTARY_STREAM));
+    EXPECT_HRESULT(S_OK, query<IMPEG2PIDMap>(pin.Get())->MapPID(1, &pid, MEDIA_ELEMENTARY_STREAM));
     push({v(2), a(2)});
-    EXPECT_HRESULT(S_OK, mapOf(pin.Get())->UnmapPID(1, &pid));
+    EXPECT_HRESULT(S_OK, query<IMPEG2PIDMap>(pin.Get())->UnmapPID(1, &pid));
     push({a(3)});
     end();
     EXPECT_EQ(join({noise(500, 1), noise(300, 2), noise(500, 2)}), first.allBytes());
     EXPECT_EQ(join({video(1), video(2)}), second.allBytes());
+    EXPECT_EQ(std::nullopt, second.samples.at(0).start);
 }
 
 }  // namespace

@@ -73,7 +73,8 @@ TEST_F(FilterTest, PacketSizesAndResynchronisation)
 TEST_F(FilterTest, OnlyAPositionAtTheVeryStartRewinds)
 {
     ASSERT_HRESULT(S_OK, load(kMpeg2Sample));
-    const std::map<std::size_t, double> positions = {{2, 0.05}, {4, 0.02}, {6, -1.0}};  // put behind so many packets
+    // Put behind so many packets.
+    const std::map<std::size_t, double> positions = {{1, 2.2e3}, {2, 0.05}, {3, 1.0e9}, {4, 0.02}, {6, -1.0}};
     SinkFilter sink;
     sink.onReceive = [&](IMediaSample*) {
         const auto next = positions.find(sink.count);

@@ -20,7 +20,7 @@ constexpr int kRounds = 2000;
 constexpr int kPageRounds = 10;  // one in so many shows the page as well
 constexpr int kWarmUp = 100;
 
-const HANDLE self = GetCurrentProcess();
+const HANDLE kProcess = GetCurrentProcess();
 
 /// Where the system's own counter is empty (Wine 8), objects are counted by asking for each possible handle.
 template <class Handle, class Exists>
@@ -35,7 +35,7 @@ std::size_t countObjects(DWORD counted, Exists exists, std::uintptr_t step = 1)
 std::size_t kernelHandles()
 {
     DWORD count = 0;
-    GetProcessHandleCount(self, &count);
+    GetProcessHandleCount(kProcess, &count);
     const auto exists = [](HANDLE handle) {
         DWORD flags = 0;
         return GetHandleInformation(handle, &flags);
@@ -76,8 +76,8 @@ const struct
     {"blocks", blocksInUse, 0},
     {"threads", threads, 0},
     {"kernel handles", kernelHandles, 5},
-    {"GDI objects", [] { return countObjects<HGDIOBJ>(GetGuiResources(self, GR_GDIOBJECTS), GetObjectType); }, 5},
-    {"USER objects", [] { return countObjects<HWND>(GetGuiResources(self, GR_USEROBJECTS), IsWindow); }, 5},
+    {"GDI objects", [] { return countObjects<HGDIOBJ>(GetGuiResources(kProcess, GR_GDIOBJECTS), GetObjectType); }, 5},
+    {"USER objects", [] { return countObjects<HWND>(GetGuiResources(kProcess, GR_USEROBJECTS), IsWindow); }, 5},
     {"bytes", committedMemory, 256 * 1024},  // 140 for each round
 };
 
@@ -131,8 +131,9 @@ TEST_F(GrowthTest, TwoThousandRoundsLeaveNothing)
     }
     const std::vector<std::size_t> after = resourcesInUse();
     for (std::size_t i = 0; i < before.size(); ++i) {
-        EXPECT_TRUE(before[i] != 0 || kResources[i].inUse == blocksInUse) << kResources[i].what << " are not counted";
-        EXPECT_GE(before[i] + kResources[i].slack, after[i]) << kResources[i].what;
+        const auto& [what, inUse, slack] = kResources[i];
+        EXPECT_TRUE(before[i] != 0 || inUse == blocksInUse) << what << " are not counted";
+        EXPECT_GE(before[i] + slack, after[i]) << what;
     }
 }
 
