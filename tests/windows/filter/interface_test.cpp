@@ -15,19 +15,7 @@ std::wstring taken(BSTR text)
 
 }  // namespace
 
-class InterfaceTest : public FilterTest
-{
-protected:
-    std::wstring describe(DWORD stream, WORD pmtPid, WORD program, HRESULT expected)
-    {
-        WORD pid = 0;
-        BSTR text = nullptr;
-        EXPECT_HRESULT(expected, tarnwell->GetStreamInfo(stream, pmtPid, program, &pid, &text));
-        return taken(text);
-    }
-};
-
-TEST_F(InterfaceTest, TheFiltersInterfacesArePassedOnToThePin)
+TEST_F(FilterTest, TheFiltersInterfacesArePassedOnToThePin)
 {
     for (const IID& iid : {IID_ITarnwell, IID_IFileSourceFilter, IID_IMediaPosition})
         EXPECT_EQ(query<IUnknown>(filter.Get(), iid).Get(), query<IUnknown>(pin.Get(), iid).Get());
@@ -47,7 +35,7 @@ TEST_F(InterfaceTest, TheFiltersInterfacesArePassedOnToThePin)
     CoTaskMemFree(pages.pElems);
 }
 
-TEST_F(InterfaceTest, MissingArguments)
+TEST_F(FilterTest, MissingArguments)
 {
     DWORD index = 0;
     WORD number = 0;
@@ -74,7 +62,7 @@ TEST_F(InterfaceTest, MissingArguments)
             EXPECT_HRESULT(E_POINTER, result) << name << ", call " << &result - results.data() + 1;
 }
 
-TEST_F(InterfaceTest, PropertiesAreFoundByName)
+TEST_F(FilterTest, PropertiesAreFoundByName)
 {
     ASSERT_HRESULT(S_OK, load(kMpeg2Sample));
     const auto idOf = [&](std::wstring name, HRESULT expected) {
@@ -101,7 +89,7 @@ TEST_F(InterfaceTest, PropertiesAreFoundByName)
     EXPECT_HRESULT(TYPE_E_ELEMENTNOTFOUND, position->GetTypeInfo(1, LOCALE_USER_DEFAULT, &info));
 }
 
-TEST_F(InterfaceTest, APositionIsNeverReportedButAStopTimeIs)
+TEST_F(FilterTest, APositionIsNeverReportedButAStopTimeIs)
 {
     double value = 7.0;
     EXPECT_HRESULT(S_OK, position->get_CurrentPosition(&value));
@@ -118,8 +106,14 @@ TEST_F(InterfaceTest, APositionIsNeverReportedButAStopTimeIs)
     EXPECT_TRUE(can[0] == OATRUE && can[1] == OATRUE);
 }
 
-TEST_F(InterfaceTest, ProgramsAndStreamsInWords)
+TEST_F(FilterTest, ProgramsAndStreamsInWords)
 {
+    const auto describe = [&](DWORD stream, WORD pmtPid, WORD program, HRESULT expected) {
+        WORD pid = 0;
+        BSTR text = nullptr;
+        EXPECT_HRESULT(expected, tarnwell->GetStreamInfo(stream, pmtPid, program, &pid, &text));
+        return taken(text);
+    };
     DWORD index = 9;
     WORD number = 9;
     WORD pmtPid = 9;
