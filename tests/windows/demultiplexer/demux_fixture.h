@@ -1,5 +1,5 @@
 /// @file
-/// The demultiplexer between a source that the test drives and two sinks.
+/// The demultiplexer between a source that the test drives and two sinks; PES packets, and pieces of streams.
 #pragma once
 
 #include <bdaiface.h>
@@ -7,24 +7,59 @@
 #include <algorithm>
 #include <map>
 
-#include "tests/windows/demultiplexer/packets.h"
+#include "tests/support/dice.h"
+#include "tests/support/transport_stream.h"
+#include "tests/windows/support/filter_module.h"
 #include "tests/windows/support/framework_test.h"
-#include "tests/windows/support/hresult.h"
 #include "tests/windows/support/sink_filter.h"
 #include "tools/common/find_pin.h"
 #include "tools/demultiplexer/demultiplexer.h"
 
 namespace zarnow::test {
 
+constexpr std::uint16_t kVideo = 0x100;
+constexpr std::uint16_t kAudio = 0x101;
+
+/// Bytes that differ along the way and from seed to seed, so that a lost or doubled piece is seen.
+inline Data noise(unsigned size, unsigned seed)
+{
+    return Dice(seed).bytes(size);
+}
+
+/// A second for each seed. The 33 bits of the counter end between the first two.
+inline std::int64_t ticksOf(unsigned seed)
+{
+    return std::int64_t{90'000} * seed - 180'000;
+}
+
+/// A PES packet that ends where the next one starts.
+inline Data video(unsigned seed, unsigned size = 500)
+{
+    return pes(0xE0, noise(size, seed), ticksOf(seed));
+}
+
+/// A PES packet with a length, half a second and a tick later.
+inline Data audio(unsigned seed, unsigned size = 300)
+{
+    const Data packet = pes(0xC0, noise(size, seed), ticksOf(seed) + 45'001);
+    const std::size_t length = packet.size() - 6;
+    return withByte(withByte(packet, 4, static_cast<std::uint8_t>(length >> 8)), 5, static_cast<std::uint8_t>(length));
+}
+
+/// Pieces of one size; the last one may be shorter.
+inline std::vector<Data> cut(const Data& whole, std::size_t size)
+{
+    std::vector<Data> pieces;
+    for (std::size_t at = 0; at < whole.size(); at += size)
+        pieces.push_back(bytesFrom(whole, at, std::min(size, whole.size() - at)));
+    return pieces;
+}
+
 /// Delivers what it is given, on the caller's thread.
 struct Source final : CBaseOutputPin
 {
     explicit Source(SinkFilter& owner) : CBaseOutputPin(nullptr, &owner, &owner.lock, &owner.created, L"Out") {}
     HRESULT CheckMediaType(const CMediaType*) override { return S_OK; }
-    HRESULT GetMediaType(int position, CMediaType* type) override
-    {
-        return position == 0 ? type->Set(transportStreamType()) : VFW_S_NO_MORE_ITEMS;
-    }
     HRESULT DecideBufferSize(IMemAllocator* allocator, ALLOCATOR_PROPERTIES* request) override
     {
         *request = {1, 1 << 20, 1, 0};
@@ -34,9 +69,7 @@ struct Source final : CBaseOutputPin
     HRESULT push(const Data& bytes, bool discontinuity = false)
     {
         ComPtr<IMediaSample> sample;
-        const HRESULT result = GetDeliveryBuffer(sample.GetAddressOf(), nullptr, nullptr, 0);
-        if (FAILED(result))
-            return result;
+        EXPECT_HRESULT(S_OK, GetDeliveryBuffer(sample.GetAddressOf(), nullptr, nullptr, 0));
         BYTE* data = nullptr;
         sample->GetPointer(&data);
         EXPECT_HRESULT(S_OK, sample->SetActualDataLength(static_cast<long>(bytes.size())));
@@ -58,7 +91,7 @@ protected:
     Demultiplexer()
     {
         EXPECT_HRESULT(S_OK, demux::createDemultiplexer(filter.GetAddressOf()));
-        EXPECT_HRESULT(S_OK, filter->QueryInterface(IID_PPV_ARGS(&demultiplexer)));
+        demultiplexer = query<IMpeg2Demultiplexer>(filter.Get());
         input = findPin(*filter.Get(), PINDIR_INPUT);
     }
     ~Demultiplexer() override
@@ -80,25 +113,21 @@ protected:
     {
         return demultiplexer->SetOutputPinMediaType(const_cast<LPWSTR>(name), &type);
     }
-    static ComPtr<IMPEG2PIDMap> mapOf(IPin* pin)
-    {
-        ComPtr<IMPEG2PIDMap> map;
-        EXPECT_HRESULT(S_OK, pin->QueryInterface(IID_PPV_ARGS(&map)));
-        return map;
-    }
     /// A connected pin for one PID.
     ComPtr<IPin> connectPin(const wchar_t* name, ULONG pid, MEDIA_SAMPLE_CONTENT content, SinkFilter& sink)
     {
         ComPtr<IPin> pin;
         EXPECT_HRESULT(S_OK, create(name, pin));
-        EXPECT_HRESULT(S_OK, mapOf(pin.Get())->MapPID(1, &pid, content));
+        EXPECT_HRESULT(S_OK, query<IMPEG2PIDMap>(pin.Get())->MapPID(1, &pid, content));
         EXPECT_HRESULT(S_OK, pin->Connect(&sink.input, nullptr));
         return pin;
     }
     /// Connects the source.
     void play()
     {
-        EXPECT_HRESULT(S_OK, source.Connect(input.Get(), nullptr));
+        CMediaType type = transportStreamType();
+        type.SetFormatType(&FORMAT_None);  // so that it is complete
+        EXPECT_HRESULT(S_OK, source.Connect(input.Get(), &type));
         run();
     }
     /// A video pin at the first sink, an audio pin at the second, everything running.

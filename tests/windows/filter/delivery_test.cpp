@@ -23,15 +23,13 @@ TEST_F(FilterTest, DeliversThePacketsOfTheFileOneASampleAtEveryStart)
         EXPECT_EQ(file.size() / 188, sink.samples.size());
         EXPECT_EQ(file, sink.allBytes());
         EXPECT_EQ(start, sink.endsOfStream);
-        for (const Received& sample : sink.samples)
-            EXPECT_FALSE(sample.start || sample.syncPoint || sample.discontinuity);
+        EXPECT_TRUE(std::ranges::none_of(sink.samples, [](const Received& sample) {
+            return sample.start || sample.syncPoint || sample.discontinuity;
+        }));
         ASSERT_EQ(1U, sink.segments.size());
         EXPECT_EQ(15'000'000, sink.segments[0].start);
         EXPECT_EQ(29'200'000, sink.segments[0].stop) << "not the duration";
         EXPECT_EQ(2.0, sink.segments[0].rate);
-        double stop = 0.0;
-        position->get_StopTime(&stop);
-        EXPECT_EQ(2.92, stop);
     }
     disconnect(sink);
 }
@@ -41,8 +39,6 @@ TEST_F(FilterTest, PacketSizesAndResynchronisation)
     const Data stream = smallStream();
     const Data more = repeat(packet({.pid = 0x201, .unitStart = false}, filled(184, 0x22)), 3);
     const Data cut = firstBytes(stream, stream.size() - 100);
-    const Data junk = filled(10, 0x01);
-    const Data doubled{0x01, 0x47};
     const Data noise = repeat({0x47, 0x12, 0x99, 0x33, 0x00, 0x55, 0x10}, 10'000);
     const struct
     {
@@ -53,9 +49,9 @@ TEST_F(FilterTest, PacketSizesAndResynchronisation)
     } cases[] = {
         {"the last packet, cut off, is lost", cut, cut, 42},
         {"the sync byte behind junk is locked on to: it is passed by one byte and then never met",
-         join({stream, junk, more}), stream, 42},
-        {"a second sync byte behind the one passed by is missed", join({stream, doubled, more}), join({stream, more}),
-         45},
+         join({stream, filled(10, 0x01), more}), stream, 42},
+        {"a second sync byte behind the one passed by is missed", join({stream, {0x01, 0x47}, more}),
+         join({stream, more}), 45},
         {"a file that is not analysed is searched for packets, or delivered in other steps than the buffer's", noise,
          noise, 3},
     };
@@ -77,7 +73,8 @@ TEST_F(FilterTest, PacketSizesAndResynchronisation)
 TEST_F(FilterTest, OnlyAPositionAtTheVeryStartRewinds)
 {
     ASSERT_HRESULT(S_OK, load(kMpeg2Sample));
-    const std::map<std::size_t, double> positions = {{2, 0.05}, {4, 0.02}, {6, -1.0}};  // put behind so many packets
+    // Put behind so many packets.
+    const std::map<std::size_t, double> positions = {{1, 2.2e3}, {2, 0.05}, {3, 1.0e9}, {4, 0.02}, {6, -1.0}};
     SinkFilter sink;
     sink.onReceive = [&](IMediaSample*) {
         const auto next = positions.find(sink.count);

@@ -9,19 +9,19 @@ namespace zarnow::test {
 
 TEST_F(FilterTest, TheSelectionIsPersistedBehindTheVersionAndTheDemultiplexersPinsFollow)
 {
-    const std::string aac = ": MEDIASUBTYPE_RAW_AAC1 2 x 16 bit, 48000 Hz, 28000 byte/s";
-    const std::string ac3 = ": MEDIASUBTYPE_DOLBY_AC3 2 x 16 bit, 48000 Hz, 12000 byte/s";
-    const std::string mp2 = ": MEDIASUBTYPE_MPEG1AudioPayload 2 x 16 bit, 48000 Hz, 16000 byte/s";
-    const Pins first = {"H264_0 PES 256 payload", "AUDIO_0 audio 257 payload" + aac};
+    const std::string wave = " 2 x 16 bit, 48000 Hz, ";
+    const Pins first = {"H264_0 PES 256 payload",
+                        "AUDIO_0 audio 257 payload: MEDIASUBTYPE_RAW_AAC1" + wave + "28000 byte/s"};
     // AVC pins are not swept.
-    const Pins second = {"H264_0 PES 256 payload", "MPEG2_0 video 258 elementary", "AC3_0 audio 259 elementary" + ac3};
+    const Pins second = {"H264_0 PES 256 payload", "MPEG2_0 video 258 elementary",
+                         "AC3_0 audio 259 elementary: MEDIASUBTYPE_DOLBY_AC3" + wave + "12000 byte/s"};
     const Pins another = {"H264_0 PES 256 payload", "MPEG2_0 video 512 elementary",
-                          "AUDIO_0 audio 513 elementary" + mp2};
+                          "AUDIO_0 audio 513 elementary: MEDIASUBTYPE_MPEG1AudioPayload" + wave + "16000 byte/s"};
     ASSERT_HRESULT(S_OK, load(kTwoProgramsSample));
     ComPtr<IBaseFilter> demultiplexer;
     ASSERT_HRESULT(S_OK, demux::createDemultiplexer(&demultiplexer));
-    const auto pins = [&] { return demultiplexerPins(*demultiplexer.Get()); };
     const ComPtr<IPin> input = findPin(*demultiplexer.Get(), PINDIR_INPUT);
+    const auto pins = [&] { return demultiplexerPins(*demultiplexer.Get()); };
     ASSERT_HRESULT(S_OK, pin->Connect(input.Get(), nullptr));
     EXPECT_EQ(first, pins());
 
@@ -30,7 +30,6 @@ TEST_F(FilterTest, TheSelectionIsPersistedBehindTheVersionAndTheDemultiplexersPi
     ASSERT_HRESULT(S_OK, tarnwell->SelectProgram(1));
     EXPECT_EQ(second, pins());
     EXPECT_HRESULT(S_OK, persist->IsDirty());
-
     ULARGE_INTEGER size = {};
     EXPECT_HRESULT(S_OK, persist->GetSizeMax(&size));
     EXPECT_EQ(32U, size.QuadPart);

@@ -41,7 +41,7 @@ protected:
     void SetUp() override
     {
         FilterTest::SetUp();
-        ASSERT_HRESULT(S_OK, module.create(CLSID_ZarnowTSProperties, IID_PPV_ARGS(&page)));
+        ASSERT_HRESULT(S_OK, frame.create(module));
     }
     void TearDown() override
     {

@@ -3,13 +3,21 @@
 #include <chrono>
 #include <future>
 #include <list>
-#include <optional>
 #include <thread>
 
 #include "tests/windows/robustness/graph.h"
 #include "tests/windows/support/framework_test.h"
 
 namespace zarnow::test {
+
+/// What comes of an attempt to connect and run.
+struct Outcome
+{
+    HRESULT connected = S_OK;
+    HRESULT running = S_OK;
+    std::size_t samples = 0;
+    bool toTheEnd = false;
+};
 
 class DownstreamTest : public FilterTest
 {
@@ -20,20 +28,20 @@ protected:
         ASSERT_HRESULT(S_OK, load(kMpeg2Sample));
     }
     /// Connects and runs as far as is to be expected, and leaves nothing.
-    void attempt(SinkFilter& sink, HRESULT connected, HRESULT running, bool toTheEnd = false)
+    void attempt(SinkFilter& sink, const Outcome& expected)
     {
         const HRESULT result = connect(sink);
-        EXPECT_HRESULT(connected, result);
+        EXPECT_HRESULT(expected.connected, result);
         if (SUCCEEDED(result)) {
-            FILTER_STATE state = State_Paused;
             sink.Run(0);
-            EXPECT_HRESULT(running, filter->Run(0));
-            EXPECT_HRESULT(S_OK, filter->GetState(0, &state));
-            EXPECT_EQ(SUCCEEDED(running) ? State_Running : State_Stopped, state);
-            EXPECT_EQ(toTheEnd, WaitForSingleObject(sink.ended, toTheEnd ? 20'000 : 30) == WAIT_OBJECT_0);
+            EXPECT_HRESULT(expected.running, filter->Run(0));
+            EXPECT_TRUE(sink.waitForSamples(expected.samples));
+            EXPECT_EQ(expected.toTheEnd,
+                      WaitForSingleObject(sink.ended, expected.toTheEnd ? 20'000 : 30) == WAIT_OBJECT_0);
             stop(sink);
             disconnect(sink);
         }
+        EXPECT_EQ(expected.samples, sink.count);
         EXPECT_EQ(1, sink.references());
     }
     /// The filter is none the worse for what has happened.
@@ -49,23 +57,31 @@ protected:
 
 TEST_F(DownstreamTest, RefusalsAreReportedAndLeaveNothing)
 {
+    const auto refuseSamples = [](LONG from, HRESULT result) {
+        return [from, result](SinkFilter& sink, TestAllocator&) {
+            sink.refuseAfter = from;
+            sink.receiveResult = result;
+        };
+    };
     const struct
     {
         const char* what;
-        HRESULT connected;
-        HRESULT running;
-        void (*refuse)(SinkFilter&, TestAllocator&);
-        bool toTheEnd = false;
+        Outcome expected;
+        std::function<void(SinkFilter&, TestAllocator&)> refuse;
     } refusals[] = {
-        {"the type", VFW_E_NO_ACCEPTABLE_TYPES, S_OK, [](auto& sink, auto&) { sink.typeResult = S_FALSE; }},
-        {"the connection", E_ACCESSDENIED, S_OK, [](auto& sink, auto&) { sink.connectionResult = E_ACCESSDENIED; }},
-        {"every allocator", E_UNEXPECTED, S_OK,
-         [](auto& sink, auto&) { sink.onAllocator = [](IMemAllocator&) { return E_UNEXPECTED; }; }},
-        {"properties of its allocator, for which another one stands in", S_OK, S_OK,
-         [](auto&, auto& allocator) { allocator.propertiesResult = E_FAIL; }, true},
-        {"to commit its allocator", S_OK, E_OUTOFMEMORY,
-         [](auto&, auto& allocator) { allocator.commitResult = E_OUTOFMEMORY; }},
-        {"any buffer", S_OK, S_OK, [](auto&, auto& allocator) { allocator.bufferResult = E_OUTOFMEMORY; }},
+        {"the type", {VFW_E_NO_ACCEPTABLE_TYPES}, [](auto& sink, auto&) { sink.typeResult = S_FALSE; }},
+        {"the connection", {E_ACCESSDENIED}, [](auto& sink, auto&) { sink.connectionResult = E_ACCESSDENIED; }},
+        {"allocators",
+         {E_UNEXPECTED},
+         [](auto& sink, auto&) { sink.onAllocator = [](auto&) { return E_UNEXPECTED; }; }},
+        {"properties of its allocator, for which another one stands in",
+         {S_OK, S_OK, contentOf(kMpeg2Sample).size() / kPacket, true},
+         [](auto&, auto& allocator) { allocator.propertiesResult = E_FAIL; }},
+        {"to commit", {S_OK, E_OUTOFMEMORY}, [](auto&, auto& allocator) { allocator.commitResult = E_OUTOFMEMORY; }},
+        {"any buffer", {}, [](auto&, auto& allocator) { allocator.bufferResult = E_OUTOFMEMORY; }},
+        {"the first sample", {}, refuseSamples(0, E_FAIL)},
+        {"the second sample", {S_OK, S_OK, 1}, refuseSamples(1, VFW_E_WRONG_STATE)},
+        {"the sixth sample", {S_OK, S_OK, 5}, refuseSamples(5, S_FALSE)},
     };
     for (const auto& refusal : refusals) {
         SCOPED_TRACE(refusal.what);
@@ -73,78 +89,66 @@ TEST_F(DownstreamTest, RefusalsAreReportedAndLeaveNothing)
         SinkFilter sink;
         sink.offeredAllocator = &allocator;
         refusal.refuse(sink, allocator);
-        attempt(sink, refusal.connected, refusal.running, refusal.toTheEnd);
+        attempt(sink, refusal.expected);
         EXPECT_EQ(1, allocator.references());
         playWhole();
     }
 }
 
-TEST_F(DownstreamTest, ASampleThatIsNotTakenIsTheLast)
+TEST_F(DownstreamTest, BufferSizesOfEveryKind)
 {
-    for (const HRESULT result : {S_FALSE, E_FAIL, VFW_E_WRONG_STATE, E_OUTOFMEMORY}) {
-        for (const LONG taken : {0, 1, 5}) {
-            SCOPED_TRACE(hex(result));
-            SinkFilter sink;
-            sink.refuseAfter = taken;
-            sink.receiveResult = result;
-            attempt(sink, S_OK, S_OK);
-            EXPECT_EQ(static_cast<std::size_t>(taken), sink.count);
-        }
+    const TemporaryFile file(smallStream());
+    const std::pair<DWORD, Outcome> cases[] = {
+        {0, {S_OK, VFW_E_SIZENOTSET}},
+        {1, {S_OK, S_OK, 494, true}},  // of 16 bytes, to which an allocator rounds up
+        {187, {S_OK, S_OK, 42, true}},
+        {188, {S_OK, S_OK, 42, true}},
+        {375, {S_OK, S_OK, 21, true}},
+        {376, {S_OK, S_OK, 21, true}},
+        {0xFFFFFFFF, {VFW_E_NO_ACCEPTABLE_TYPES}},
+        {33'000, {S_OK, S_OK, 42, true}},
+    };
+    for (const auto& [size, expected] : cases) {
+        SCOPED_TRACE(size);
+        ASSERT_HRESULT(S_OK, tarnwell->SetBufferSize(size));
+        ASSERT_HRESULT(S_OK, load(file.path().wstring()));
+        SinkFilter sink;
+        sink.proposes = {transportStreamType()};
+        attempt(sink, expected);
     }
+    ASSERT_HRESULT(S_OK, load(kMpeg2Sample));
     playWhole();
 }
 
-TEST_F(DownstreamTest, MayWaitForAnAnswerOfTheFilterWhileItIsConfigured)
+/// The lock on the tables is given up while the filter downstream is configured, which a load does for every program.
+TEST_F(DownstreamTest, MayWaitForTheFilterWhileItIsConfigured)
 {
     std::list<std::future<HRESULT>> answers;  // of other threads; kept, for to let one go is to wait for it
-    int late = 0;
     SinkFilter sink;
+    DWORD count = 0;
     sink.onConfiguration = [&] {
-        answers.push_back(std::async(std::launch::async, [&] {
-            DWORD count = 0;
-            return tarnwell->GetProgramCount(&count);
+        const bool selects = answers.empty();  // which configures it in turn where there is such a program
+        answers.push_back(std::async(std::launch::async, [&, selects] {
+            return selects ? tarnwell->SelectProgram(1) : tarnwell->GetProgramCount(&count);
         }));
-        late += answers.back().wait_for(std::chrono::seconds(5)) == std::future_status::ready ? 0 : 1;
+        EXPECT_EQ(std::future_status::ready, answers.back().wait_for(std::chrono::seconds(5)));
     };
-    const ComPtr<IPersistStream> persist = query<IPersistStream>(filter.Get());
-    ComPtr<IStream> saved;
-    ASSERT_HRESULT(S_OK, CreateStreamOnHGlobal(nullptr, TRUE, &saved));
-    ASSERT_HRESULT(S_OK, persist->Save(saved.Get(), TRUE));
-    saved->Seek({}, STREAM_SEEK_SET, nullptr);
     const std::pair<const char*, std::function<HRESULT()>> operations[] = {
         {"Connect", [&] { return connect(sink); }},
+        {"SelectProgram", [&] { return tarnwell->SelectProgram(0); }},
         {"Load", [&] { return load(kTwoProgramsSample); }},
-        {"SelectProgram", [&] { return tarnwell->SelectProgram(1); }},
-        {"SelectProgramByNumber", [&] { return tarnwell->SelectProgramByNumber(0x1000, 1); }},
-        {"IPersistStream::Load", [&] { return persist->Load(saved.Get()); }},
     };
     for (const auto& [name, operation] : operations) {
         SCOPED_TRACE(name);
         answers.clear();
         EXPECT_HRESULT(S_OK, operation());
         EXPECT_LT(0U, answers.size()) << "it was not configured";
-        EXPECT_EQ(0, std::exchange(late, 0));
     }
-    answers.clear();
-    disconnect(sink);
-}
-
-/// The lock on the tables is given up while the filter downstream is configured, which a load does for every program.
-TEST_F(DownstreamTest, ASelectionInTheMiddleOfALoadCostsNoProgram)
-{
-    SinkFilter sink;
-    ASSERT_HRESULT(S_OK, connect(sink));
-    int configurations = 0;
-    sink.onConfiguration = [&] {
-        if (++configurations == 1)
-            std::thread([&] { EXPECT_HRESULT(S_OK, tarnwell->SelectProgram(1)); }).join();
-    };
-    ASSERT_HRESULT(S_OK, load(kTwoProgramsSample));
-    EXPECT_LT(2, configurations);
-    DWORD count = 0;
+    EXPECT_LT(2U, answers.size()) << "for every program, and for the one selected in the middle";
     EXPECT_HRESULT(S_OK, tarnwell->GetProgramCount(&count));
-    EXPECT_EQ(2U, count);
+    EXPECT_EQ(2U, count) << "a selection in the middle of a load costs no program";
     EXPECT_EQ(0U, currentProgram());
+    answers.clear();
     disconnect(sink);
 }
 
@@ -159,7 +163,6 @@ protected:
         ASSERT_HRESULT(S_OK, connect(sink));
         run(sink);
         ASSERT_TRUE(sink.waitForFirst());
-        limit.emplace();
         // As a renderer does that is stopped meanwhile.
         renderer = std::jthread([this] {
             Sleep(100);
@@ -169,7 +172,6 @@ protected:
     void TearDown() override
     {
         renderer = {};
-        limit.reset();
         EXPECT_EQ(0, sink.endsOfStream);
         FilterTest::TearDown();
         EXPECT_EQ(1, sink.references());
@@ -178,11 +180,11 @@ protected:
 
     SinkFilter sink;
     std::jthread renderer;
-    std::optional<AtOnce> limit;
 };
 
 TEST_F(BlockedTest, StopWaitsForTheSampleOnly)
 {
+    const AtOnce limit;
     EXPECT_HRESULT(VFW_E_NOT_STOPPED, pin->Disconnect());
     EXPECT_HRESULT(S_OK, position->put_CurrentPosition(0.0));
     stop(sink);
@@ -192,12 +194,14 @@ TEST_F(BlockedTest, StopWaitsForTheSampleOnly)
 
 TEST_F(BlockedTest, TheFilterGoesWhileItsSampleIsStillDownstream)
 {
+    const AtOnce limit;
     loseDownstream(sink);
     EXPECT_EQ(0U, releaseFilter());
 }
 
 TEST_F(BlockedTest, APeerThatHasLeftEndsTheDeliveryNotTheFilter)
 {
+    const AtOnce limit;
     loseDownstream(sink);
     renderer.join();
     Sleep(20);
@@ -227,38 +231,6 @@ TEST_F(DownstreamTest, AFilterTakenOutOfARunningGraph)
         sink.input.Disconnect();
         EXPECT_EQ(1, sink.references());
     }
-    playWhole();
-}
-
-TEST_F(DownstreamTest, BufferSizesOfEveryKind)
-{
-    const TemporaryFile file(smallStream());
-    const struct
-    {
-        DWORD size;
-        HRESULT connected;  // with a peer that proposes the type
-        HRESULT running;
-        std::size_t samples;
-    } cases[] = {
-        {0, S_OK, VFW_E_SIZENOTSET, 0},
-        {1, S_OK, S_OK, 494},  // of 16 bytes, to which an allocator rounds up
-        {187, S_OK, S_OK, 42},
-        {188, S_OK, S_OK, 42},
-        {375, S_OK, S_OK, 21},
-        {376, S_OK, S_OK, 21},
-        {0xFFFFFFFF, VFW_E_NO_ACCEPTABLE_TYPES, S_OK, 0},
-        {33'000, S_OK, S_OK, 42},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.size);
-        ASSERT_HRESULT(S_OK, tarnwell->SetBufferSize(c.size));
-        ASSERT_HRESULT(S_OK, load(file.path().wstring()));
-        SinkFilter sink;
-        sink.proposes = {transportStreamType()};
-        attempt(sink, c.connected, c.running, c.samples != 0);
-        EXPECT_EQ(c.samples, sink.count);
-    }
-    ASSERT_HRESULT(S_OK, load(kMpeg2Sample));
     playWhole();
 }
 

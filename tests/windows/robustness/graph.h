@@ -1,8 +1,10 @@
 /// @file
-/// The system's filter graph, and a limit for what must not wait.
+/// The system's filter graph, a limit for what must not wait, and questions to the filter.
 #pragma once
 
 #include <control.h>
+
+#include <functional>
 
 #include "tests/windows/support/filter_fixture.h"
 
@@ -39,6 +41,39 @@ struct Graph
 
     ComPtr<IGraphBuilder> builder;
     ComPtr<IMediaControl> control;
+};
+
+class AskingTest : public FilterTest
+{
+protected:
+    /// Everything that is handed out as memory or as an object.
+    void askForAll(DWORD index, const std::function<void(HRESULT result, bool mayLack)>& see)
+    {
+        LPOLESTR texts[2] = {};
+        BSTR names[2] = {};
+        WORD pmtPid = static_cast<WORD>(0x1000 + index);
+        WORD number = static_cast<WORD>(index + 1);
+        TarnwellVideoInfo video = {};
+        CAUUID pages = {};
+        ComPtr<IEnumPins> pins;
+        ComPtr<IEnumPins> morePins;
+        ComPtr<IEnumMediaTypes> types;
+        AM_MEDIA_TYPE* type = nullptr;
+        see(tarnwell->GetStreamInfo(index, pmtPid, number, &pmtPid, &names[0]), true);
+        see(tarnwell->GetVideoInfo(&video), true);
+        see(tarnwell->GetProgramInfo(index, &pmtPid, &number, &names[1]), false);
+        see(source->GetCurFile(&texts[0], nullptr), false);
+        see(pin->QueryId(&texts[1]), false);
+        see(query<ISpecifyPropertyPages>(filter.Get())->GetPages(&pages), false);
+        see(filter->EnumPins(&pins), false);
+        see(pins ? pins->Clone(&morePins) : E_OUTOFMEMORY, false);
+        see(pin->EnumMediaTypes(&types), false);
+        see(types ? types->Next(1, &type, nullptr) : E_OUTOFMEMORY, true);
+        std::ranges::for_each(texts, CoTaskMemFree);
+        std::ranges::for_each(names, SysFreeString);
+        CoTaskMemFree(pages.pElems);
+        DeleteMediaType(type);
+    }
 };
 
 }  // namespace zarnow::test

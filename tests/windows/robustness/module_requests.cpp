@@ -1,189 +1,162 @@
 #include "tests/windows/robustness/module_requests.h"
 
-#include <algorithm>
-#include <cstdlib>
 #include <cstring>
 #include <mutex>
-#include <tuple>
 #include <unordered_set>
 #include <utility>
-
-#include <objbase.h>
-#include <oleauto.h>
 
 namespace zarnow::test {
 
 namespace {
 
-template <class Address>
-Address at(HMODULE module, DWORD offset)
+template <class Type>
+Type* at(HMODULE module, std::uint64_t offset)
 {
-    return reinterpret_cast<Address>(reinterpret_cast<BYTE*>(module) + offset);
+    return reinterpret_cast<Type*>(reinterpret_cast<BYTE*>(module) + offset);
 }
 
 /// The entry of the module's import address table; null when it does not import the function.
 void** importEntry(HMODULE module, const char* function)
 {
-    const auto* headers =
-        at<IMAGE_NT_HEADERS*>(module, static_cast<DWORD>(reinterpret_cast<IMAGE_DOS_HEADER*>(module)->e_lfanew));
-    const auto* imported = at<IMAGE_IMPORT_DESCRIPTOR*>(
-        module, headers->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT].VirtualAddress);
-    for (; imported->Name != 0; ++imported) {
-        const auto* names = at<IMAGE_THUNK_DATA*>(module, imported->OriginalFirstThunk);
-        auto* addresses = at<IMAGE_THUNK_DATA*>(module, imported->FirstThunk);
-        for (; names->u1.AddressOfData != 0; ++names, ++addresses) {
-            if (IMAGE_SNAP_BY_ORDINAL(names->u1.Ordinal))
-                continue;
-            const auto* name = at<IMAGE_IMPORT_BY_NAME*>(module, static_cast<DWORD>(names->u1.AddressOfData));
-            if (std::strcmp(reinterpret_cast<const char*>(name->Name), function) == 0)
-                return reinterpret_cast<void**>(&addresses->u1.Function);
+    const auto* headers = at<IMAGE_NT_HEADERS>(module, static_cast<DWORD>(at<IMAGE_DOS_HEADER>(module, 0)->e_lfanew));
+    const auto& directory = headers->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT];
+    for (auto* from = at<IMAGE_IMPORT_DESCRIPTOR>(module, directory.VirtualAddress); from->Name != 0; ++from) {
+        const auto* name = at<IMAGE_THUNK_DATA>(module, from->OriginalFirstThunk);
+        auto* address = at<IMAGE_THUNK_DATA>(module, from->FirstThunk);
+        for (; name->u1.AddressOfData != 0; ++name, ++address) {
+            const auto* imported = at<IMAGE_IMPORT_BY_NAME>(module, name->u1.AddressOfData);
+            if (!IMAGE_SNAP_BY_ORDINAL(name->u1.Ordinal) && std::strcmp(imported->Name, function) == 0)
+                return reinterpret_cast<void**>(&address->u1.Function);
         }
     }
     return nullptr;
 }
 
-struct Account
-{
-    std::mutex mutex;
-    std::unordered_set<void*> blocks;
-    DWORD thread = 0;  // whose requests are counted; 0: nobody's
-    long before = 0;   // requests to come before the first to fail
-    long count = 0;    // requests to fail
-    bool failed = false;
-};
-
-Account account;
+std::mutex mutex;
+std::unordered_set<void*> blocks;
+DWORD failingThread = 0;  // 0: none
+long requestsBefore = 0;  // the first to fail
+long requestsToFail = 0;
+bool hasFailed = false;
 
 bool refused()
 {
-    const std::lock_guard lock(account.mutex);
-    const bool fails = account.thread == GetCurrentThreadId() && account.before-- <= 0 && account.count-- > 0;
-    account.failed |= fails;
+    const std::lock_guard lock(mutex);
+    const bool fails = failingThread == GetCurrentThreadId() && requestsBefore-- <= 0 && requestsToFail-- > 0;
+    hasFailed |= fails;
     return fails;
 }
 
 void* taken(void* block)
 {
-    const std::lock_guard lock(account.mutex);
+    const std::lock_guard lock(mutex);
     if (block != nullptr)
-        account.blocks.insert(block);
+        blocks.insert(block);
     return block;
 }
 
 void givenBack(void* block)
 {
-    const std::lock_guard lock(account.mutex);
-    account.blocks.erase(block);
+    const std::lock_guard lock(mutex);
+    blocks.erase(block);
 }
 
 enum class Does { takesMemory, resizesMemory, givesMemoryBack, makesObject };
 
-/// A function's name, which tells its stand-in from those of its kin.
-template <std::size_t size>
-struct Name
+/// Any of them: four arguments come in registers, more on the stack, where everybody looks at their own only. To pass
+/// on six is to pass on all there are.
+using Function = void*(WINAPI*)(void*, void*, void*, void*, void*, void*);
+
+struct Import
 {
-    consteval Name(const char (&name)[size]) { std::copy_n(name, size, text); }
-    char text[size];
+    const char* name;
+    Does does;
+    Function real = nullptr;
 };
 
-template <Name name, class Result, class... Arguments>
-Result(WINAPI* real)(Arguments...) = nullptr;
+Import imports[] = {
+    {"CoTaskMemFree", Does::givesMemoryBack},
+    {"SysFreeString", Does::givesMemoryBack},
+    {"malloc", Does::takesMemory},
+    {"calloc", Does::takesMemory},
+    {"realloc", Does::resizesMemory},
+    {"free", Does::givesMemoryBack},
+    {"CoTaskMemAlloc", Does::takesMemory},
+    {"SysAllocString", Does::takesMemory},
+    {"VirtualAlloc", Does::takesMemory},
+    {"VirtualFree", Does::givesMemoryBack},
+    {"CreateEventW", Does::makesObject},
+    {"CreateSemaphoreW", Does::makesObject},
+    {"CreateThread", Does::makesObject},
+    {"CreateDialogParamW", Does::makesObject},
+};
 
-template <Name name, Does does, class Result, class... Arguments>
-Result WINAPI standIn(Arguments... arguments)
+template <std::size_t index>
+void* WINAPI standIn(void* first, void* second, void* third, void* fourth, void* fifth, void* sixth)
 {
-    if constexpr (does != Does::givesMemoryBack)
-        if (refused())
-            return nullptr;
-    if constexpr (does == Does::givesMemoryBack || does == Does::resizesMemory)
-        givenBack(std::get<0>(std::tuple(arguments...)));
-    if constexpr (does == Does::takesMemory || does == Does::resizesMemory)
-        return static_cast<Result>(taken(real<name, Result, Arguments...>(arguments...)));
-    else
-        return real<name, Result, Arguments...>(arguments...);
+    const auto& [name, does, real] = imports[index];
+    if (does != Does::givesMemoryBack && refused())
+        return nullptr;
+    if (does == Does::givesMemoryBack || does == Does::resizesMemory)
+        givenBack(first);
+    void* const result = real(first, second, third, fourth, fifth, sixth);
+    return does == Does::takesMemory || does == Does::resizesMemory ? taken(result) : result;
 }
 
-/// @param function  itself, so ahead of a patch of the program's own import of it
-template <Name name, Does does, class Result, class... Arguments>
-ImportPatch patch(HMODULE module, Result(WINAPI* function)(Arguments...))
+template <std::size_t... index>
+void watchImports(HMODULE module, std::index_sequence<index...> /*which*/)
 {
-    real<name, Result, Arguments...> = function;
-    return {module, name.text, reinterpret_cast<void*>(standIn<name, does, Result, Arguments...>)};
+    const auto watch = [module](Import& import, Function replacement) {
+        const auto replaced =
+            reinterpret_cast<Function>(replaceImport(module, import.name, reinterpret_cast<void*>(replacement)));
+        if (replaced != nullptr && replaced != replacement)
+            import.real = replaced;
+    };
+    (watch(imports[index], standIn<index>), ...);
 }
 
 }  // namespace
 
-ImportPatch::ImportPatch(HMODULE module, const char* function, void* replacement)
-    : entry_(importEntry(module, function))
+void* replaceImport(HMODULE module, const char* function, void* replacement)
 {
-    if (entry_ == nullptr)
-        return;
-    original_ = *entry_;
-    write(entry_, replacement);
+    void** const entry = importEntry(module, function);
+    if (entry == nullptr)
+        return nullptr;
+    DWORD protection = 0;
+    VirtualProtect(entry, sizeof(*entry), PAGE_READWRITE, &protection);
+    void* const original = std::exchange(*entry, replacement);
+    VirtualProtect(entry, sizeof(*entry), protection, &protection);
+    return original;
 }
 
-ImportPatch::~ImportPatch()
+void watchRequests(HMODULE module)
 {
-    if (entry_ != nullptr)
-        write(entry_, original_);
+    watchImports(module, std::make_index_sequence<std::size(imports)>());
+    // What is handed out is freed by the receiver: the tests and their filters.
+    watchImports(GetModuleHandleW(nullptr), std::index_sequence<0, 1>());
+    const std::lock_guard lock(mutex);
+    blocks.clear();
 }
 
-void ImportPatch::write(void** entry, void* function)
+void failRequests(long number, long count)
 {
-    DWORD before = 0;
-    VirtualProtect(entry, sizeof(*entry), PAGE_READWRITE, &before);
-    *entry = function;
-    VirtualProtect(entry, sizeof(*entry), before, &before);
+    const std::lock_guard lock(mutex);
+    failingThread = GetCurrentThreadId();
+    requestsBefore = number - 1;
+    requestsToFail = count;
 }
 
-ModuleRequests::ModuleRequests(HMODULE module)
-    : patches_{
-          patch<"malloc", Does::takesMemory>(module, std::malloc),
-          patch<"calloc", Does::takesMemory>(module, std::calloc),
-          patch<"realloc", Does::resizesMemory>(module, std::realloc),
-          patch<"free", Does::givesMemoryBack>(module, std::free),
-          patch<"CoTaskMemAlloc", Does::takesMemory>(module, CoTaskMemAlloc),
-          patch<"CoTaskMemFree", Does::givesMemoryBack>(module, CoTaskMemFree),
-          patch<"SysAllocString", Does::takesMemory>(module, SysAllocString),
-          patch<"SysFreeString", Does::givesMemoryBack>(module, SysFreeString),
-          patch<"VirtualAlloc", Does::takesMemory>(module, VirtualAlloc),
-          patch<"VirtualFree", Does::givesMemoryBack>(module, VirtualFree),
-          patch<"CreateEventW", Does::makesObject>(module, CreateEventW),
-          patch<"CreateSemaphoreW", Does::makesObject>(module, CreateSemaphoreW),
-          patch<"CreateThread", Does::makesObject>(module, CreateThread),
-          patch<"CreateDialogParamW", Does::makesObject>(module, CreateDialogParamW),
-          // What is handed out is freed by the receiver: the tests and their filters.
-          patch<"CoTaskMemFree", Does::givesMemoryBack>(GetModuleHandleW(nullptr), CoTaskMemFree),
-          patch<"SysFreeString", Does::givesMemoryBack>(GetModuleHandleW(nullptr), SysFreeString),
-      }
+bool letRequestsSucceed()
 {
+    const std::lock_guard lock(mutex);
+    failingThread = 0;
+    return std::exchange(hasFailed, false);
 }
 
-ModuleRequests::~ModuleRequests()
+std::size_t blocksInUse()
 {
-    succeedAgain();
-    account.blocks.clear();
-}
-
-void ModuleRequests::fail(long number, long count)
-{
-    const std::lock_guard lock(account.mutex);
-    account.thread = GetCurrentThreadId();
-    account.before = number - 1;
-    account.count = count;
-}
-
-bool ModuleRequests::succeedAgain()
-{
-    const std::lock_guard lock(account.mutex);
-    account.thread = 0;
-    return std::exchange(account.failed, false);
-}
-
-std::size_t ModuleRequests::blocksInUse() const
-{
-    const std::lock_guard lock(account.mutex);
-    return account.blocks.size();
+    const std::lock_guard lock(mutex);
+    return blocks.size();
 }
 
 }  // namespace zarnow::test

@@ -8,43 +8,21 @@
 
 namespace zarnow::test {
 
-/// Another function in the place of one that a module imports, for the length of a scope.
-class ImportPatch
-{
-public:
-    /// A module that does not import the function is left alone.
-    ImportPatch(HMODULE module, const char* function, void* replacement);
-    ImportPatch(const ImportPatch&) = delete;
-    ImportPatch& operator=(const ImportPatch&) = delete;
-    ~ImportPatch();
+/// Puts another function in the place of one that a module imports, until the module is unloaded.
+/// @return the one that was there; null, and nothing done, when the module does not import it
+void* replaceImport(HMODULE module, const char* function, void* replacement);
 
-private:
-    static void write(void** entry, void* function);
+/// Counts the requests that a module makes from now on until it is unloaded, and keeps account of the memory that it
+/// has not given back. One module at a time.
+void watchRequests(HMODULE module);
 
-    void** entry_;
-    void* original_ = nullptr;
-};
+/// The number-th request of this thread from now, from 1, fails, and `count` - 1 more behind it.
+void failRequests(long number, long count);
 
-/// Counts the requests that a module makes on this thread, and fails those it is told to. Keeps account of the memory
-/// that the module has not given back. One at a time.
-class ModuleRequests
-{
-public:
-    explicit ModuleRequests(HMODULE module);
-    ModuleRequests(const ModuleRequests&) = delete;
-    ModuleRequests& operator=(const ModuleRequests&) = delete;
-    ~ModuleRequests();
+/// @return whether a request has failed
+bool letRequestsSucceed();
 
-    /// The number-th request from now, from 1, fails, and `count` - 1 more behind it.
-    void fail(long number, long count);
-    /// @return whether a request has failed
-    bool succeedAgain();
-
-    /// Blocks that were requested since the beginning and are not given back, by whoever.
-    std::size_t blocksInUse() const;
-
-private:
-    ImportPatch patches_[16];
-};
+/// Blocks that are not given back, by whoever.
+std::size_t blocksInUse();
 
 }  // namespace zarnow::test

@@ -10,6 +10,8 @@
 
 #include <string>
 
+#include "filter/itarnwell.h"
+#include "tests/windows/support/filter_module.h"
 #include "ui/resource_ids.h"
 
 namespace zarnow::test {
@@ -61,6 +63,7 @@ public:
         DestroyWindow(window_);
     }
 
+    HRESULT create(const Module& module) { return module.create(CLSID_ZarnowTSProperties, IID_PPV_ARGS(&page)); }
     /// Gives the page its site and the object, and shows it. @return the first failure
     HRESULT open(IUnknown* object)
     {
