@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <cstring>
 #include <functional>
 #include <tuple>
 #include <vector>
@@ -22,7 +23,6 @@ struct StreamPlan
     std::vector<CMediaType> types = {transportStreamType()};
     int samples = 20;       ///< delivered before the end; negative: for ever
     HRESULT end = S_FALSE;  ///< FillBuffer's last result
-    HRESULT bufferDecision = S_OK;
     HRESULT threadCreation = S_OK;
     HRESULT typeSetting = S_OK;
     std::function<void()> onFill = [] {};
@@ -32,7 +32,13 @@ inline const StreamPlan kEndless{.samples = -1};
 constexpr LONG kBuffers = 4;
 constexpr std::chrono::seconds kLong(5);  // for what does not come
 
-class TestStream : public CSourceStream
+/// What is deleted is not freed, but made unfit for use: who uses it all the same is seen to.
+struct Poisoned
+{
+    static void operator delete(void* object, std::size_t size) { std::memset(object, 0xDD, size); }
+};
+
+class TestStream : public CSourceStream, public Poisoned
 {
 public:
     TestStream(CSource* filter, HRESULT* result, const StreamPlan& streamPlan)
@@ -56,12 +62,8 @@ public:
     }
     HRESULT DecideBufferSize(IMemAllocator* allocator, ALLOCATOR_PROPERTIES* request) override
     {
-        if (FAILED(plan.bufferDecision))
-            return plan.bufferDecision;
-        request->cBuffers = kBuffers;
-        request->cbBuffer = 188;
-        ALLOCATOR_PROPERTIES actual{};
-        return allocator->SetProperties(request, &actual);
+        *request = {kBuffers, 188, request->cbAlign, 0};
+        return allocator->SetProperties(request, request);
     }
 
     IMemAllocator* allocator() const { return m_pAllocator; }
@@ -91,23 +93,24 @@ protected:
     }
 };
 
-class TestSource : public CSource
+struct TestSource : CSource, Poisoned
 {
-public:
-    explicit TestSource(const StreamPlan& plan = {}, int pins = 1, LPUNKNOWN outer = nullptr)
-        : CSource(nullptr, outer, CLSID_NULL, nullptr)
-    {
-        HRESULT result = S_OK;
-        for (int i = 0; i < pins; ++i)
-            new TestStream(this, &result, plan);  // which adds itself to its filter
-    }
-    TestStream& stream(int n = 0) { return *static_cast<TestStream*>(GetPin(n)); }
+    using CSource::CSource;
 };
+
+inline TestSource* createSource(const StreamPlan& plan = {}, int pins = 1, LPUNKNOWN outer = nullptr)
+{
+    auto* const source = new TestSource(nullptr, outer, CLSID_NULL, nullptr);
+    HRESULT result = S_OK;
+    for (int i = 0; i < pins; ++i)
+        new TestStream(source, &result, plan);  // which adds itself to its filter
+    return source;
+}
 
 class Pair
 {
 public:
-    explicit Pair(const StreamPlan& plan = {}, int pins = 1) : filter(new TestSource(plan, pins)), source(filter)
+    explicit Pair(const StreamPlan& plan = {}, int pins = 1) : filter(createSource(plan, pins)), source(filter)
     {
         CoCreateInstance(CLSID_FilterGraph, nullptr, CLSCTX_INPROC_SERVER, IID_IFilterGraph, graph.putVoid());
         graph.query<IMediaEvent>(IID_IMediaEvent)->CancelDefaultHandling(EC_COMPLETE);
@@ -116,8 +119,12 @@ public:
     }
     ~Pair()
     {
+        if (!source)
+            return;
         stop();
         disconnect();
+        EXPECT_EQ(1u, ::zarnow::test::references(source.get()));
+        EXPECT_EQ(2, sink.references() + other.references());
     }
 
     HRESULT connect(const AM_MEDIA_TYPE* type = nullptr) { return stream().Connect(&input(), type); }
@@ -158,12 +165,12 @@ public:
         return events;
     }
 
-    TestStream& stream(int n = 0) { return filter->stream(n); }
+    TestStream& stream(int n = 0) { return static_cast<TestStream&>(*filter->GetPin(n)); }
     SinkInputPin& input() { return sink.input; }
 
     ComPtr<IFilterGraph> graph;
     TestSource* filter;
-    ComPtr<IBaseFilter> source;  ///< the same filter
+    ComPtr<IBaseFilter> source;  ///< the same filter; a test may let it go
     SinkFilter sink;
     SinkFilter other;  ///< connected by nobody but the test
 };
