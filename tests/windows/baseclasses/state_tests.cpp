@@ -1,5 +1,6 @@
 // Filter states, clock, graph membership.
 
+#include <algorithm>
 #include <string>
 #include <thread>
 
@@ -18,19 +19,15 @@ TEST_F(State, EveryOrderOfPauseRunAndStopWorks)
         return S_OK;
     };
     ASSERT_HRESULT(S_OK, pair.connect());
-    int threads = 0;
     for (const char step : std::string("srprssppsprrppsrs")) {
-        const bool wasStopped = pair.state() == State_Stopped;
         const FILTER_STATE expected = step == 's' ? State_Stopped : step == 'p' ? State_Paused : State_Running;
         EXPECT_HRESULT(S_OK, step == 's' ? pair.stop() : step == 'p' ? pair.pause() : pair.run());
-        threads += wasStopped && expected != State_Stopped ? 1 : 0;
         EXPECT_EQ(expected, pair.state());
         EXPECT_EQ(expected != State_Stopped, pair.stream().threadExists());
-        EXPECT_EQ(threads, pair.stream().threadsCreated);
-        EXPECT_TRUE(threads == 0 || pair.sink.waitForSamples(kBuffers));
+        EXPECT_TRUE(expected == State_Stopped || pair.sink.waitForSamples(kBuffers));
     }
-    EXPECT_EQ(threads, pair.stream().threadsDestroyed);
-    EXPECT_EQ(0, pair.stream(1).threadsCreated);
+    EXPECT_EQ(4, pair.stream().threadsDestroyed) << "one for each start";
+    EXPECT_EQ(0, pair.stream(1).threadsDestroyed);
 }
 
 TEST_F(State, AFailingPinLeavesTheFilterStoppedAndEveryPinInactive)

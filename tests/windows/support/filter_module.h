@@ -41,8 +41,7 @@ public:
         const HRESULT result = get(clsid, IID_PPV_ARGS(&factory));
         return SUCCEEDED(result) ? factory->CreateInstance(nullptr, iid, object) : result;
     }
-    HRESULT canUnload() const { return call("DllCanUnloadNow"); }
-    HRESULT call(const char* entryPoint) const { return entry<HRESULT(WINAPI*)()>(entryPoint)(); }
+    HRESULT canUnload() const { return entry<HRESULT(WINAPI*)()>("DllCanUnloadNow")(); }
 
 private:
     template <class Function>
