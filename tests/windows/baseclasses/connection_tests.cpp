@@ -8,7 +8,7 @@ namespace {
 
 using Connection = FrameworkTest;
 
-CMediaType streamOf(const GUID& subtype, const GUID& format = GUID_NULL)
+CMediaType streamOf(const GUID& subtype, const GUID& format)
 {
     CMediaType type = mediaType(MEDIATYPE_Stream, subtype);
     type.SetFormatType(&format);
@@ -29,33 +29,25 @@ void expectFree(CBasePin& pin, IMemAllocator* allocator)
 
 TEST_F(Connection, NothingIsLeftOfOneThatTheReceiverGivesUpBeforeItAnswers)
 {
-    const struct
-    {
-        bool aboutTheType;  // or the allocator
-        HRESULT answer;
-        HRESULT expected;
-    } cases[] = {
-        {true, E_FAIL, VFW_E_NO_ACCEPTABLE_TYPES},
-        {true, S_OK, E_POINTER},
-        {false, E_FAIL, VFW_E_NO_ACCEPTABLE_TYPES},
-        {false, S_OK, VFW_E_NOT_CONNECTED},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(&c - cases);
-        Pair pair;
-        const auto leave = [&](const auto&) {
-            EXPECT_HRESULT(S_OK, pair.stream().Disconnect());
-            EXPECT_HRESULT(VFW_E_ALREADY_CONNECTED, pair.stream().Connect(&pair.other.input, nullptr));
-            return c.answer;
-        };
-        if (c.aboutTheType)
-            pair.sink.checkType = leave;
-        else
-            pair.sink.onAllocator = leave;
-        EXPECT_HRESULT(c.expected, pair.connect());
-        expectFree(pair.stream(), pair.stream().allocator());
-        expectFree(pair.input(), pair.input().allocator());
-        EXPECT_HRESULT(S_OK, pair.stream().Connect(&pair.other.input, nullptr)) << "another peer, afterwards";
+    for (const bool askedForTheType : {false, true}) {  // or for the allocator
+        for (const HRESULT answer : {E_FAIL, S_OK}) {
+            SCOPED_TRACE(hex(answer));
+            Pair pair;
+            const auto leave = [&](const auto&) {
+                EXPECT_HRESULT(S_OK, pair.stream().Disconnect());
+                EXPECT_HRESULT(VFW_E_ALREADY_CONNECTED, pair.stream().Connect(&pair.other.input, nullptr));
+                return answer;
+            };
+            if (askedForTheType)
+                pair.sink.checkType = leave;
+            else
+                pair.sink.onAllocator = leave;
+            const HRESULT connected = askedForTheType ? E_POINTER : VFW_E_NOT_CONNECTED;
+            EXPECT_HRESULT(FAILED(answer) ? VFW_E_NO_ACCEPTABLE_TYPES : connected, pair.connect());
+            expectFree(pair.stream(), pair.stream().allocator());
+            expectFree(pair.input(), pair.input().allocator());
+            EXPECT_HRESULT(S_OK, pair.stream().Connect(&pair.other.input, nullptr)) << "another peer, afterwards";
+        }
     }
 }
 
@@ -85,22 +77,22 @@ TEST_F(Connection, WrongDirectionsAndStatesAndFailuresOfEitherPin)
 
 TEST_F(Connection, TheTypeIsFound)
 {
-    const CMediaType transport = streamOf(MEDIASUBTYPE_MPEG2_TRANSPORT);
-    const CMediaType program = streamOf(MEDIASUBTYPE_MPEG2_PROGRAM);
-    const CMediaType whole = streamOf(MEDIASUBTYPE_MPEG2_TRANSPORT, FORMAT_None);
+    const CMediaType transport = streamOf(MEDIASUBTYPE_MPEG2_TRANSPORT, FORMAT_None);
+    const CMediaType program = streamOf(MEDIASUBTYPE_MPEG2_PROGRAM, FORMAT_None);
+    const CMediaType partial = streamOf(MEDIASUBTYPE_MPEG2_PROGRAM, GUID_NULL);
+    const CMediaType whole = streamOf(MEDIASUBTYPE_MPEG2_TRANSPORT, FORMAT_VideoInfo);
     const struct
     {
-        const char* what;
+        const char* fault;
         std::vector<CMediaType> proposed;
         const CMediaType* wanted;
         HRESULT expected;
         std::vector<CMediaType> tried;  // at the receiver; the last one is taken
         std::vector<HRESULT> answers = {S_OK};
     } cases[] = {
-        {"the receiver's types come before ours", {program}, nullptr, S_OK, {program}},
-        {"a partial type narrows the search", {}, &program, S_OK, {program}},
-        {"a whole type is the only one tried", {program}, &whole, S_OK, {whole}},
-        {"of several reasons the first that says something",
+        {"a partial type does not narrow the search", {}, &partial, S_OK, {program}},
+        {"a whole type is not the only one tried", {program}, &whole, S_OK, {whole}},
+        {"our types come first, or another reason is told than the first that says something",
          {program},
          nullptr,
          VFW_E_CIRCULAR_GRAPH,
@@ -108,7 +100,7 @@ TEST_F(Connection, TheTypeIsFound)
          {E_FAIL, VFW_E_CIRCULAR_GRAPH, VFW_E_NO_DECOMPRESSOR}},
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(c.what);
+        SCOPED_TRACE(c.fault);
         Pair pair({.types = {transport, program}});
         std::vector<CMediaType> tried;
         pair.sink.proposes = c.proposed;

@@ -53,22 +53,20 @@ TEST_F(MediaType, EveryCopyOwnsItsFormatAndReference)
 
 TEST_F(MediaType, EqualityIsTheGuidsAndTheFormat)
 {
-    const struct
-    {
-        bool equal;
-        void (*change)(CMediaType&);
-    } cases[] = {
-        {true, [](CMediaType& t) { t.SetVariableSize(); }},
-        {false, [](CMediaType& t) { t.SetType(&MEDIATYPE_Audio); }},
-        {false, [](CMediaType& t) { t.SetSubtype(&MEDIASUBTYPE_RGB32); }},
-        {false, [](CMediaType& t) { t.SetFormatType(&FORMAT_VideoInfo2); }},
-        {false, [](CMediaType& t) { t.pbFormat[4] ^= 1; }},
-        {false, [](CMediaType& t) { std::memcpy(t.AllocFormatBuffer(6), "12345", 6); }},
+    void (*const changes[])(CMediaType&) = {
+        [](CMediaType& type) { type.SetType(&MEDIATYPE_Audio); },
+        [](CMediaType& type) { type.SetSubtype(&MEDIASUBTYPE_RGB32); },
+        [](CMediaType& type) { type.SetFormatType(&FORMAT_VideoInfo2); },
+        [](CMediaType& type) { type.pbFormat[4] ^= 1; },
+        [](CMediaType& type) { std::memcpy(type.AllocFormatBuffer(6), "12345", 6); },
     };
-    for (const auto& c : cases) {
+    CMediaType same = full;
+    same.SetVariableSize();
+    EXPECT_TRUE(full == same);
+    for (const auto& change : changes) {
         CMediaType other = full;
-        c.change(other);
-        EXPECT_EQ(c.equal, (full == other) != FALSE) << "case " << &c - cases;
+        change(other);
+        EXPECT_TRUE(full != other) << "change " << &change - changes;
     }
 }
 

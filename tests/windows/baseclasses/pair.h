@@ -29,19 +29,16 @@ struct StreamPlan
 inline const StreamPlan kEndless{.samples = -1};
 constexpr LONG kBuffers = 4;
 
-/// What is deleted is not freed, but made unfit for use: who uses it all the same is seen to.
-struct Poisoned
-{
-    static void operator delete(void* object, std::size_t size) { std::memset(object, 0xDD, size); }
-};
-
-class TestStream : public CSourceStream, public Poisoned
+class TestStream : public CSourceStream
 {
 public:
     TestStream(CSource* filter, HRESULT* result, const StreamPlan& streamPlan)
         : CSourceStream(nullptr, result, filter, L"Out"), plan(streamPlan)
     {
     }
+
+    /// Not freed, but made unfit for use: a worker that uses it all the same is seen to.
+    static void operator delete(void* stream, std::size_t size) { std::memset(stream, 0xDD, size); }
 
     HRESULT CheckMediaType(const CMediaType*) override { return S_OK; }
     HRESULT GetMediaType(int position, CMediaType* type) override
@@ -81,14 +78,9 @@ protected:
     }
 };
 
-struct TestSource : CSource, Poisoned
+inline CSource* createSource(const StreamPlan& plan = {}, int pins = 1, LPUNKNOWN outer = nullptr)
 {
-    using CSource::CSource;
-};
-
-inline TestSource* createSource(const StreamPlan& plan = {}, int pins = 1, LPUNKNOWN outer = nullptr)
-{
-    auto* const source = new TestSource(nullptr, outer, CLSID_NULL, nullptr);
+    auto* const source = new CSource(nullptr, outer, CLSID_NULL, nullptr);
     HRESULT result = S_OK;
     for (int i = 0; i < pins; ++i)
         new TestStream(source, &result, plan);  // which adds itself to its filter
@@ -157,7 +149,7 @@ public:
     SinkInputPin& input() { return sink.input; }
 
     ComPtr<IFilterGraph> graph;
-    TestSource* filter;
+    CSource* filter;
     ComPtr<IBaseFilter> source;  ///< the same filter; a test may let it go
     SinkFilter sink;
     SinkFilter other;  ///< connected by nobody but the test

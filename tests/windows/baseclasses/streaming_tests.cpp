@@ -12,18 +12,14 @@ namespace {
 
 using Streaming = FrameworkTest;
 
-/// Answers each command with its double and ends on 0; 99 makes it end without an answer.
+/// Answers each command with its double; 0 makes it end without an answer.
 struct Doubler : CAMThread
 {
     DWORD ThreadProc() override
     {
         ownCall = CallWorker(1);
-        DWORD request = 1;
-        while (request != 0 && request != 99) {
-            request = GetRequest();
-            if (request != 99)
-                Reply(request * 2);
-        }
+        while (const DWORD request = GetRequest())
+            Reply(request * 2);
         return 0;
     }
 
@@ -44,12 +40,12 @@ TEST_F(Streaming, AWorkerAnswersOneCommandAtATimeAndKeepsNobodyWaiting)
         });
     callers.clear();
     EXPECT_HRESULT(E_FAIL, worker.ownCall) << "it cannot wait for its own answer";
-    EXPECT_HRESULT(E_FAIL, worker.CallWorker(99)) << "it ends without one";
+    EXPECT_HRESULT(E_FAIL, worker.CallWorker(0)) << "it ends without one";
     worker.Close();
     ASSERT_TRUE(worker.Create());
     Sleep(20);
     EXPECT_EQ(6u, worker.CallWorker(3)) << "the unanswered command is forgotten";
-    EXPECT_EQ(0u, worker.CallWorker(0));
+    EXPECT_HRESULT(E_FAIL, worker.CallWorker(0));
     worker.Close();
     EXPECT_FALSE(worker.ThreadExists());
 }
