@@ -17,17 +17,9 @@ namespace {
 class Object : public FrameworkTest
 {
 protected:
-    Object()
-    {
-        EXPECT_HRESULT(S_OK, pair.connect());
-        allocator = ComPtr<IMemAllocator>(pair.stream().allocator());
-        allocator->Commit();
-        EXPECT_HRESULT(S_OK, allocator->GetBuffer(sample.put(), nullptr, nullptr, 0));
-    }
-
     Pair pair;
-    ComPtr<IMemAllocator> allocator;
-    ComPtr<IMediaSample> sample;
+    ComPtr<IMediaSample> sample = pair.takeSample();
+    IMemAllocator* const allocator = pair.stream().allocator();
 };
 
 TEST_F(Object, EveryInterfaceLeadsToEveryOtherAndToNoForeignOne)
@@ -40,7 +32,7 @@ TEST_F(Object, EveryInterfaceLeadsToEveryOtherAndToNoForeignOne)
         {pair.source.get(), {IID_IBaseFilter, IID_IMediaFilter, IID_IPersist, IID_IAMovieSetup, IID_IUnknown}},
         {static_cast<IPin*>(&pair.stream()), {IID_IPin, IID_IQualityControl, IID_IUnknown}},
         {static_cast<IPin*>(&pair.input()), {IID_IPin, IID_IQualityControl, IID_IMemInputPin, IID_IUnknown}},
-        {allocator.get(), {IID_IMemAllocator, IID_IUnknown}},
+        {allocator, {IID_IMemAllocator, IID_IUnknown}},
         {sample.get(), {IID_IMediaSample, IID_IMediaSample2, IID_IUnknown}},
         {pins.get(), {IID_IEnumPins, IID_IUnknown}},
         {types.get(), {IID_IEnumMediaTypes, IID_IUnknown}},

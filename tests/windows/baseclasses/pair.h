@@ -115,6 +115,15 @@ public:
         input().Disconnect();
         other.input.Disconnect();
     }
+    /// Connects first.
+    ComPtr<IMediaSample> takeSample()
+    {
+        ComPtr<IMediaSample> sample;
+        EXPECT_HRESULT(S_OK, connect());
+        stream().allocator()->Commit();
+        EXPECT_HRESULT(S_OK, stream().allocator()->GetBuffer(sample.put(), nullptr, nullptr, 0));
+        return sample;
+    }
     /// As a graph does: from the renderer upwards.
     HRESULT pause() { return FAILED(sink.Pause()) ? E_FAIL : source->Pause(); }
     HRESULT run() { return FAILED(sink.Run(0)) ? E_FAIL : source->Run(0); }
