@@ -2,9 +2,8 @@
 /// A small source filter, whose streams do what a test wants, and a sink, connected on demand, in a graph.
 #pragma once
 
-#include <algorithm>
 #include <atomic>
-#include <chrono>
+#include <cstring>
 #include <functional>
 #include <tuple>
 #include <vector>
@@ -22,7 +21,6 @@ struct StreamPlan
     std::vector<CMediaType> types = {transportStreamType()};
     int samples = 20;       ///< delivered before the end; negative: for ever
     HRESULT end = S_FALSE;  ///< FillBuffer's last result
-    HRESULT bufferDecision = S_OK;
     HRESULT threadCreation = S_OK;
     HRESULT typeSetting = S_OK;
     std::function<void()> onFill = [] {};
@@ -30,7 +28,6 @@ struct StreamPlan
 
 inline const StreamPlan kEndless{.samples = -1};
 constexpr LONG kBuffers = 4;
-constexpr std::chrono::seconds kLong(5);  // for what does not come
 
 class TestStream : public CSourceStream
 {
@@ -40,11 +37,10 @@ public:
     {
     }
 
-    /// Types are told apart by their subtype.
-    HRESULT CheckMediaType(const CMediaType* type) override
-    {
-        return std::ranges::find(plan.types, type->subtype, &CMediaType::subtype) != plan.types.end() ? S_OK : E_FAIL;
-    }
+    /// Not freed, but made unfit for use: a worker that uses it all the same is seen to.
+    static void operator delete(void* stream, std::size_t size) { std::memset(stream, 0xDD, size); }
+
+    HRESULT CheckMediaType(const CMediaType*) override { return S_OK; }
     HRESULT GetMediaType(int position, CMediaType* type) override
     {
         const auto index = static_cast<std::size_t>(position);
@@ -56,12 +52,8 @@ public:
     }
     HRESULT DecideBufferSize(IMemAllocator* allocator, ALLOCATOR_PROPERTIES* request) override
     {
-        if (FAILED(plan.bufferDecision))
-            return plan.bufferDecision;
-        request->cBuffers = kBuffers;
-        request->cbBuffer = 188;
-        ALLOCATOR_PROPERTIES actual{};
-        return allocator->SetProperties(request, &actual);
+        *request = {kBuffers, 188, request->cbAlign, 0};
+        return allocator->SetProperties(request, request);
     }
 
     IMemAllocator* allocator() const { return m_pAllocator; }
@@ -70,7 +62,6 @@ public:
     std::tuple<REFERENCE_TIME, REFERENCE_TIME, double> segment() const { return {m_tStart, m_tStop, m_dRate}; }
 
     StreamPlan plan;
-    std::atomic<int> threadsCreated = 0;
     std::atomic<int> threadsDestroyed = 0;
 
 protected:
@@ -79,11 +70,7 @@ protected:
         plan.onFill();
         return plan.samples-- == 0 ? plan.end : S_OK;
     }
-    HRESULT OnThreadCreate() override
-    {
-        ++threadsCreated;
-        return plan.threadCreation;
-    }
+    HRESULT OnThreadCreate() override { return plan.threadCreation; }
     HRESULT OnThreadDestroy() override
     {
         ++threadsDestroyed;
@@ -91,23 +78,19 @@ protected:
     }
 };
 
-class TestSource : public CSource
+inline CSource* createSource(const StreamPlan& plan = {}, int pins = 1, LPUNKNOWN outer = nullptr)
 {
-public:
-    explicit TestSource(const StreamPlan& plan = {}, int pins = 1, LPUNKNOWN outer = nullptr)
-        : CSource(nullptr, outer, CLSID_NULL, nullptr)
-    {
-        HRESULT result = S_OK;
-        for (int i = 0; i < pins; ++i)
-            new TestStream(this, &result, plan);  // which adds itself to its filter
-    }
-    TestStream& stream(int n = 0) { return *static_cast<TestStream*>(GetPin(n)); }
-};
+    auto* const source = new CSource(nullptr, outer, CLSID_NULL, nullptr);
+    HRESULT result = S_OK;
+    for (int i = 0; i < pins; ++i)
+        new TestStream(source, &result, plan);  // which adds itself to its filter
+    return source;
+}
 
 class Pair
 {
 public:
-    explicit Pair(const StreamPlan& plan = {}, int pins = 1) : filter(new TestSource(plan, pins)), source(filter)
+    explicit Pair(const StreamPlan& plan = {}, int pins = 1) : filter(createSource(plan, pins)), source(filter)
     {
         CoCreateInstance(CLSID_FilterGraph, nullptr, CLSCTX_INPROC_SERVER, IID_IFilterGraph, graph.putVoid());
         graph.query<IMediaEvent>(IID_IMediaEvent)->CancelDefaultHandling(EC_COMPLETE);
@@ -116,8 +99,12 @@ public:
     }
     ~Pair()
     {
+        if (!source)
+            return;
         stop();
         disconnect();
+        EXPECT_EQ(1u, ::zarnow::test::references(source.get()));
+        EXPECT_EQ(2, sink.references() + other.references());
     }
 
     HRESULT connect(const AM_MEDIA_TYPE* type = nullptr) { return stream().Connect(&input(), type); }
@@ -127,6 +114,15 @@ public:
             stream(i).Disconnect();
         input().Disconnect();
         other.input.Disconnect();
+    }
+    /// Connects first.
+    ComPtr<IMediaSample> takeSample()
+    {
+        ComPtr<IMediaSample> sample;
+        EXPECT_HRESULT(S_OK, connect());
+        stream().allocator()->Commit();
+        EXPECT_HRESULT(S_OK, stream().allocator()->GetBuffer(sample.put(), nullptr, nullptr, 0));
+        return sample;
     }
     /// As a graph does: from the renderer upwards.
     HRESULT pause() { return FAILED(sink.Pause()) ? E_FAIL : source->Pause(); }
@@ -158,12 +154,12 @@ public:
         return events;
     }
 
-    TestStream& stream(int n = 0) { return filter->stream(n); }
+    TestStream& stream(int n = 0) { return static_cast<TestStream&>(*filter->GetPin(n)); }
     SinkInputPin& input() { return sink.input; }
 
     ComPtr<IFilterGraph> graph;
-    TestSource* filter;
-    ComPtr<IBaseFilter> source;  ///< the same filter
+    CSource* filter;
+    ComPtr<IBaseFilter> source;  ///< the same filter; a test may let it go
     SinkFilter sink;
     SinkFilter other;  ///< connected by nobody but the test
 };

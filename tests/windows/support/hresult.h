@@ -6,17 +6,13 @@
 
 #include <windows.h>
 
-#include <iomanip>
-#include <sstream>
-#include <string>
+#include "tools/common/formatted.h"
 
 namespace zarnow::test {
 
 inline std::string hex(HRESULT result)
 {
-    std::ostringstream text;
-    text << "0x" << std::hex << std::setw(8) << std::setfill('0') << static_cast<unsigned long>(result);
-    return text.str();
+    return formatted("0x%08lx", static_cast<unsigned long>(result));
 }
 
 }  // namespace zarnow::test

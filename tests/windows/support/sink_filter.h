@@ -50,7 +50,7 @@ struct Received
 class TestAllocator final : public CMemAllocator
 {
 public:
-    TestAllocator() : CMemAllocator(nullptr, nullptr, &created) { AddRef(); }
+    TestAllocator() : CMemAllocator(nullptr, nullptr, nullptr) { AddRef(); }
     STDMETHODIMP SetProperties(ALLOCATOR_PROPERTIES* request, ALLOCATOR_PROPERTIES* actual) override
     {
         ALLOCATOR_PROPERTIES granted = *request;
@@ -69,7 +69,6 @@ public:
     }
     LONG references() const { return m_cRef; }
 
-    HRESULT created = S_OK;
     HRESULT propertiesResult = S_OK;
     HRESULT commitResult = S_OK;
     HRESULT bufferResult = S_OK;
@@ -78,17 +77,16 @@ public:
     long mostBytes = 0x7FFFFFFF;  ///< that a buffer gets
 };
 
-/// How the sink behaves.
-struct SinkBehaviour
+/// How a sink behaves, and what came.
+struct SinkState
 {
     IMemAllocator* offeredAllocator = nullptr;  ///< instead of none; not owned
-    ALLOCATOR_PROPERTIES requirements = {};     ///< of allocators; none while there is no alignment
+    ALLOCATOR_PROPERTIES requirements = {};     ///< of allocators
     std::vector<CMediaType> proposes;           ///< as preferred types of its own
     std::function<HRESULT(const CMediaType&)> checkType;
     std::function<HRESULT(IMemAllocator&)> onAllocator;  ///< answers NotifyAllocator when it fails
     HRESULT typeResult = S_OK;
     HRESULT connectionResult = S_OK;
-    HRESULT completionResult = S_OK;
     HRESULT receiveResult = S_OK;
     LONG refuseAfter = 0x7FFFFFFF;                    ///< samples, before receiveResult is given
     HANDLE blockUntil = nullptr;                      ///< Receive waits for it
@@ -96,51 +94,41 @@ struct SinkBehaviour
     std::function<HRESULT(IMediaSample*)> receive;    ///< in the place of all that Receive does
     std::function<void()> onEndOfStream;
     std::function<void()> onConfiguration;  ///< when it is asked whether it is a demultiplexer
-};
 
-/// What came.
-struct SinkRecord
-{
     ALLOCATOR_PROPERTIES agreed = {};
     std::vector<Received> samples;
     std::atomic<std::size_t> count = 0;  ///< of the samples, for other threads
     std::vector<Segment> segments;
     std::atomic<int> endsOfStream = 0;
     std::string calls;  ///< S sample, E end of stream, B and F begin and end of flush, N new segment
-    const HANDLE ended = CreateEventW(nullptr, TRUE, FALSE, nullptr);
-    const HANDLE receiving = CreateEventW(nullptr, TRUE, FALSE, nullptr);  ///< by every sample, before it is kept
+    CAMEvent ended{TRUE};
+    CAMEvent receiving{TRUE};  ///< by every sample, before it is kept
 };
 
 class SinkInputPin final : public CBaseInputPin
 {
 public:
-    SinkInputPin(CBaseFilter& filter, CCritSec* lock, HRESULT* result, const SinkBehaviour& behaviour,
-                 SinkRecord& record)
-        : CBaseInputPin(nullptr, &filter, lock, result, L"In"), told_(behaviour), record_(record)
+    SinkInputPin(CBaseFilter& filter, CCritSec* lock, HRESULT* result, SinkState& state)
+        : CBaseInputPin(nullptr, &filter, lock, result, L"In"), sink_(state)
     {
     }
 
     HRESULT CheckMediaType(const CMediaType* type) override
     {
-        return told_.checkType ? told_.checkType(*type) : told_.typeResult;
+        return sink_.checkType ? sink_.checkType(*type) : sink_.typeResult;
     }
     HRESULT CompleteConnect(IPin* peer) override
     {
-        return FAILED(told_.completionResult) ? told_.completionResult : CBaseInputPin::CompleteConnect(peer);
-    }
-    STDMETHODIMP ReceiveConnection(IPin* connector, const AM_MEDIA_TYPE* type) override
-    {
-        return FAILED(told_.connectionResult) ? told_.connectionResult
-                                              : CBaseInputPin::ReceiveConnection(connector, type);
+        return FAILED(sink_.connectionResult) ? sink_.connectionResult : CBaseInputPin::CompleteConnect(peer);
     }
     HRESULT GetMediaType(int position, CMediaType* type) override
     {
         const auto index = static_cast<std::size_t>(position);
-        return index < told_.proposes.size() ? type->Set(told_.proposes[index]) : VFW_S_NO_MORE_ITEMS;
+        return index < sink_.proposes.size() ? type->Set(sink_.proposes[index]) : VFW_S_NO_MORE_ITEMS;
     }
     STDMETHODIMP GetAllocator(IMemAllocator** allocator) override
     {
-        *allocator = told_.offeredAllocator;
+        *allocator = sink_.offeredAllocator;
         if (*allocator == nullptr)
             return VFW_E_NO_ALLOCATOR;
         (*allocator)->AddRef();
@@ -148,57 +136,57 @@ public:
     }
     STDMETHODIMP GetAllocatorRequirements(ALLOCATOR_PROPERTIES* properties) override
     {
-        *properties = told_.requirements;
-        return properties->cbAlign != 0 ? S_OK : CBaseInputPin::GetAllocatorRequirements(properties);
+        *properties = sink_.requirements;
+        return S_OK;
     }
     STDMETHODIMP NotifyAllocator(IMemAllocator* allocator, BOOL readOnly) override
     {
-        const HRESULT result = told_.onAllocator ? told_.onAllocator(*allocator) : S_OK;
+        const HRESULT result = sink_.onAllocator ? sink_.onAllocator(*allocator) : S_OK;
         if (FAILED(result))
             return result;
-        allocator->GetProperties(&record_.agreed);
+        allocator->GetProperties(&sink_.agreed);
         return CBaseInputPin::NotifyAllocator(allocator, readOnly);
     }
     STDMETHODIMP Receive(IMediaSample* sample) override
     {
-        if (told_.receive)
-            return told_.receive(sample);
+        if (sink_.receive)
+            return sink_.receive(sample);
         const HRESULT result = CBaseInputPin::Receive(sample);
         if (result != S_OK)
             return result;
-        SetEvent(record_.receiving);
-        if (told_.blockUntil != nullptr)
-            WaitForSingleObject(told_.blockUntil, INFINITE);
-        if (static_cast<LONG>(record_.samples.size()) >= told_.refuseAfter)
-            return told_.receiveResult;
-        record_.samples.emplace_back(*sample);
-        record_.calls += 'S';
-        ++record_.count;
-        return told_.onReceive ? told_.onReceive(sample) : S_OK;
+        sink_.receiving.Set();
+        if (sink_.blockUntil != nullptr)
+            WaitForSingleObject(sink_.blockUntil, INFINITE);
+        if (static_cast<LONG>(sink_.samples.size()) >= sink_.refuseAfter)
+            return sink_.receiveResult;
+        sink_.samples.emplace_back(*sample);
+        sink_.calls += 'S';
+        ++sink_.count;
+        return sink_.onReceive ? sink_.onReceive(sample) : S_OK;
     }
     STDMETHODIMP EndOfStream() override
     {
-        record_.calls += 'E';
-        ++record_.endsOfStream;
-        SetEvent(record_.ended);
-        if (told_.onEndOfStream)
-            told_.onEndOfStream();
+        sink_.calls += 'E';
+        ++sink_.endsOfStream;
+        sink_.ended.Set();
+        if (sink_.onEndOfStream)
+            sink_.onEndOfStream();
         return S_OK;
     }
     STDMETHODIMP BeginFlush() override
     {
-        record_.calls += 'B';
+        sink_.calls += 'B';
         return CBaseInputPin::BeginFlush();
     }
     STDMETHODIMP EndFlush() override
     {
-        record_.calls += 'F';
+        sink_.calls += 'F';
         return CBaseInputPin::EndFlush();
     }
     STDMETHODIMP NewSegment(REFERENCE_TIME start, REFERENCE_TIME stop, double rate) override
     {
-        record_.calls += 'N';
-        record_.segments.push_back({start, stop, rate});
+        sink_.calls += 'N';
+        sink_.segments.push_back({start, stop, rate});
         return CBaseInputPin::NewSegment(start, stop, rate);
     }
 
@@ -206,20 +194,14 @@ public:
     const CMediaType& type() const { return m_mt; }
 
 private:
-    const SinkBehaviour& told_;
-    SinkRecord& record_;
+    SinkState& sink_;
 };
 
 /// Lives on the test's stack.
-class SinkFilter final : public CBaseFilter, public SinkBehaviour, public SinkRecord
+class SinkFilter final : public CBaseFilter, public SinkState
 {
 public:
     SinkFilter() : CBaseFilter(nullptr, nullptr, &lock, CLSID_NULL) { AddRef(); }
-    ~SinkFilter() override
-    {
-        CloseHandle(ended);
-        CloseHandle(receiving);
-    }
     int GetPinCount() override { return 1; }
     CBasePin* GetPin(int index) override { return index == 0 ? &input : nullptr; }
     STDMETHODIMP NonDelegatingQueryInterface(REFIID riid, void** object) override
@@ -230,8 +212,8 @@ public:
     }
 
     LONG references() const { return m_cRef; }
-    bool waitForEnd() const { return WaitForSingleObject(ended, 20'000) == WAIT_OBJECT_0; }
-    bool waitForFirst() const { return WaitForSingleObject(receiving, 10'000) == WAIT_OBJECT_0; }
+    bool waitForEnd() { return ended.Wait(20'000) != FALSE; }
+    bool waitForFirst() { return receiving.Wait(10'000) != FALSE; }
     bool waitForSamples(std::size_t atLeast) const
     {
         for (int attempt = 0; count < atLeast && attempt < 1000; ++attempt)
@@ -248,7 +230,7 @@ public:
 
     CCritSec lock;
     HRESULT created = S_OK;
-    SinkInputPin input{*this, &lock, &created, *this, *this};
+    SinkInputPin input{*this, &lock, &created, *this};
 };
 
 }  // namespace zarnow::test
