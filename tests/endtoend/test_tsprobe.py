@@ -31,11 +31,13 @@ def test_mpeg1_video_that_is_announced_as_mpeg2(tmp_path):
 
 
 def test_default_pids():
-    report = json.loads(run(TSPROBE, "--json", "--default-pids", "0,0x200,2,0x201,3", MPEG2)[1])
-    assert [entry["pid"] for entry in report["streams"]] == [0, 0x200, 0x201]
-    assert report["programs"][0]["pmtPid"] == 0x0100
-    assert [entry["text"] for entry in report["descriptions"]] == ["MPEG2 Video (0x0200)", "MPEG1 Audio (0x0201)"]
-    assert (report["video"][0]["profile"], report["video"][0]["level"]) == (4, 8)  # Main at Main
+    """Both PIDs have to be given; the map's PID and the audio's type have defaults."""
+    for pids, types in (("0,0x200,2,0x201,3", [0, 2, 3]), ("0,0x200,2,0x201,0", [0, 2, 0x81])):
+        report = json.loads(run(TSPROBE, "--json", "--default-pids", pids, MPEG2)[1])
+        assert [(entry["pid"], entry["streamType"]) for entry in report["streams"]] == list(zip([0, 0x200, 0x201], types))
+        assert (report["programs"][0]["pmtPid"], report["video"][0]["profile"]) == (0x0100, 4)
+    for pids in "0,0x200,2,0,0", "0,0,2,0x201,0":
+        assert json.loads(run(TSPROBE, "--json", "--default-pids", pids, MPEG2)[1])["streams"][1]["pid"] == 0x1000
 
 
 @pytest.mark.parametrize("arguments", [
