@@ -53,7 +53,7 @@ std::string expectSame(SelectionPair& pair, const Environment& environment, cons
     EXPECT_EQ(selection.startOffset, garbage + (withPrefixes ? 4 : 0));
     EXPECT_EQ(selection.file.position(), selection.startOffset);
     EXPECT_EQ(pair.differenceInPrograms(), "");
-    return placelessFactsOf(file.path(), bufferSize);
+    return factsOf(file.path(), bufferSize, true);
 }
 
 class Environments : public testing::TestWithParam<Environment>

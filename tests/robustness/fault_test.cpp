@@ -120,7 +120,7 @@ constexpr std::size_t kReadsOn = 4;
 /// sample. The next load knows nothing of it.
 void expectAtEveryPlace(const FaultCase& test)
 {
-    for (const char* name : {"two-programs", "every-type", "shared-maps"}) {
+    for (const char* name : {"two-programs", "every-type"}) {
         const TemporaryFile good(samples().at(name));
         bool struck = true;
         for (std::size_t place = 0; struck && !testing::Test::HasFailure(); ++place) {

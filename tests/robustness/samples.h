@@ -5,7 +5,6 @@
 
 #include <filesystem>
 #include <map>
-#include <set>
 #include <string>
 
 #include "esparse/program_selection.h"
@@ -23,12 +22,9 @@ const Samples& samples();
 /// packet.
 Samples madeSamples();
 
-/// What tsprobe tells about a file with each program selected, a line for every program, stream and header.
-/// @param omitted  keys that are left out with their values
+/// What tsprobe's JSON tells about a file with each program selected, a line for every program, stream and header.
+/// @param placeless  without what depends on where in a file, or in how long a one, the stream lies
 std::string factsOf(const std::filesystem::path& path, std::uint32_t bufferSize = kDefaultReadBufferSize,
-                    const std::set<std::string>& omitted = {});
-
-/// The facts without what depends on where in a file, or in how long a one, the stream lies.
-std::string placelessFactsOf(const std::filesystem::path& path, std::uint32_t bufferSize = kDefaultReadBufferSize);
+                    bool placeless = false);
 
 }  // namespace zarnow::test
