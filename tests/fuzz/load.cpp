@@ -90,7 +90,7 @@ void requireSound(const test::SelectionPair& pair, test::Data& facts)
 
 void run(Bytes whole, test::Data& facts)
 {
-    static const test::TemporaryFile file({}, ".ts", test::directoryInMemory());
+    static const test::TemporaryFile file({}, test::directoryInMemory());
     Options rest(whole);
     Options options(rest.take(kOptionBytes));
     file.write(rest.take(whole.size()));

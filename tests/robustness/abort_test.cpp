@@ -24,7 +24,7 @@ using std::chrono::milliseconds;
 #define ZARNOW_SLOW 0
 #endif
 constexpr milliseconds kLongestWait{ZARNOW_SLOW ? 1000 : 100};
-constexpr std::uintmax_t kFileSize = 64U << 20;
+constexpr std::size_t kFileSize = 64U << 20;
 
 /// Has a thread load a file and stops it after a while.
 /// @return for how long it ran on, in processor time, which no other process has a part in; nothing when it had ended
@@ -44,8 +44,7 @@ TEST(Abort, EndsEveryLoadWithin100Milliseconds)
     const auto files = difficultFiles();
     std::size_t stopped = 0;
     for (const DifficultFile& difficult : files) {
-        const TemporaryFile written({}, ".ts", directoryInMemory());
-        difficult.write(written.path(), kFileSize);
+        const TemporaryFile written(difficult.content(kFileSize), directoryInMemory());
         milliseconds longest{};
         for (const int delay : {0, 1, 2, 5, 10, 20, 50, 100, 200}) {
             SCOPED_TRACE(testing::Message() << difficult.name << ", stopped after " << delay << " ms");

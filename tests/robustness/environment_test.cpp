@@ -111,8 +111,7 @@ TEST(FilesThatEndAnywhere, AreAnalysedAsFarAsTheyGo)
 TEST(DifficultFiles, AreLoadedAsPlainly)
 {
     for (const DifficultFile& file : difficultFiles()) {
-        const TemporaryFile source;
-        file.write(source.path(), 200'000);
+        const TemporaryFile source(file.content(200'000));
         SelectionPair pair;
         pair.load(source.path().c_str());
         EXPECT_EQ(pair.difference(), "") << file.name;

@@ -21,7 +21,7 @@ class LargeFiles : public testing::Test
 protected:
     void SetUp() override
     {
-        file.growTo(16U << 20);  // enough to tell whether a hole takes space
+        std::filesystem::resize_file(file.path(), 16U << 20);  // enough to tell whether a hole takes space
         struct stat status = {};
         if (stat(file.path().c_str(), &status) != 0 || status.st_blocks != 0)
             GTEST_SKIP() << "no sparse files in " << file.path();
@@ -31,7 +31,7 @@ protected:
     void load(const Data& head, std::uintmax_t size, const Data& tail = {}, double longest = 2.0)
     {
         file.write(head);
-        file.growTo(size - tail.size());
+        std::filesystem::resize_file(file.path(), size - tail.size());
         std::ofstream(file.path(), std::ios::binary | std::ios::app)
             .write(reinterpret_cast<const char*>(tail.data()), static_cast<std::streamsize>(tail.size()));
         const auto begin = std::chrono::steady_clock::now();
@@ -41,7 +41,7 @@ protected:
         EXPECT_EQ(selection.file.position(), selection.startOffset);
     }
 
-    TemporaryFile file{{}, ".ts", directoryInMemory()};
+    const TemporaryFile file{{}, directoryInMemory()};
     CProgramSelection selection;
 };
 

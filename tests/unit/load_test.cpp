@@ -48,8 +48,8 @@ Data programFile(const std::vector<bool>& playable)
 TEST(TransportFile, MovesWithin32Bits)
 {
     constexpr std::int64_t k4GiB = std::int64_t{1} << 32;
-    TemporaryFile source;
-    source.growTo(k4GiB + 1000);
+    const TemporaryFile source;
+    std::filesystem::resize_file(source.path(), k4GiB + 1000);
     CTransportFile file;
     EXPECT_EQ(file.open(source.path().c_str()), 0U);
     EXPECT_TRUE(file.moveTo(100));
