@@ -1,6 +1,5 @@
 /// @file
-/// The streams that the robustness tests are made with: real ones from tests/data, and made-up ones that hold what an
-/// encoder would not write.
+/// The streams that the robustness tests are made with, all of them real ones.
 #pragma once
 
 #include <filesystem>
@@ -15,7 +14,7 @@ namespace zarnow::test {
 /// By name: packets of 188 bytes, from a sync byte on.
 using Samples = std::map<std::string, Data>;
 
-/// All of them; made once.
+/// Those in tests/data; read once.
 const Samples& samples();
 
 /// Those that the end-to-end tests have ffmpeg make, if they are there; not the ones that begin with anything but a
