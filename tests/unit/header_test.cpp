@@ -203,6 +203,8 @@ TEST(Headers, OfAvc)
         {"order count type 1 is misread", avc({.pictureOrderCount = orderCount1}), "codedWidth 720"},
         {"4:4:4 has twelve lists", avc({.profile = 144, .highProfile = scalingLists}), "codedWidth 720"},
         {"profile 244 is known", avc({.profile = 244}), "codedWidth 720"},
+        {"31 leading zeros are too many", avc({.references = 0xFFFFFFFE}), "num_ref_frames 254 codedWidth 720"},
+        {"the power of two does not wrap at 32", avc({.references = 0xFFFFFFFF}), "num_ref_frames 0 codedWidth 720"},
 
         {"1088 lines are not taken for 1080", ratio(90, 68, 255, 100, 103), "aspectX 4 aspectY 3 sarWidthLow 100"},
         {"an extended ratio of 4:3 is missed", ratio(45, 36, 255, 16, 15), "aspectX 4 aspect_ratio_idc 255"},
@@ -299,29 +301,6 @@ TEST(Headers, AvcUnitsCutBetweenPayloadsAreCountedOnce)
         scanner.storeCounts();
         EXPECT_TRUE(reached) << size;
         EXPECT_EQ(info.gopPictureCount, 5) << size;
-    }
-}
-
-TEST(BitReader, ExpGolombCodesOfAnyLength)
-{
-    const std::tuple<Data, std::uint32_t, std::int32_t, std::uint32_t> cases[] = {
-        // code, read as ue(v) and as se(v), bits used
-        {{0x80}, 0, 0, 1},
-        {{0x20}, 3, 2, 5},
-        {{0x28}, 4, -2, 5},
-        // 31 and 32 leading zeros; the power of two wraps at 32
-        {{0, 0, 0, 0x01, 0xFF, 0xFF, 0xFF, 0xFE}, 0xFFFFFFFE, -0x7FFFFFFF, 63},
-        {{0, 0, 0, 0, 0x80, 0, 0, 0x03, 0x80}, 7, 4, 65},
-        // 33: 2^1 + nothing, as more than 32 bits cannot be asked for, - 1
-        {join({{0, 0, 0, 0, 0x40}, filled(8, 0xFF)}), 1, 1, 67},
-    };
-    for (const auto& [code, ue, se, bitsUsed] : cases) {
-        CBitCursor forUe(code), forSe(code);
-        std::int32_t left = 8, leftForSe = 8;
-        std::uint32_t used = 0;
-        EXPECT_EQ(readUE(forUe, left, used), ue);
-        EXPECT_EQ(used, bitsUsed);
-        EXPECT_EQ(readSE(forSe, leftForSe, used), se);
     }
 }
 
