@@ -8,15 +8,14 @@
 #include <future>
 #include <memory>
 
-#include "filter/itarnwell.h"
-#include "tests/windows/support/filter_module.h"
-#include "tests/windows/support/sink_filter.h"
+#include "tests/windows/support/filter_fixture.h"
 
 namespace zarnow::test {
 
 namespace {
 
-struct Player
+/// The tests' filter, with a sink that counts and discards.
+struct Player : FilterTest
 {
     explicit Player(const wchar_t* path)
     {
@@ -25,40 +24,30 @@ struct Player
                 SetEvent(sink.receiving);
             return S_OK;
         };
-        ComPtr<IFileSourceFilter> source;
-        loaded = SUCCEEDED(module.create(CLSID_ZarnowTSSource, IID_PPV_ARGS(&filter))) &&
-                 SUCCEEDED(filter->QueryInterface(IID_PPV_ARGS(&source))) && source->Load(path, nullptr) == S_OK &&
-                 filter->FindPin(L"1", &pin) == S_OK && pin->Connect(&sink.input, nullptr) == S_OK;
+        SetUp();
+        loaded = load(path) == S_OK && connect(sink) == S_OK;
     }
     Player(const Player&) = delete;
     Player& operator=(const Player&) = delete;
-    ~Player()
+    ~Player() override
     {
-        if (pin)
-            pin->Disconnect();
-        sink.input.Disconnect();
+        if (loaded)
+            disconnect(sink);
     }
+    void TestBody() override {}
 
     /// Up to the first sample.
-    void run()
+    void start()
     {
         samples = 0;
         ResetEvent(sink.receiving);
         ResetEvent(sink.ended);
-        sink.Run(0);
-        filter->Run(0);
+        run(sink);
         WaitForSingleObject(sink.receiving, INFINITE);
     }
-    void stop()
-    {
-        filter->Stop();
-        sink.Stop();
-    }
+    void end() { stop(sink); }
 
-    Module module;
     SinkFilter sink;
-    ComPtr<IBaseFilter> filter;
-    ComPtr<IPin> pin;
     long samples = 0;
     bool loaded = false;
 };
@@ -97,18 +86,18 @@ int wmain(int argc, wchar_t** argv)
     Player player(argv[1]);
     for (int round = 0; round < _wtoi(argv[2]); ++round) {
         const double reads = microsecondsOf([&] { readPackets(argv[1], LONG_MAX); });
-        player.run();  // the thread's start does not count
+        player.start();  // the thread's start does not count
         const double delivery = microsecondsOf([&] { WaitForSingleObject(player.sink.ended, INFINITE); });
-        player.stop();
+        player.end();
         std::printf("{\"samples\": %ld, \"reads\": %.0f, \"delivery\": %.0f}\n", player.samples, reads, delivery);
         for (int start = 0; start < 10; ++start) {
             const double read = microsecondsOf([&] { std::async(std::launch::async, readPackets, argv[1], 1).wait(); });
             std::unique_ptr<Player> another;
             const double sample = microsecondsOf([&] {
                 another = std::make_unique<Player>(argv[1]);
-                another->run();
+                another->start();
             });
-            another->stop();
+            another->end();
             std::printf("{\"firstRead\": %.0f, \"firstSample\": %.0f}\n", read, sample);
         }
     }
