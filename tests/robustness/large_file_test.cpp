@@ -71,21 +71,6 @@ TEST_F(LargeFiles, AllButTheDurationIsReadFromTheStart)
     }
 }
 
-TEST_F(LargeFiles, TheMeanBitRateStandsInForOneThatIsNotTold)
-{
-    const Data set = packet({.pid = 0x101}, pes(0xE0, join({sps({}), filled(60, 0x55)}), 90000));
-    const Data last = packet({.pid = 0x101}, pes(0xE0, {}, 180000));
-    const Data tables = join({patPacket({{1, 0x100}}), pmtPacket(0x100, 1, {{0x1B, 0x101}})});
-    for (const std::uintmax_t size : {std::uintmax_t{4'200'000'000}, k4GiB + 4}) {
-        load(join({tables, set, set, nullPackets(12)}), size, join({nullPackets(12), last, nullPackets(12)}));
-        AvcStreamInfo info;
-        EXPECT_TRUE(selection.readVideoInfo(info));
-        const double seconds = selection.durationSeconds;  // 0 where it cannot be measured
-        const double rate = seconds > 0 ? static_cast<double>(size) / seconds * 8 * 0.88 : 0;
-        EXPECT_EQ(info.hrdBitRate, static_cast<std::uint32_t>(static_cast<std::int64_t>(rate))) << seconds;
-    }
-}
-
 TEST_F(LargeFiles, TheZerosAreNoTrouble)
 {
     load(nullPackets(40), 20'000'000'000, {}, 15.0);
