@@ -29,8 +29,9 @@ def test_help(command):
     (TSGRAPH_EXE, ["--dll", BUILD / "windows" / "tsprobe.exe", MPEG2], "no COM server")], ids=str)
 def test_wrong_arguments_are_one_line_that_says_what(command, arguments, word):
     status, out, err = run(command, *arguments)
-    assert (status, out, err.count("\n")) == (2, "", 1)
+    assert (status, err.count("\n")) == (2, 1)
     assert word in err
+    assert command is RUN or out == ""
 
 
 @pytest.mark.parametrize("command", [TSPROBE, TSPROBE_EXE, TSGRAPH], ids=str)
