@@ -4,7 +4,6 @@
 
 #include <nlohmann/json.hpp>
 
-#include "esparse/gop_scan.h"
 #include "tests/support/temporary_file.h"
 #include "tests/support/transport_stream.h"
 #include "tests/support/video_headers.h"
@@ -159,15 +158,10 @@ TEST(Headers, WhereAnAvcParameterSetIsFound)
         {"39 bytes behind the delimiter are enough", delimited(39), kRefused},
         {"the PES header's length is not followed", alone(withByte(inPes({filled(7, 0xFF), set}), 8, 12)), kAccepted},
         {"stream_id 0xEF is refused", alone(withByte(inPes({set}), 3, 0xEF)), kAccepted},
+        {"the payload's last two bytes are read", alone(pes(0xE0, set, 90000)), kRefused},
+        {"more than the last two bytes are left out", alone(pes(0xE0, join({set, {0x55, 0x55}}))), kAccepted},
     };
     expectFacts(kAvc, cases);
-    const Usability usability{.aspectRatio = 255, .timing = true, .nalHrd = hrd(1, 2, {{999, 499}}, 23, 24)};
-    // All of it is needed; the last two bytes are not read.
-    const Data whole = pes(0xE0, sps({.usability = usability}), 90000);
-    for (std::size_t size = 0; size <= whole.size(); ++size) {
-        const Data cut = join({firstBytes(whole, size), {0x55, 0x55}});
-        EXPECT_EQ(factsOf(kAvc, alone(cut), ""), size < whole.size() ? kRefused : kAccepted) << size;
-    }
 }
 
 TEST(Headers, OfAvc)
@@ -284,24 +278,6 @@ TEST(Headers, OfTheCodingStructureOfAvc)
     };
     expectFacts(kAvc, cases);
     EXPECT_EQ(factsOf(kAvc, atEnd(0), reached, true), reached) << "of 192 bytes the last 4 are the next packet's";
-}
-
-TEST(Headers, AvcUnitsCutBetweenPayloadsAreCountedOnce)
-{
-    const Data set = join({sps({}), filled(20, 0x55)});
-    const Data units = join({set, slice(0, kI), slice(0, kP), slice(0, kB), slice(0, kB), slice(0, kP), set});
-    for (std::size_t size = 4; size <= units.size(); ++size) {
-        AvcStreamInfo info{.frame_mbs_only_flag = 1};
-        CGopScanner scanner(info);
-        bool reached = false;
-        for (std::size_t at = 0; at < units.size(); at += size) {
-            const ExactBuffer payload(bytesFrom(units, at, std::min(size, units.size() - at)));
-            reached = scanner.scanAvcPayload(payload.data(), payload.length());
-        }
-        scanner.storeCounts();
-        EXPECT_TRUE(reached) << size;
-        EXPECT_EQ(info.gopPictureCount, 5) << size;
-    }
 }
 
 }  // namespace
