@@ -118,6 +118,21 @@ TEST(Load, PrunesUnplayableProgramsAndSelectsTheFirst)
     }
 }
 
+TEST(Load, ListsNoMoreStreamsThanThereAreRecords)
+{
+    std::vector<Stream> streams;
+    Data packets;
+    for (std::uint16_t pid = 0x11; pid <= 0x19; ++pid) {
+        const auto audioPid = static_cast<std::uint16_t>(pid + 0x10);
+        streams.insert(streams.end(), {{2, pid}, {6, audioPid}});
+        append(packets, join({mpegVideoPacket(pid), ac3Packet(audioPid)}));
+    }
+    Selection filter;
+    filter.load(join({patPacket({{1, 0x100}}), pmtPacket(0x100, 1, streams), packets, nullPackets(12)}));
+    EXPECT_EQ(std::tuple(filter.videoStreamCount, filter.videoStreams[4].pid), std::tuple(5U, 0x15));
+    EXPECT_EQ(std::tuple(filter.audioStreamCount, filter.audioStreams[7].pid), std::tuple(8U, 0x28));
+}
+
 TEST(Load, LooksForVideoWhereThreeBytesFollowThePacket)
 {
     for (const std::size_t behind : {2U, 3U}) {  // the packet begins the second block
