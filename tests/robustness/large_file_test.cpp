@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <chrono>
+#include <ctime>
 #include <fstream>
 #include <sys/stat.h>
 
@@ -34,9 +34,9 @@ protected:
         std::filesystem::resize_file(file.path(), size - tail.size());
         std::ofstream(file.path(), std::ios::binary | std::ios::app)
             .write(reinterpret_cast<const char*>(tail.data()), static_cast<std::streamsize>(tail.size()));
-        const auto begin = std::chrono::steady_clock::now();
+        const std::clock_t begin = std::clock();  // of the processor, which others may be busy with
         EXPECT_EQ(selection.loadFile(file.path().c_str()).status, LoadResult::Status::loaded);
-        EXPECT_LT(std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count(), longest);
+        EXPECT_LT(static_cast<double>(std::clock() - begin) / CLOCKS_PER_SEC, longest);
         EXPECT_EQ(selection.fileSize, static_cast<std::int64_t>(size));
         EXPECT_EQ(selection.file.position(), selection.startOffset);
     }
