@@ -1,28 +1,21 @@
-// delivery_bench FILE [ROUNDS]: how long the filter takes to deliver FILE to a sink that discards, beside a loop of one
-// ReadFile of one packet a call over the same file; and how long it takes from nothing to the first sample, beside a
-// thread that opens the file and reads a packet. Rounds alternate; medians are printed as JSON, in microseconds.
+// delivery_bench FILE ROUNDS: how long the filter takes to deliver FILE to a sink that discards, beside a loop of one
+// ReadFile of one packet a call over the same file; and, ten times a round, how long it takes from nothing to the first
+// sample, beside a thread that opens the file and reads a packet. Each pair is a line of JSON, in microseconds.
 
-#include <algorithm>
 #include <chrono>
+#include <climits>
 #include <cstdio>
-#include <vector>
+#include <future>
+#include <memory>
 
-#include "filter/itarnwell.h"
-#include "tests/windows/support/filter_module.h"
-#include "tests/windows/support/sink_filter.h"
+#include "tests/windows/support/filter_fixture.h"
 
 namespace zarnow::test {
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
-double microsecondsSince(Clock::time_point begin)
-{
-    return std::chrono::duration<double, std::micro>(Clock::now() - begin).count();
-}
-
-struct Player
+/// The tests' filter, with a sink that counts and discards.
+struct Player : FilterTest
 {
     explicit Player(const wchar_t* path)
     {
@@ -31,110 +24,51 @@ struct Player
                 SetEvent(sink.receiving);
             return S_OK;
         };
-        ComPtr<IFileSourceFilter> source;
-        loaded = SUCCEEDED(module.create(CLSID_ZarnowTSSource, IID_PPV_ARGS(&filter))) &&
-                 SUCCEEDED(filter->QueryInterface(IID_PPV_ARGS(&source))) && source->Load(path, nullptr) == S_OK &&
-                 filter->FindPin(L"1", &pin) == S_OK && pin->Connect(&sink.input, nullptr) == S_OK;
+        SetUp();
+        loaded = load(path) == S_OK && connect(sink) == S_OK;
     }
     Player(const Player&) = delete;
     Player& operator=(const Player&) = delete;
-    ~Player()
+    ~Player() override
     {
-        if (pin)
-            pin->Disconnect();
-        sink.input.Disconnect();
+        if (loaded)
+            disconnect(sink);
     }
+    void TestBody() override {}
 
     /// Up to the first sample.
-    void run()
+    void start()
     {
         samples = 0;
         ResetEvent(sink.receiving);
         ResetEvent(sink.ended);
-        sink.Run(0);
-        filter->Run(0);
+        run(sink);
         WaitForSingleObject(sink.receiving, INFINITE);
     }
-    void stop()
-    {
-        filter->Stop();
-        sink.Stop();
-    }
+    void end() { stop(sink); }
 
-    Module module;
     SinkFilter sink;
-    ComPtr<IBaseFilter> filter;
-    ComPtr<IPin> pin;
     long samples = 0;
     bool loaded = false;
 };
 
-HANDLE openFile(const wchar_t* path)
+template <class Work>
+double microsecondsOf(Work work)
 {
-    return CreateFileW(path, GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
+    const auto begin = std::chrono::steady_clock::now();
+    work();
+    return std::chrono::duration<double, std::micro>(std::chrono::steady_clock::now() - begin).count();
 }
 
-/// @return how many bytes came
-DWORD readPacket(HANDLE file)
+/// Reads so many packets, or all there are.
+void readPackets(const wchar_t* path, long most)
 {
+    const HANDLE file = CreateFileW(path, GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
     BYTE packet[188];
-    DWORD count = 0;
-    return ReadFile(file, packet, sizeof(packet), &count, nullptr) ? count : 0;
-}
-
-double timeReads(const wchar_t* path)
-{
-    const HANDLE file = openFile(path);
-    const Clock::time_point begin = Clock::now();
-    while (readPacket(file) > 0) {
+    DWORD count = 1;
+    for (; most > 0 && count > 0 && ReadFile(file, packet, sizeof(packet), &count, nullptr); --most) {
     }
-    const double elapsed = microsecondsSince(begin);
     CloseHandle(file);
-    return elapsed;
-}
-
-/// From the first sample on, so that the thread's start does not count.
-double timeDelivery(Player& player)
-{
-    player.run();
-    const Clock::time_point begin = Clock::now();
-    WaitForSingleObject(player.sink.ended, INFINITE);
-    const double elapsed = microsecondsSince(begin);
-    player.stop();
-    return elapsed;
-}
-
-DWORD WINAPI readOnePacket(void* path)
-{
-    const HANDLE file = openFile(static_cast<const wchar_t*>(path));
-    readPacket(file);
-    return CloseHandle(file) ? 0 : 1;
-}
-
-double timeFirstRead(wchar_t* path)
-{
-    const Clock::time_point begin = Clock::now();
-    const HANDLE thread = CreateThread(nullptr, 0, readOnePacket, path, 0, nullptr);
-    WaitForSingleObject(thread, INFINITE);
-    const double elapsed = microsecondsSince(begin);
-    CloseHandle(thread);
-    return elapsed;
-}
-
-double timeFirstSample(const wchar_t* path)
-{
-    const Clock::time_point begin = Clock::now();
-    Player player(path);
-    player.run();
-    const double elapsed = microsecondsSince(begin);
-    player.stop();
-    return elapsed;
-}
-
-double median(std::vector<double> values)
-{
-    std::sort(values.begin(), values.end());
-    return values[values.size() / 2];
 }
 
 }  // namespace
@@ -144,26 +78,28 @@ double median(std::vector<double> values)
 int wmain(int argc, wchar_t** argv)
 {
     using namespace zarnow::test;
-    const int rounds = argc > 2 ? std::max(_wtoi(argv[2]), 1) : 9;
     CoInitializeEx(nullptr, COINIT_MULTITHREADED);
-    if (argc < 2 || !Player(argv[1]).loaded) {
-        std::fputs("delivery_bench FILE [ROUNDS]: the file could not be loaded and connected\n", stderr);
+    if (argc != 3 || !Player(argv[1]).loaded) {
+        std::fputs("delivery_bench FILE ROUNDS: the file could not be loaded and connected\n", stderr);
         return 2;
     }
     Player player(argv[1]);
-    std::vector<double> reads;
-    std::vector<double> deliveries;
-    for (int round = 0; round < rounds; ++round) {
-        reads.push_back(timeReads(argv[1]));
-        deliveries.push_back(timeDelivery(player));
+    for (int round = 0; round < _wtoi(argv[2]); ++round) {
+        const double reads = microsecondsOf([&] { readPackets(argv[1], LONG_MAX); });
+        player.start();  // the thread's start does not count
+        const double delivery = microsecondsOf([&] { WaitForSingleObject(player.sink.ended, INFINITE); });
+        player.end();
+        std::printf("{\"samples\": %ld, \"reads\": %.0f, \"delivery\": %.0f}\n", player.samples, reads, delivery);
+        for (int start = 0; start < 10; ++start) {
+            const double read = microsecondsOf([&] { std::async(std::launch::async, readPackets, argv[1], 1).wait(); });
+            std::unique_ptr<Player> another;
+            const double sample = microsecondsOf([&] {
+                another = std::make_unique<Player>(argv[1]);
+                another->start();
+            });
+            another->end();
+            std::printf("{\"firstRead\": %.0f, \"firstSample\": %.0f}\n", read, sample);
+        }
     }
-    std::vector<double> firstReads;
-    std::vector<double> firstSamples;
-    for (int round = 0; round < 10 * rounds; ++round) {
-        firstReads.push_back(timeFirstRead(argv[1]));
-        firstSamples.push_back(timeFirstSample(argv[1]));
-    }
-    std::printf(R"({"samples": %ld, "reads": %.0f, "delivery": %.0f, "firstRead": %.0f, "firstSample": %.0f})",
-                player.samples, median(reads), median(deliveries), median(firstReads), median(firstSamples));
     return 0;
 }

@@ -16,7 +16,7 @@
 namespace zarnow {
 namespace {
 
-constexpr std::uintmax_t kDifficultSize = 100'000'000;
+constexpr std::size_t kDifficultSize = 100'000'000;
 
 void readPlainly(benchmark::State& state, const std::filesystem::path& path)
 {
@@ -86,8 +86,7 @@ int main(int argc, char** argv)
         registerFile(std::filesystem::path(argv[i]).filename(), argv[i]);
     std::vector<std::unique_ptr<test::TemporaryFile>> files;
     for (const test::DifficultFile& file : test::difficultFiles()) {
-        files.push_back(std::make_unique<test::TemporaryFile>());
-        file.write(files.back()->path(), kDifficultSize);
+        files.push_back(std::make_unique<test::TemporaryFile>(file.content(kDifficultSize)));
         registerFile(file.name, files.back()->path());
     }
     benchmark::RunSpecifiedBenchmarks();

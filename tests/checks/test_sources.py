@@ -57,19 +57,13 @@ def test_clang_tidy():
     assert not faults, "\n".join(faults)
 
 
-def headers_digest():
-    digest = hashlib.sha256()
-    for path in [ROOT / ".clang-tidy"] + files(("source", "tools"), ".h"):
-        digest.update(path.read_bytes())
-    return digest.hexdigest()
-
-
-HEADERS = headers_digest()
+SHARED = [ROOT / ".clang-tidy", *files(("source", "tools"), ".h")]
+DIGEST = hashlib.sha256(b"".join(path.read_bytes() for path in SHARED)).hexdigest()
 
 
 def tidy(preset, extra, path):
     """What clang-tidy has against a file; None when it is clean."""
-    key = hashlib.sha256(f"{HEADERS} {preset} {path} {extra}".encode() + path.read_bytes()).hexdigest()
+    key = hashlib.sha256(f"{DIGEST} {preset} {path} {extra}".encode() + path.read_bytes()).hexdigest()
     stamp = STAMPS / key
     if stamp.exists():
         return None

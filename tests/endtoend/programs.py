@@ -6,11 +6,12 @@ import tempfile
 
 import samples
 
-TSPROBE = [samples.ROOT / "build" / "host" / "tsprobe"]
-
-
-def wine(name):
-    return ["wine", samples.ROOT / "build" / "windows" / f"{name}.exe"]
+BUILD = samples.ROOT / "build"
+RUN = [samples.ROOT / "run"]
+TSPROBE = [BUILD / "host" / "tsprobe"]
+TSPROBE_EXE = ["wine", BUILD / "windows" / "tsprobe.exe"]
+TSGRAPH_EXE = ["wine", BUILD / "windows" / "tsgraph.exe"]
+TSGRAPH = [*TSGRAPH_EXE, "--dll", BUILD / "windows" / "ZarnowTSSource.ax"]
 
 
 def run(command, *arguments):

@@ -2,6 +2,7 @@
 
 import os
 import subprocess
+import zlib
 from pathlib import Path
 
 ROOT = Path(__file__).resolve().parent.parent.parent
@@ -74,13 +75,9 @@ def make(name, maker=None):
 
 
 def crc32(data):
-    """CRC_32 of ISO/IEC 13818-1, annex A."""
-    crc = 0xFFFFFFFF
-    for byte in data:
-        crc ^= byte << 24
-        for _ in range(8):
-            crc = (crc << 1 ^ (0x04C11DB7 if crc & 0x80000000 else 0)) & 0xFFFFFFFF
-    return crc
+    """CRC_32 of ISO/IEC 13818-1, annex A: zlib's, with the bits of every byte and of the result in reverse."""
+    crc = zlib.crc32(bytes(int(f"{byte:08b}"[::-1], 2) for byte in data)) ^ 0xFFFFFFFF
+    return int(f"{crc:032b}"[::-1], 2).to_bytes(4, "big")
 
 
 def with_stream_type(stream, pmt_pid, old, new):
@@ -93,5 +90,5 @@ def with_stream_type(stream, pmt_pid, old, new):
             entry = section + 12 + ((data[section + 10] & 0x0F) << 8 | data[section + 11])
             assert data[entry] == old, f"{data[entry]} is not the stream_type {old}"
             data[entry] = new
-            data[end - 4:end] = crc32(data[section:end - 4]).to_bytes(4, "big")
+            data[end - 4:end] = crc32(data[section:end - 4])
     return bytes(data)

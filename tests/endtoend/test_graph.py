@@ -7,10 +7,8 @@ from pathlib import Path
 import ffmpeg_facts as facts
 import pytest
 import samples
-from programs import run, wine
+from programs import TSGRAPH, run
 
-WINDOWS = samples.ROOT / "build" / "windows"
-SAMPLE = samples.ROOT / "tests" / "data" / "mpeg2.ts"
 PLAYED, NOT_ANALYSED, FAILED = 0, 1, 2
 LAYOUTS = {"packets-of-192.m2ts": (4, 192), "leading-garbage.ts": (5000, 188),
            "mid-packet.ts": (samples.PACKET - 77, 188)}  # where the packets begin, and how far apart they lie
@@ -36,10 +34,6 @@ PINS = {
 }
 
 
-def tsgraph(*arguments):
-    return run(wine("tsgraph"), "--json", "--dll", WINDOWS / "ZarnowTSSource.ax", *arguments)
-
-
 @pytest.mark.parametrize("name", samples.MAKERS)
 def test_every_program_of_a_file_is_delivered(name, tmp_path):
     """Every pin is compared with the stream of its PID."""
@@ -49,7 +43,7 @@ def test_every_program_of_a_file_is_delivered(name, tmp_path):
     for index, streams in enumerate(facts.programs(path)):
         out = tmp_path / str(index)
         out.mkdir()
-        status, printed, messages = tsgraph("--out", f"{out}/", "--program", index, path)
+        status, printed, messages = run(TSGRAPH, "--json", "--out", f"{out}/", "--program", index, path)
         assert status == PLAYED, messages
         report = json.loads(printed)
         assert (report["endOfStream"], report["samples"], report["bytes"]) == (True, packets, packets * 188)
@@ -111,24 +105,6 @@ def test_files_that_fail_are_named(content, expected, tmp_path):
     path = tmp_path / "input.ts"
     if content is not None:
         path.write_bytes(content)
-    status, _, messages = tsgraph("--out", tmp_path, path)
+    status, _, messages = run(TSGRAPH, "--json", "--out", tmp_path, path)
     assert status == expected, messages
     assert "input.ts" in messages
-
-
-@pytest.mark.parametrize("arguments, words", [
-    (["--program", "010"], "--program 10: the file has 1 program"), (["--program", ""], "--program: ''"),
-    (["--out", ""], "--out: is empty"), (["--dll", ""], "--dll: is empty"),
-    (["--dll", WINDOWS / "tsprobe.exe"], "no COM server"), (["another.ts"], "mpeg2.ts"), (["--nothing"], "--nothing"),
-    (["--program"], "FILE"), (["--program", "-1"], "--program"), (["--program", "4294967296"], "4294967296"),
-    (["--out", SAMPLE], "Not a directory")], ids=str)
-def test_wrong_arguments_are_one_line_that_says_what(arguments, words):
-    dll = [] if "--dll" in arguments else ["--dll", WINDOWS / "ZarnowTSSource.ax"]
-    status, out, err = run(wine("tsgraph"), *dll, *arguments, SAMPLE)
-    assert (status, out, err.count("\n")) == (FAILED, "", 1)
-    assert words in err
-
-
-def test_help():
-    status, out, _ = run(wine("tsgraph"), "--help")
-    assert (status, "--program" in out) == (PLAYED, True)

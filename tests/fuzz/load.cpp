@@ -12,107 +12,97 @@ namespace {
 
 enum LoadOption : std::uint8_t { smallBuffer = 2, fixedPids = 4, stopped = 8, compared = 16 };
 
-class Session
+void prepare(test::SelectionPair& pair, Options& options)
 {
-public:
-    Session(const char* path, Options& options, test::Data& facts) : path_(path), facts_(facts)
-    {
-        const std::uint8_t flags = options.byte();
-        const unsigned size = options.word();
-        pair_.compared = (flags & compared) != 0;
-        if ((flags & smallBuffer) != 0)
-            pair_.setReadBufferSize(size % 8192);
-        if ((flags & fixedPids) != 0) {
-            const auto pid = [&] {
-                const unsigned choice = options.byte();  // some PIDs have more than the 13 bits of a packet's
-                return static_cast<std::uint16_t>((choice < 128 ? 0 : choice << 8 & 0xC000) | (0x20 + choice % 10));
-            };
-            const std::uint8_t videoType = options.byte();
-            const std::uint16_t map = pid(), video = pid(), audio = pid();
-            pair_.setDefaultStreams({map, video, audio, videoType, options.byte()});
+    const std::uint8_t flags = options.byte();
+    const unsigned size = options.word();
+    pair.compared = (flags & compared) != 0;
+    if ((flags & smallBuffer) != 0)
+        pair.setReadBufferSize(size % 8192);
+    if ((flags & fixedPids) != 0) {
+        const auto pid = [&] {
+            const unsigned choice = options.byte();  // some PIDs have more than the 13 bits of a packet's
+            return static_cast<std::uint16_t>((choice < 128 ? 0 : choice << 8 & 0xC000) | (0x20 + choice % 10));
+        };
+        const std::uint8_t videoType = options.byte();
+        const std::uint16_t map = pid(), video = pid(), audio = pid();
+        pair.setDefaultStreams({map, video, audio, videoType, options.byte()});
+    }
+    pair.selection.abortScan = (flags & (compared | stopped)) == stopped;  // a plain selection is never stopped
+}
+
+void load(test::SelectionPair& pair, const char* path)
+{
+    pair.load(path);
+    const CProgramSelection& selection = pair.selection;
+    require(selection.analysed || selection.startOffset == 0, "a start without an analysis");
+    require(!selection.analysed || !selection.streamList.empty(), "analysed without tables");
+}
+
+void readVideoInfo(test::SelectionPair& pair, test::Data& facts)
+{
+    AvcStreamInfo info;
+    info.level_idc = 0x12345678;
+    require(pair.readVideoInfo(info) || info.level_idc == 0x12345678, "facts written without an answer");
+    note(facts, info);
+}
+
+void takeStep(test::SelectionPair& pair, const char* path, int step, std::uint32_t index, test::Data& facts)
+{
+    CProgramSelection& selection = pair.selection;
+    switch (step) {
+        case 0:
+        case 1:
+        case 2: {
+            const bool exists = index < selection.programList.size();
+            return require(pair.select(index, step != 0) == exists, "the wrong program");
         }
-        selection_.abortScan = (flags & (compared | stopped)) == stopped;  // a plain selection is never stopped
-        load();
-        requireSound();
+        case 3:
+            return readVideoInfo(pair, facts);
+        case 4:
+            return pair.setReadBufferSize(1000 * (index + 1));
+        case 5:
+            selection.abortScan = !pair.compared && index == 0;
+            return;
+        case 6:
+            return load(pair, path);
+        default:
+            for (const PsiEntry& stream : selection.streamList) {
+                std::string text;
+                selection.describeStream(stream.streamType, stream.pid, text);
+                note(facts, text);
+            }
     }
+}
 
-    /// The upper half of the byte chooses the step, the lower one the program.
-    void step(std::uint8_t choice)
-    {
-        take(choice >> 4 & 7, choice & 0x0F);
-        requireSound();
-    }
-
-private:
-    void take(int step, std::uint32_t index)
-    {
-        const std::size_t count = selection_.programList.size();
-        switch (step) {
-            case 0:
-                return require(pair_.select(index) == (index < count), "the wrong program");
-            case 1:
-            case 2:
-                return require(pair_.select(index, true) == (index < count), "the wrong program by number");
-            case 3:
-                return readVideoInfo();
-            case 4:
-                return pair_.setReadBufferSize(1000 * (index + 1));
-            case 5:
-                selection_.abortScan = !pair_.compared && index == 0;
-                return;
-            case 6:
-                return load();
-            default:
-                for (const PsiEntry& stream : selection_.streamList) {
-                    std::string text;
-                    selection_.describeStream(stream.streamType, stream.pid, text);
-                    note(facts_, text);
-                }
-        }
-    }
-
-    void load()
-    {
-        pair_.load(path_);
-        require(selection_.analysed || selection_.startOffset == 0, "a start without an analysis");
-        require(!selection_.analysed || !selection_.streamList.empty(), "analysed without tables");
-    }
-
-    void requireSound()
-    {
-        require(selection_.videoStreamCount <= selection_.videoStreams.size(), "too many video streams");
-        require(selection_.audioStreamCount <= selection_.audioStreams.size(), "too many audio streams");
-        const std::string difference = pair_.difference();
-        require(difference.empty(), difference.c_str());
-        for (const auto& [name, bytes] : test::factsOf(selection_))
-            note(facts_, bytes);
-        std::uint32_t current = 0;
-        note(facts_, selection_.file.position(), selection_.findCurrentProgram(current), current);
-    }
-
-    void readVideoInfo()
-    {
-        AvcStreamInfo info;
-        info.level_idc = 0x12345678;
-        require(pair_.readVideoInfo(info) || info.level_idc == 0x12345678, "facts written without an answer");
-        note(facts_, info);
-    }
-
-    const char* path_;
-    test::Data& facts_;
-    test::SelectionPair pair_;
-    CProgramSelection& selection_ = pair_.selection;
-};
+void requireSound(const test::SelectionPair& pair, test::Data& facts)
+{
+    const CProgramSelection& selection = pair.selection;
+    require(selection.videoStreamCount <= selection.videoStreams.size(), "too many video streams");
+    require(selection.audioStreamCount <= selection.audioStreams.size(), "too many audio streams");
+    const std::string difference = pair.difference();
+    require(difference.empty(), difference.c_str());
+    for (const auto& [name, bytes] : test::factsOf(selection))
+        note(facts, bytes);
+    std::uint32_t current = 0;
+    note(facts, selection.file.position(), selection.findCurrentProgram(current), current);
+}
 
 void run(Bytes whole, test::Data& facts)
 {
-    static const test::TemporaryFile file({}, ".ts", test::directoryInMemory());
+    static const test::TemporaryFile file({}, test::directoryInMemory());
     Options rest(whole);
     Options options(rest.take(kOptionBytes));
     file.write(rest.take(whole.size()));
-    Session session(file.path().c_str(), options, facts);
-    while (!options.empty())
-        session.step(options.byte());
+    test::SelectionPair pair;
+    prepare(pair, options);
+    load(pair, file.path().c_str());
+    requireSound(pair, facts);
+    while (!options.empty()) {
+        const std::uint8_t choice = options.byte();  // its upper half is the step, the lower one the program
+        takeStep(pair, file.path().c_str(), choice >> 4 & 7, choice & 0x0F, facts);
+        requireSound(pair, facts);
+    }
 }
 
 }  // namespace

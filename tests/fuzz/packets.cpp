@@ -12,10 +12,19 @@ namespace {
 using test::Data;
 using test::ExactBuffer;
 
-void setPacketSize(CPSIParser& parser, Options& options)
+/// Options, and a block for the parser.
+struct BlockInput
 {
-    parser.packetSize = (options.byte() & kTimedPackets) != 0 ? kTimedPacketSize : kPacketSize;
-}
+    explicit BlockInput(Bytes whole) : rest(whole), options(rest.take(kOptionBytes)), block(rest.take(whole.size()))
+    {
+        parser.packetSize = (options.byte() & kTimedPackets) != 0 ? kTimedPacketSize : kPacketSize;
+    }
+
+    Options rest;
+    Options options;
+    const ExactBuffer block;
+    CPSIParser parser;
+};
 
 void searchWords(const CPSIParser& parser, const ExactBuffer& block, Data& facts)
 {
@@ -57,15 +66,11 @@ void readStamps(const ExactBuffer& block, std::uint8_t streamId, Data& facts)
 
 void runPackets(Bytes whole, Data& facts)
 {
-    Options input(whole);
-    Options options(input.take(kOptionBytes));
-    const ExactBuffer block(input.take(whole.size()));
-    CPSIParser parser;
-    setPacketSize(parser, options);
-    const auto headerKey = static_cast<std::uint16_t>(options.word() & 0xFF5F);
-    searchWords(parser, block, facts);
-    walk(parser, block, headerKey, facts);
-    readStamps(block, options.byte(), facts);
+    BlockInput input(whole);
+    const auto headerKey = static_cast<std::uint16_t>(input.options.word() & 0xFF5F);
+    searchWords(input.parser, input.block, facts);
+    walk(input.parser, input.block, headerKey, facts);
+    readStamps(input.block, input.options.byte(), facts);
 }
 
 void parseTable(CPSIParser& parser, const ExactBuffer& block, int choice, std::uint16_t key, std::uint16_t number)
@@ -112,13 +117,10 @@ void stepThroughTables(CPSIParser& parser, const ExactBuffer& block, std::uint8_
 
 void runPsi(Bytes whole, Data& facts)
 {
-    Options input(whole);
-    Options options(input.take(kOptionBytes));
-    const ExactBuffer block(input.take(whole.size()));
-    CPSIParser parser;
-    setPacketSize(parser, options);
-    while (!options.empty()) {
-        stepThroughTables(parser, block, options.byte(), facts);
+    BlockInput input(whole);
+    const CPSIParser& parser = input.parser;
+    while (!input.options.empty()) {
+        stepThroughTables(input.parser, input.block, input.options.byte(), facts);
         note(facts, parser.programList, parser.streamList, parser.currentPmtPid, parser.currentProgramNumber);
     }
 }

@@ -5,7 +5,6 @@
 
 #include <filesystem>
 #include <fstream>
-#include <iomanip>
 #include <iterator>
 #include <set>
 #include <sstream>
@@ -22,50 +21,6 @@ namespace {
 
 std::string current;  // the input that is being run
 
-/// Adds what the target finds in the input.
-void run(const Target& target, const test::Data& input, test::Data& facts)
-{
-    EXPECT_NO_THROW(target.run(input, facts)) << current;
-}
-
-/// Name and checksum of every file in the corpus and among the findings.
-std::string replayFiles(const Target& target)
-{
-    std::set<std::filesystem::path> inputs;
-    for (const char* kind : {"/corpus/", "/findings/"}) {
-        std::error_code none;
-        for (const auto& entry :
-             std::filesystem::directory_iterator(std::string(ZARNOW_FUZZ_DIR) + kind + target.name, none))
-            inputs.insert(entry.path());
-    }
-    EXPECT_FALSE(inputs.empty()) << "nothing to replay";
-    std::ostringstream text;
-    for (const auto& input : inputs) {
-        current = input.string();
-        std::ifstream file(input, std::ios::binary);
-        test::Data facts;
-        run(target, test::Data(std::istreambuf_iterator<char>(file), {}), facts);
-        text << input.filename().string() << " " << std::hex << test::crcOf(facts) << "\n";
-    }
-    return text.str();
-}
-
-/// A checksum for every hundred inputs that the target's generator makes.
-std::string runGenerated(const Target& target)
-{
-    std::ostringstream text;
-    for (unsigned first = 0; first < 2000; first += 100) {
-        test::Data facts;
-        for (unsigned seed = first; seed < first + 100; ++seed) {
-            current = "seed " + std::to_string(seed);
-            test::Dice dice(seed);
-            run(target, randomInput(target, dice), facts);
-        }
-        text << "seeds from " << std::dec << first << " " << std::hex << test::crcOf(facts) << "\n";
-    }
-    return text.str();
-}
-
 class FuzzReplay : public testing::TestWithParam<const Target*>
 {
 protected:
@@ -75,20 +30,56 @@ protected:
             __sanitizer_set_death_callback([] { std::fprintf(stderr, "input: %s\n", current.c_str()); });
     }
 
-    static void expectAsBefore(const std::string& kind, const std::string& found)
+    /// Adds what the target finds in the input.
+    void run(const std::string& name, const test::Data& input, test::Data& facts)
     {
-        EXPECT_EQ(found, test::goldenText(ZARNOW_FUZZ_DIR "/golden/" + kind + "-" + GetParam()->name + ".txt", found));
+        current = name;
+        EXPECT_NO_THROW(GetParam()->run(input, facts)) << name;
     }
+    void note(const std::string& name, const test::Data& facts)
+    {
+        text << name << " " << std::hex << test::crcOf(facts) << "\n";
+    }
+    void expectAsBefore(const std::string& kind)
+    {
+        const std::string golden = kind + "-" + GetParam()->name + ".txt";
+        EXPECT_EQ(text.str(), test::goldenText(ZARNOW_FUZZ_DIR "/golden/" + golden, text.str()));
+    }
+
+    std::ostringstream text;
 };
 
 TEST_P(FuzzReplay, Corpus)
 {
-    expectAsBefore("corpus", replayFiles(*GetParam()));
+    std::set<std::filesystem::path> inputs;
+    for (const char* kind : {"/corpus/", "/findings/"}) {
+        std::error_code none;
+        for (const auto& entry :
+             std::filesystem::directory_iterator(std::string(ZARNOW_FUZZ_DIR) + kind + GetParam()->name, none))
+            inputs.insert(entry.path());
+    }
+    EXPECT_FALSE(inputs.empty()) << "nothing to replay";
+    for (const auto& input : inputs) {
+        std::ifstream file(input, std::ios::binary);
+        test::Data facts;
+        run(input.string(), test::Data(std::istreambuf_iterator<char>(file), {}), facts);
+        note(input.filename().string(), facts);
+    }
+    expectAsBefore("corpus");
 }
 
+/// A checksum for every hundred inputs that the target's generator makes.
 TEST_P(FuzzReplay, Generated)
 {
-    expectAsBefore("generated", runGenerated(*GetParam()));
+    for (unsigned first = 0; first < 2000; first += 100) {
+        test::Data facts;
+        for (unsigned seed = first; seed < first + 100; ++seed) {
+            test::Dice dice(seed);
+            run("seed " + std::to_string(seed), randomInput(*GetParam(), dice), facts);
+        }
+        note("seeds from " + std::to_string(first), facts);
+    }
+    expectAsBefore("generated");
 }
 
 INSTANTIATE_TEST_SUITE_P(Targets, FuzzReplay, testing::ValuesIn(kTargets),

@@ -50,9 +50,6 @@ void note(test::Data& facts, const Values&... values)
 /// A whole input that a target's generator makes.
 test::Data randomInput(const Target& target, test::Dice& dice);
 
-/// Options, as they are given, and a stream for them.
-test::Data randomStreamInput(test::Dice& dice, test::Data options, std::size_t longest);
-
 /// Fails the run.
 inline void require(bool condition, const char* what)
 {

@@ -1,8 +1,7 @@
-// Reads, moves and allocations that fail, wherever in a load they do.
+// Reads, moves and allocations that fail, files that shrink and calls that are stopped, wherever in a load they do.
 
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <new>
 
 #include "tests/robustness/faults.h"
@@ -19,43 +18,89 @@ using Lasting = Fault::Lasting;
 
 struct Attempt
 {
-    const std::filesystem::path& good;  ///< a sample's file
+    const std::filesystem::path good;  ///< a sample's file
+    bool byNumber;                     ///< how the first program is selected after the fault
     SelectionPair pair{};
     CProgramSelection& selection = pair.selection;
-    bool byNumber = false;  ///< how the first program is selected after the fault
     bool struck = true;
+    const TemporaryFile shrinking{};
+    std::string facts{};
 };
 
 using Step = std::function<void(Attempt&)>;
 
-LoadResult::Status load(Attempt& run, const std::filesystem::path& path)
+struct FaultCase
 {
-    return run.selection.loadFile(path.c_str()).status;
+    const char* name;
+    Kind kind;
+    Lasting lasting;
+    Step prepare;
+    Step run;    ///< with the fault armed
+    Step check;  ///< beside what holds after every fault
+    Step meanwhile = [](Attempt& attempt) { attempt.selection.abortScan = true; };
+};
+
+void nothing(Attempt&) {}
+
+LoadResult::Status load(Attempt& attempt, const std::filesystem::path& path)
+{
+    return attempt.selection.loadFile(path.c_str()).status;
 }
 
-void loadGood(Attempt& run)
+void tryToLoad(Attempt& attempt)
 {
-    EXPECT_EQ(load(run, run.good), LoadResult::Status::loaded);
+    load(attempt, attempt.good);
+}
+
+void loadGood(Attempt& attempt)
+{
+    EXPECT_EQ(load(attempt, attempt.good), LoadResult::Status::loaded);
+}
+
+void loadByPids(Attempt& attempt)
+{
+    attempt.selection.setDefaultStreams(0, 0x102, 2, 0x103, 0x81);
+    loadGood(attempt);
+}
+
+void useSmallBuffer(Attempt& attempt)
+{
+    attempt.selection.setReadBufferSize(2001);
 }
 
 /// A selection reads next to nothing right after a load.
-void loadAndForget(Attempt& run)
+void loadAndForget(Attempt& attempt)
 {
-    loadGood(run);
-    run.selection.setReadBufferSize(3000);
+    loadGood(attempt);
+    attempt.selection.setReadBufferSize(3000);
 }
 
-void select(Attempt& run)
-{
-    run.selection.selectProgram(0);
-}
-
-/// Selects every program and reads the video facts.
-void readFacts(Attempt& run)
+/// Selects every program, as long as it is not stopped, and reads the video facts.
+void readFacts(Attempt& attempt)
 {
     AvcStreamInfo info;
-    for (std::uint32_t i = 0; run.selection.selectProgram(i); ++i)
-        run.selection.readVideoInfo(info);
+    for (std::uint32_t i = 0; attempt.selection.selectProgram(i) && !attempt.selection.abortScan; ++i)
+        attempt.selection.readVideoInfo(info);
+}
+
+void noteFacts(Attempt& attempt)
+{
+    attempt.facts = factsOf(attempt.good);
+}
+
+void expectSameFacts(Attempt& attempt)
+{
+    EXPECT_EQ(factsOf(attempt.good), attempt.facts);
+}
+
+Step mayThrow(const Step& step)
+{
+    return [=](Attempt& attempt) {
+        try {
+            step(attempt);
+        } catch (const std::bad_alloc&) {
+        }
+    };
 }
 
 /// What holds whatever went wrong.
@@ -68,147 +113,126 @@ void expectConsistent(const CProgramSelection& selection)
     EXPECT_LE(selection.audioStreamCount, selection.audioStreams.size());
 }
 
-void expectGoodSelections(Attempt& run)
+void expectGoodSelections(Attempt& attempt)
 {
-    PlainSelection& plain = run.pair.plain;
-    plain.videoStreams = run.selection.videoStreams;  // earlier selections may leave fields behind
-    plain.audioStreams = run.selection.audioStreams;
-    EXPECT_EQ(run.pair.differenceInPrograms(run.byNumber), "");
+    PlainSelection& plain = attempt.pair.plain;
+    plain.videoStreams = attempt.selection.videoStreams;  // earlier selections may leave fields behind
+    plain.audioStreams = attempt.selection.audioStreams;
+    EXPECT_EQ(attempt.pair.differenceInPrograms(attempt.byNumber), "");
 }
 
 /// That a search could not read, or had no memory, is forgotten with the next selection.
-void expectNothingRemembered(Attempt& run)
+void expectNothingRemembered(Attempt& attempt)
 {
-    PlainSelection& plain = run.pair.plain;
-    plain.setReadBufferSize(run.selection.readBufferSize);
-    plain.plainLoad(run.good.c_str());
-    plain.analysed = run.selection.analysed;
-    plain.startOffset = run.selection.startOffset;
-    plain.programList = run.selection.programList;
-    plain.streamList = run.selection.streamList;
-    plain.durationSeconds = run.selection.durationSeconds;
-    plain.avcStreamInfo = run.selection.avcStreamInfo;
-    expectGoodSelections(run);
+    PlainSelection& plain = attempt.pair.plain;
+    plain.setReadBufferSize(attempt.selection.readBufferSize);
+    plain.plainLoad(attempt.good.c_str());
+    plain.analysed = attempt.selection.analysed;
+    plain.startOffset = attempt.selection.startOffset;
+    plain.programList = attempt.selection.programList;
+    plain.streamList = attempt.selection.streamList;
+    plain.durationSeconds = attempt.selection.durationSeconds;
+    plain.avcStreamInfo = attempt.selection.avcStreamInfo;
+    expectGoodSelections(attempt);
 }
 
-void stop(Attempt& run)
+void expectAtStart(Attempt& attempt)
 {
-    run.selection.abortScan = true;
+    EXPECT_NE(attempt.selection.analysed, attempt.struck);
+    EXPECT_EQ(attempt.selection.file.position(), attempt.selection.startOffset);
 }
 
-void expectAtStart(Attempt& run)
+void expectNoHeaders(Attempt& attempt)
 {
-    EXPECT_NE(run.selection.analysed, run.struck);
-    EXPECT_EQ(run.selection.file.position(), run.selection.startOffset);
+    const CProgramSelection& selection = attempt.selection;
+    EXPECT_TRUE(selection.readBuffer != nullptr || !attempt.selection.selectProgram(0) ||
+                selection.videoStreamCount + selection.audioStreamCount == 0)
+        << "headers are read without a buffer";
 }
 
-struct FaultCase
+/// A file that loses its end, or all of it, and its name while it is read.
+FaultCase shrinksTo(std::uintmax_t size)
 {
-    std::string name;
-    Kind kind;
-    Step run;  ///< with the fault armed
-    Lasting lasting = Lasting::once;
-    Step prepare = [](Attempt&) {};
-    Step check = [](Attempt&) {};
-    Step meanwhile = stop;
+    const auto copy = [](Attempt& attempt) {
+        std::filesystem::copy(attempt.good, attempt.shrinking.path(),
+                              std::filesystem::copy_options::overwrite_existing);
+    };
+    const auto expectLoaded = [](Attempt& attempt) {
+        EXPECT_EQ(load(attempt, attempt.shrinking.path()), LoadResult::Status::loaded);
+    };
+    const auto expectGone = [](Attempt& attempt) {
+        readFacts(attempt);
+        EXPECT_EQ(load(attempt, attempt.shrinking.path()) == LoadResult::Status::cannotOpen, attempt.struck);
+    };
+    const auto shrink = [=](Attempt& attempt) {
+        std::filesystem::resize_file(attempt.shrinking.path(), size);
+        std::filesystem::remove(attempt.shrinking.path());
+    };
+    return {"a file that shrinks", Kind::meanwhile, Lasting::once, copy, expectLoaded, expectGone, shrink};
+}
+
+const FaultCase kCases[] = {
+    // Reads in pieces make no difference.
+    {"a short read", Kind::shortRead, Lasting::once, noteFacts, expectSameFacts, nothing},
+    {"short reads", Kind::shortRead, Lasting::forGood, noteFacts, expectSameFacts, nothing},
+    {"interruption", Kind::interruptedRead, Lasting::once, noteFacts, expectSameFacts, nothing},
+    // A file in which a call fails is loaded as one that ends there; the next selection reads it anew.
+    {"a failed move", Kind::failedMove, Lasting::once, nothing, tryToLoad, nothing},
+    {"failed moves", Kind::failedMove, Lasting::forGood, nothing, tryToLoad, nothing},
+    {"a failed size", Kind::failedSize, Lasting::once, nothing, tryToLoad, nothing},
+    {"failed sizes", Kind::failedSize, Lasting::forGood, nothing, tryToLoad, nothing},
+    {"a failed read", Kind::failedRead, Lasting::once, nothing, tryToLoad, expectNothingRemembered},
+    {"failed reads", Kind::failedRead, Lasting::forGood, nothing, tryToLoad, expectNothingRemembered},
+    {"failure in a selection", Kind::failedRead, Lasting::once, loadAndForget, readFacts, expectNothingRemembered},
+    shrinksTo(200077),
+    shrinksTo(2001),
+    shrinksTo(0),
+    {"a stopped load", Kind::meanwhile, Lasting::once, nothing, loadGood, expectAtStart},
+    {"a stopped load in small blocks", Kind::meanwhile, Lasting::once, useSmallBuffer, loadGood, expectAtStart},
+    {"a stopped selection", Kind::meanwhile, Lasting::once, loadAndForget, readFacts, nothing},
+    // Every call that may allocate. A load ends in order; the others may throw.
+    {"no memory for a load", Kind::failedAllocation, Lasting::forGood, loadGood, loadGood, expectAtStart},
+    {"no memory for a load by PIDs", Kind::failedAllocation, Lasting::forGood, loadGood, loadByPids, nothing},
+    {"no memory for selections", Kind::failedAllocation, Lasting::forGood, loadAndForget, mayThrow(readFacts),
+     expectNothingRemembered},
+    {"no memory for a buffer", Kind::failedAllocation, Lasting::forGood, loadGood,
+     [](Attempt& attempt) { attempt.selection.setReadBufferSize(70000); }, expectNoHeaders},
 };
 
 /// What reads on with the stop flag raised is the way back to the first packet, in at most this many buffers here.
 constexpr std::size_t kReadsOn = 4;
 
-/// With the fault at the first, the second, the third place and so on, until it finds none to strike at, on each
-/// sample. The next load knows nothing of it.
-void expectAtEveryPlace(const FaultCase& test)
+/// With the fault at the first, the second, the third place and so on, until it finds none to strike at. The next load
+/// knows nothing of it.
+TEST(Faults, EndTheCallAndNothingElse)
 {
-    for (const char* name : {"two-programs", "every-type", "shared-maps"}) {
-        const TemporaryFile good(samples().at(name));
+    const TemporaryFile good(samples().at("two-programs"));
+    for (const FaultCase& test : kCases) {
         bool struck = true;
-        for (std::size_t place = 0; struck && !testing::Test::HasFailure(); ++place) {
-            SCOPED_TRACE(testing::Message() << name << ", " << test.name << " at " << place);
-            Attempt run{.good = good.path(), .byNumber = place % 2 != 0};
-            test.prepare(run);
+        for (std::size_t place = 0; struck && !HasFailure(); ++place) {
+            SCOPED_TRACE(testing::Message() << test.name << " at " << place);
+            Attempt attempt{good.path(), place % 2 != 0};
+            test.prepare(attempt);
             {
-                const Fault fault(test.kind, place, test.lasting, [&] { test.meanwhile(run); });
-                test.run(run);
-                struck = run.struck = fault.struck;
-                EXPECT_TRUE(!run.selection.abortScan || fault.readsSince <= kReadsOn) << fault.readsSince;
+                const Fault fault(test.kind, place, test.lasting, [&] { test.meanwhile(attempt); });
+                test.run(attempt);
+                struck = attempt.struck = fault.struck;
+                EXPECT_TRUE(!attempt.selection.abortScan || fault.readsSince <= kReadsOn) << fault.readsSince;
             }
             EXPECT_TRUE(struck || place > 0) << "nothing was made to fail";
-            expectConsistent(run.selection);
-            test.check(run);
-            run.selection.abortScan = false;
-            run.pair.setDefaultStreams({0, 0, 0, 0, 0});
-            run.pair.setReadBufferSize(kDefaultReadBufferSize);
-            run.pair.load(good.path().c_str());
-            expectGoodSelections(run);
+            expectConsistent(attempt.selection);
+            test.check(attempt);
+            readFacts(attempt);  // of what the fault left behind
+            attempt.selection.abortScan = false;
+            attempt.pair.setDefaultStreams({0, 0, 0, 0, 0});
+            attempt.pair.setReadBufferSize(kDefaultReadBufferSize);
+            attempt.pair.load(good.path().c_str());
+            expectGoodSelections(attempt);
         }
     }
 }
 
-TEST(ReadFaults, ReadsInPiecesMakeNoDifference)
-{
-    std::string facts;
-    const Step readFirst = [&](Attempt& run) { facts = factsOf(run.good); };
-    const Step readAgain = [&](Attempt& run) { EXPECT_EQ(factsOf(run.good), facts); };
-    expectAtEveryPlace({"a short read", Kind::shortRead, readAgain, Lasting::once, readFirst});
-    expectAtEveryPlace({"short reads", Kind::shortRead, readAgain, Lasting::forGood, readFirst});
-    expectAtEveryPlace({"interruption", Kind::interruptedRead, readAgain, Lasting::once, readFirst});
-}
-
-/// A file in which a call fails is loaded as one that ends there; the next selection reads it anew.
-TEST(ReadFaults, AreForgottenWithTheNextCall)
-{
-    const Step tryToLoad = [](Attempt& run) { load(run, run.good); };
-    const Step readAgain = [](Attempt& run) {
-        EXPECT_EQ(run.selection.file.position(), run.selection.startOffset);
-        expectNothingRemembered(run);
-    };
-    for (const Lasting lasting : {Lasting::once, Lasting::forGood}) {
-        expectAtEveryPlace({"failed move", Kind::failedMove, tryToLoad, lasting});
-        expectAtEveryPlace({"failed size", Kind::failedSize, tryToLoad, lasting});
-        expectAtEveryPlace({"failed read", Kind::failedRead, tryToLoad, lasting, [](Attempt&) {}, readAgain});
-    }
-    expectAtEveryPlace(
-        {"failure in a selection", Kind::failedRead, readFacts, Lasting::once, loadAndForget, expectNothingRemembered});
-}
-
-/// A file that loses its end, or all of it, and its name while it is read.
-TEST(ReadFaults, FilesThatShrink)
-{
-    const TemporaryFile file;
-    for (const std::size_t size : {200077U, 2001U, 0U}) {
-        const Step copy = [&](Attempt& run) {
-            std::filesystem::copy(run.good, file.path(), std::filesystem::copy_options::overwrite_existing);
-        };
-        const Step shrink = [&](Attempt&) {
-            std::filesystem::resize_file(file.path(), size);
-            std::filesystem::remove(file.path());
-        };
-        const Step expectLoaded = [&](Attempt& run) { EXPECT_EQ(load(run, file.path()), LoadResult::Status::loaded); };
-        const Step expectGone = [&](Attempt& run) {
-            readFacts(run);
-            EXPECT_EQ(load(run, file.path()) == LoadResult::Status::cannotOpen, run.struck);
-        };
-        expectAtEveryPlace(
-            {"cut to " + std::to_string(size), Kind::meanwhile, expectLoaded, Lasting::once, copy, expectGone, shrink});
-    }
-}
-
-TEST(StopFlag, EndsEveryCallAtTheNextBlock)
-{
-    const Step useSmallBuffer = [](Attempt& run) { run.selection.setReadBufferSize(2001); };
-    for (const Step& prepare : {Step([](Attempt&) {}), useSmallBuffer})
-        expectAtEveryPlace({"a stopped load", Kind::meanwhile, loadGood, Lasting::once, prepare, expectAtStart});
-    const Step selectAndReadInfo = [](Attempt& run) {
-        select(run);
-        AvcStreamInfo info;
-        if (!run.selection.abortScan)
-            run.selection.readVideoInfo(info);
-    };
-    expectAtEveryPlace({"a stopped selection", Kind::meanwhile, selectAndReadInfo, Lasting::once, loadAndForget});
-}
-
-TEST(StopFlag, EndsTheSearchForMapsThatLieFarBack)
+TEST(Faults, TheSearchForMapsThatLieFarBackIsStopped)
 {
     const TemporaryFile file(join({patPacket({{1, 0x100}}), nullPackets(4000), pmtPacket(0x100, 1, {{2, 0x101}})}));
     for (std::size_t place = 0; place < 20; ++place) {
@@ -218,41 +242,6 @@ TEST(StopFlag, EndsTheSearchForMapsThatLieFarBack)
         EXPECT_TRUE(fault.struck);
         EXPECT_LE(fault.readsSince, kReadsOn) << place;
     }
-}
-
-/// Every call that may allocate. A load ends in order; the others may throw.
-TEST(AllocationFaults, EndTheCallAndNothingElse)
-{
-    const auto mayThrow = [](const Step& step) -> Step {
-        return [=](Attempt& run) {
-            try {
-                step(run);
-            } catch (const std::bad_alloc&) {
-            }
-        };
-    };
-    const Step expectEnded = [](Attempt& run) {
-        expectAtStart(run);
-        readFacts(run);  // of what the fault left behind
-    };
-    const Step loadByPids = [](Attempt& run) {
-        run.selection.setDefaultStreams(0, 0x102, 2, 0x103, 0x81);
-        loadGood(run);
-    };
-    const Step resize = [](Attempt& run) { run.selection.setReadBufferSize(70000); };
-    const Step expectNoHeaders = [](Attempt& run) {
-        EXPECT_TRUE(run.selection.readBuffer != nullptr || !run.selection.selectProgram(0) ||
-                    run.selection.videoStreamCount + run.selection.audioStreamCount == 0)
-            << "headers are read without a buffer";
-    };
-    const auto expectWithout = [](const char* name, const Step& run, const Step& prepare, const Step& check) {
-        expectAtEveryPlace({name, Kind::failedAllocation, run, Lasting::forGood, prepare, check});
-    };
-    expectWithout("load", loadGood, loadGood, expectEnded);
-    expectWithout("load by default PIDs", loadByPids, loadGood, readFacts);
-    expectWithout("selection", mayThrow(select), loadAndForget, expectNothingRemembered);
-    expectWithout("selections and video facts", mayThrow(readFacts), loadGood, readFacts);
-    expectWithout("buffer", resize, loadGood, expectNoHeaders);
 }
 
 }  // namespace

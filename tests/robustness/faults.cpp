@@ -59,11 +59,8 @@ Fault::~Fault()
 extern "C" {
 
 ssize_t __real_read(int descriptor, void* buffer, std::size_t size);
-ssize_t __wrap_read(int descriptor, void* buffer, std::size_t size);
 off_t __real_lseek(int descriptor, off_t offset, int origin);
-off_t __wrap_lseek(int descriptor, off_t offset, int origin);
 int __real_fstat(int descriptor, struct stat* status);
-int __wrap_fstat(int descriptor, struct stat* status);
 
 ssize_t __wrap_read(int descriptor, void* buffer, std::size_t size)
 {

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <chrono>
+#include <ctime>
 #include <fstream>
 #include <sys/stat.h>
 
@@ -21,7 +21,7 @@ class LargeFiles : public testing::Test
 protected:
     void SetUp() override
     {
-        file.growTo(16U << 20);  // enough to tell whether a hole takes space
+        std::filesystem::resize_file(file.path(), 16U << 20);  // enough to tell whether a hole takes space
         struct stat status = {};
         if (stat(file.path().c_str(), &status) != 0 || status.st_blocks != 0)
             GTEST_SKIP() << "no sparse files in " << file.path();
@@ -31,17 +31,17 @@ protected:
     void load(const Data& head, std::uintmax_t size, const Data& tail = {}, double longest = 2.0)
     {
         file.write(head);
-        file.growTo(size - tail.size());
+        std::filesystem::resize_file(file.path(), size - tail.size());
         std::ofstream(file.path(), std::ios::binary | std::ios::app)
             .write(reinterpret_cast<const char*>(tail.data()), static_cast<std::streamsize>(tail.size()));
-        const auto begin = std::chrono::steady_clock::now();
+        const std::clock_t begin = std::clock();  // of the processor, which others may be busy with
         EXPECT_EQ(selection.loadFile(file.path().c_str()).status, LoadResult::Status::loaded);
-        EXPECT_LT(std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count(), longest);
+        EXPECT_LT(static_cast<double>(std::clock() - begin) / CLOCKS_PER_SEC, longest);
         EXPECT_EQ(selection.fileSize, static_cast<std::int64_t>(size));
         EXPECT_EQ(selection.file.position(), selection.startOffset);
     }
 
-    TemporaryFile file{{}, ".ts", directoryInMemory()};
+    const TemporaryFile file{{}, directoryInMemory()};
     CProgramSelection selection;
 };
 
@@ -53,8 +53,7 @@ Data firstHalf(const Data& packets)
 
 TEST_F(LargeFiles, AllButTheDurationIsReadFromTheStart)
 {
-    for (const char* name : {"mpeg2", "two-programs", "every-type"}) {
-        const Data& packets = samples().at(name);
+    for (const auto& [name, packets] : samples()) {
         const Data head = firstHalf(packets);
         const TemporaryFile small(packets);
         CProgramSelection whole;
@@ -65,14 +64,9 @@ TEST_F(LargeFiles, AllButTheDurationIsReadFromTheStart)
             load(head, size, bytesFrom(packets, head.size()));
             // The way back from the end begins 4 bytes before it, which has to be less than 4 GiB.
             const bool measured = size < k4GiB + 4;
-            EXPECT_EQ(placelessFactsOf(file.path()), placelessFactsOf(small.path()));
+            EXPECT_EQ(factsOf(file.path(), kDefaultReadBufferSize, true),
+                      factsOf(small.path(), kDefaultReadBufferSize, true));
             EXPECT_EQ(selection.durationSeconds, measured ? whole.durationSeconds : 0.0);
-            AvcStreamInfo info;
-            if (name == std::string("every-type") && selection.readVideoInfo(info)) {
-                const double rate = measured ? static_cast<double>(size) / selection.durationSeconds * 8 * 0.88 : 0.0;
-                EXPECT_EQ(info.hrdBitRate, static_cast<std::uint32_t>(static_cast<std::int64_t>(rate)))
-                    << "the mean bit rate of a stream that does not tell its own";
-            }
         }
     }
 }

@@ -1,11 +1,9 @@
 /// @file
-/// The streams that the robustness tests are made with: real ones from tests/data, and made-up ones that hold what an
-/// encoder would not write.
+/// The streams that the robustness tests are made with, all of them real ones.
 #pragma once
 
 #include <filesystem>
 #include <map>
-#include <set>
 #include <string>
 
 #include "esparse/program_selection.h"
@@ -16,19 +14,16 @@ namespace zarnow::test {
 /// By name: packets of 188 bytes, from a sync byte on.
 using Samples = std::map<std::string, Data>;
 
-/// All of them; made once.
+/// Those in tests/data; read once.
 const Samples& samples();
 
 /// Those that the end-to-end tests have ffmpeg make, if they are there; not the ones that begin with anything but a
 /// packet.
 Samples madeSamples();
 
-/// What tsprobe tells about a file with each program selected, a line for every program, stream and header.
-/// @param omitted  keys that are left out with their values
+/// What tsprobe's JSON tells about a file with each program selected, a line for every program, stream and header.
+/// @param placeless  without what depends on where in a file, or in how long a one, the stream lies
 std::string factsOf(const std::filesystem::path& path, std::uint32_t bufferSize = kDefaultReadBufferSize,
-                    const std::set<std::string>& omitted = {});
-
-/// The facts without what depends on where in a file, or in how long a one, the stream lies.
-std::string placelessFactsOf(const std::filesystem::path& path, std::uint32_t bufferSize = kDefaultReadBufferSize);
+                    bool placeless = false);
 
 }  // namespace zarnow::test

@@ -1,7 +1,5 @@
 #include "tests/support/difficult_files.h"
 
-#include <fstream>
-
 #include "tests/support/dice.h"
 #include "tests/support/transport_stream.h"
 #include "tests/support/video_headers.h"
@@ -90,18 +88,9 @@ DifficultFile oneParameterSet(std::uint16_t pid)
 
 }  // namespace
 
-void DifficultFile::write(const std::filesystem::path& path, std::uintmax_t size) const
+Data DifficultFile::content(std::size_t size) const
 {
-    std::ofstream file(path, std::ios::binary | std::ios::trunc);
-    file.exceptions(std::ios::failbit | std::ios::badbit);
-    const auto put = [&](const Data& bytes) {
-        const auto count = std::min<std::uintmax_t>(bytes.size(), size);
-        file.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(count));
-        size -= count;
-    };
-    put(head);
-    while (size > 0)
-        put(body);
+    return firstBytes(join({head, repeat(body, size / body.size() + 1)}), size);
 }
 
 Data endlessMap(std::uint16_t pmtPid, std::uint16_t number, std::uint8_t streamType, std::uint16_t pid)

@@ -2,7 +2,6 @@
 /// Files that cost most to open: what is looked for is nowhere, or wherever one looks.
 #pragma once
 
-#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -17,7 +16,7 @@ struct DifficultFile
     Data head;
     Data body;
 
-    void write(const std::filesystem::path& path, std::uintmax_t size) const;
+    Data content(std::size_t size) const;
 };
 
 /// A map section of 4095 bytes, read on through 22 packets: 790 entries of one type on PIDs from `pid` on. The last

@@ -11,27 +11,29 @@
 
 namespace zarnow::test {
 
-bool PlainSelection::plainLoad(const CTransportFile::PathChar* path)
+void PlainSelection::plainLoad(const CTransportFile::PathChar* path)
 {
     resetAnalysis();
-    if (file.open(path) != 0 || !detectFilePacketSize() || !(useDefaultPids ? defaultTables() : plainTables()))
-        return false;
-    analysed = true;
+    analysed = file.open(path) == 0 && detectFilePacketSize() && (useDefaultPids ? defaultTables() : plainTables());
+    if (!analysed) {
+        startOffset = 0;
+        return;
+    }
     if (programList.size() >= 2)
         prune();
     if (!programList.empty())
         plainSelectProgram(programList[0], true);
     rewindToData();
-    return true;
 }
 
 bool PlainSelection::defaultTables()
 {
     const auto& [map, video, audio, videoType, audioType] = defaultPids;
-    programList = {{map, map, 0, 0, 1}};
-    streamList = {{},
-                  {video, map, static_cast<std::uint8_t>(videoType), 0, 1},
-                  {audio, map, static_cast<std::uint8_t>(audioType), 0, 1}};
+    const auto stream = [map = map](std::uint16_t pid, std::uint16_t type) {
+        return PsiEntry{pid, map, static_cast<std::uint8_t>(type), 0, 1};
+    };
+    programList = {stream(map, 0)};
+    streamList = {{}, stream(video, videoType), stream(audio, audioType)};
     return true;
 }
 
@@ -271,11 +273,8 @@ void SelectionPair::setDefaultStreams(const DefaultPids& given)
 void SelectionPair::load(const CTransportFile::PathChar* path)
 {
     selection.loadFile(path);
-    if (!compared)
-        return;
-    plain.plainLoad(path);
-    if (!plain.analysed)
-        plain.startOffset = 0;
+    if (compared)
+        plain.plainLoad(path);
 }
 
 bool SelectionPair::select(std::size_t index, bool byNumber)

@@ -12,7 +12,7 @@ namespace zarnow::test {
 
 struct PlainSelection : CProgramSelection
 {
-    bool plainLoad(const CTransportFile::PathChar* path);
+    void plainLoad(const CTransportFile::PathChar* path);
     /// @param measured  whether the duration is
     void plainSelectProgram(const PsiEntry& program, bool measured);
 

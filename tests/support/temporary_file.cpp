@@ -7,26 +7,17 @@
 
 namespace zarnow::test {
 
-namespace {
-
-std::string newName(const char* suffix)
-{
-    static int count = 0;
-    const auto now = std::chrono::steady_clock::now().time_since_epoch().count();
-    return "zarnow-" + std::to_string(now) + "-" + std::to_string(++count) + suffix;
-}
-
-}  // namespace
-
 std::filesystem::path directoryInMemory()
 {
     const std::filesystem::path inMemory = "/dev/shm";
     return std::filesystem::exists(inMemory) ? inMemory : std::filesystem::temp_directory_path();
 }
 
-TemporaryFile::TemporaryFile(const Data& content, const char* suffix, const std::filesystem::path& directory)
-    : path_(directory / newName(suffix))
+TemporaryFile::TemporaryFile(const Data& content, const std::filesystem::path& directory)
 {
+    static int count = 0;
+    const auto now = std::chrono::steady_clock::now().time_since_epoch().count();
+    path_ = directory / ("zarnow-" + std::to_string(now) + "-" + std::to_string(++count) + ".ts");
     write(content);
 }
 
@@ -41,11 +32,6 @@ TemporaryFile::~TemporaryFile()
 {
     std::error_code ignored;
     std::filesystem::remove(path_, ignored);
-}
-
-void TemporaryFile::growTo(std::uintmax_t size)
-{
-    std::filesystem::resize_file(path_, size);
 }
 
 }  // namespace zarnow::test

@@ -15,8 +15,7 @@ std::filesystem::path directoryInMemory();
 class TemporaryFile
 {
 public:
-    /// @param suffix  end of its name
-    explicit TemporaryFile(const Data& content = {}, const char* suffix = ".ts",
+    explicit TemporaryFile(const Data& content = {},
                            const std::filesystem::path& directory = std::filesystem::temp_directory_path());
     TemporaryFile(const TemporaryFile&) = delete;
     TemporaryFile& operator=(const TemporaryFile&) = delete;
@@ -24,9 +23,6 @@ public:
 
     /// In place of what it held.
     void write(std::span<const std::uint8_t> content) const;
-
-    /// Grows the file to its end at `size`; what lies between is a hole where the file system knows them.
-    void growTo(std::uintmax_t size);
 
     const std::filesystem::path& path() const noexcept { return path_; }
 

@@ -147,14 +147,14 @@ Data slice(std::uint32_t firstMacroblock, std::uint32_t type)
     return join({nal(0x21, BitWriter().ue(firstMacroblock).ue(type).trailing().bytes()), filled(12, 0x55)});
 }
 
-Data mpegVideoPacket(std::uint16_t pid, const SequenceHeader& header)
+Data mpegVideoPacket(std::uint16_t pid)
 {
-    return packet({.pid = pid}, pes(0xE0, join({sequenceHeader(header), sequenceExtension()}), 90000));
+    return packet({.pid = pid}, pes(0xE0, join({sequenceHeader(), sequenceExtension()}), 90000));
 }
 
-Data ac3Packet(std::uint16_t pid, bool unitStart)
+Data ac3Packet(std::uint16_t pid)
 {
-    return packet({.pid = pid, .unitStart = unitStart}, pes(0xBD, {0x0B, 0x77, 0, 0, 0x1C, 0, 0x40}, 90000));
+    return packet({.pid = pid}, pes(0xBD, {0x0B, 0x77, 0, 0, 0x1C, 0, 0x40}, 90000));
 }
 
 }  // namespace zarnow::test

@@ -94,7 +94,7 @@ Data pps(bool cabac);
 Data slice(std::uint32_t firstMacroblock, std::uint32_t type);
 
 /// A packet with a stamp of one second and such a header.
-Data mpegVideoPacket(std::uint16_t pid, const SequenceHeader& header = {});
-Data ac3Packet(std::uint16_t pid, bool unitStart = true);
+Data mpegVideoPacket(std::uint16_t pid);
+Data ac3Packet(std::uint16_t pid);
 
 }  // namespace zarnow::test
