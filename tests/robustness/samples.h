@@ -1,5 +1,5 @@
 /// @file
-/// The streams that the robustness tests are made with, all of them real ones.
+/// The streams that the robustness tests are made with: real ones, and one that holds what no encoder writes.
 #pragma once
 
 #include <filesystem>
@@ -14,7 +14,7 @@ namespace zarnow::test {
 /// By name: packets of 188 bytes, from a sync byte on.
 using Samples = std::map<std::string, Data>;
 
-/// Those in tests/data; read once.
+/// Those in tests/data and the made-up one; made once.
 const Samples& samples();
 
 /// Those that the end-to-end tests have ffmpeg make, if they are there; not the ones that begin with anything but a
