@@ -22,17 +22,14 @@ public:
         std::uint16_t* place = words_.data();
         CPacketWalk walk(parser, block);
         first_ = walk.position();
-        std::uint16_t last = kInError;  // packets of a stream mostly come in runs
+        std::uint16_t word = kInError;
         while (const std::uint8_t* packet = walk.nextEvenInError()) {
-            const std::uint16_t word = isInError(packet) ? kInError : maskedHeaderWord(packet);
+            const std::uint16_t next = headerWordWithError(packet);
+            if (next != word) {  // packets of a stream mostly come in runs
+                word = (next & kTransportErrorBit) != 0 ? kInError : next;
+                noteDistinct(word);
+            }
             *place++ = word;
-            if (word == last)
-                continue;
-            last = word;
-            if (seen_[word] || word == kInError)
-                continue;
-            seen_.set(word);
-            distinctWords_.push_back(word);
         }
         words_.resize(static_cast<std::size_t>(place - words_.data()));
         reachedEnd_ = walk.position() + step_ >= block.size();
@@ -76,6 +73,14 @@ public:
 
 private:
     static constexpr std::uint16_t kInError = 0xFFFF;  // no masked word has all bits set
+
+    void noteDistinct(std::uint16_t word)
+    {
+        if (seen_[word] || word == kInError)
+            return;
+        seen_.set(word);
+        distinctWords_.push_back(word);
+    }
 
     void clear()
     {

@@ -16,7 +16,7 @@
 
 namespace zarnow {
 
-/// The bytes of a pattern; the search is compiled for each.
+/// The bytes of a pattern: one, or more that begin with two zeros. The search is compiled for each.
 template <std::uint8_t... kBytes>
 class CBytePattern
 {
@@ -44,13 +44,26 @@ public:
         return found < places ? found : bytes.size();
     }
 
+    /// The same as finding it; quicker where it is not, and nothing looks like it.
     static bool standsIn(Bytes bytes) noexcept
     {
-        return find(bytes) != bytes.size();
+        std::size_t from = 0;
+#ifdef ZARNOW_HAVE_SSE2
+        constexpr std::size_t kStretch = 4 * kWindow;
+        std::size_t places = bytes.size() - std::min(bytes.size(), kLength - 1);
+        for (; places > kStretch; places -= kStretch, from += kStretch) {
+            if (mayStandInAny<kWindow>(bytes.data() + from, kStretch))
+                return find(bytes, from) != bytes.size();
+        }
+        if (places >= kWindow && !mayStandInAny<kWindow>(bytes.data() + from, places))
+            return false;
+#endif
+        return find(bytes, from) != bytes.size();
     }
 
 private:
     static constexpr std::array<std::uint8_t, kLength> kPattern = {kBytes...};
+    static_assert(kLength == 1 || (kPattern[0] == 0 && kPattern[1] == 0));
 
     static bool standsAt(const std::uint8_t* at) noexcept
     {
@@ -107,31 +120,47 @@ private:
         return static_cast<std::uint64_t>(mask);
     }
 
-    /// Of the two zeros that a pattern begins with, one has an odd offset; where the pattern begins in the range, that
+    /// Of the two zeros that a pattern begins with, one has an odd offset; where the pattern begins in a range, that
     /// one lies in it too.
+    static constexpr std::uint64_t kSignsMask = kLength == 1 ? 0xFFFF : 0xAAAA;
+
+    /// A zero byte where there is a sign of the pattern in any of the groups, at the offsets that count.
     template <std::size_t kStep>
-    static bool hasZeroAtOddOffset(const std::uint8_t* at) noexcept
+    static __m128i signsIn(const std::uint8_t* at) noexcept
     {
-        __m128i least = groupAt(at);
+        const auto signsAt = [](const std::uint8_t* group) {
+            return kLength == 1 ? differences(group, 0) : groupAt(group);
+        };
+        __m128i least = signsAt(at);
         for (std::size_t offset = kGroup; offset < kStep; offset += kGroup)
-            least = _mm_min_epu8(least, groupAt(at + offset));
-        return (zeros(least) & 0xAAAA) != 0;
+            least = _mm_min_epu8(least, signsAt(at + offset));
+        return least;
     }
 
-    /// Goes by the zeros, which take the fewest steps to rule out, then by the last two bytes, which are hardly ever
+    /// Looks at all the places, at least `kStep`, before it answers.
+    template <std::size_t kStep>
+    static bool mayStandInAny(const std::uint8_t* data, std::size_t places) noexcept
+    {
+        __m128i least = signsIn<kStep>(data + places - kStep);
+        for (std::size_t window = 0; window < places - kStep; window += kStep)
+            least = _mm_min_epu8(least, signsIn<kStep>(data + window));
+        return (zeros(least) & kSignsMask) != 0;
+    }
+
+    /// Goes by the signs, which take the fewest steps to rule out, then by the last two bytes, which are hardly ever
     /// there without the others.
     template <std::size_t kStep>
     static bool mayStandIn(const std::uint8_t* at) noexcept
     {
-        if constexpr (kLength >= 2 && kPattern[0] == 0 && kPattern[1] == 0) {
-            if (!hasZeroAtOddOffset<kStep>(at))
-                return false;
+        if ((zeros(signsIn<kStep>(at)) & kSignsMask) == 0)
+            return false;
+        if constexpr (kLength > 1) {
+            __m128i least = differences(at, kLength - 2);
+            for (std::size_t offset = kGroup; offset < kStep; offset += kGroup)
+                least = _mm_min_epu8(least, differences(at + offset, kLength - 2));
+            return zeros(least) != 0;
         }
-        constexpr std::size_t kFirst = kLength - std::min<std::size_t>(kLength, 2);
-        __m128i least = differences(at, kFirst);
-        for (std::size_t offset = kGroup; offset < kStep; offset += kGroup)
-            least = _mm_min_epu8(least, differences(at + offset, kFirst));
-        return zeros(least) != 0;
+        return true;
     }
 
     template <std::size_t kStep>

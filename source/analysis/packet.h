@@ -49,10 +49,16 @@ constexpr std::uint16_t withUnitStart(std::uint16_t headerKey) noexcept
     return static_cast<std::uint16_t>(headerKey + kUnitStartBit);
 }
 
-/// The packet's header word without transport_error_indicator and transport_priority.
+/// The packet's header word without transport_priority.
+inline std::uint16_t headerWordWithError(const std::uint8_t* packet) noexcept
+{
+    return static_cast<std::uint16_t>((packet[1] | (packet[2] << 8)) & 0xFFDF);
+}
+
+/// The same without transport_error_indicator, too.
 inline std::uint16_t maskedHeaderWord(const std::uint8_t* packet) noexcept
 {
-    return static_cast<std::uint16_t>((packet[1] | (packet[2] << 8)) & 0xFF5F);
+    return headerWordWithError(packet) & static_cast<std::uint16_t>(~kTransportErrorBit);
 }
 
 /// The key that asks for the packet's PID.

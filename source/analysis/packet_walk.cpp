@@ -46,6 +46,8 @@ bool allSyncsOnGrid(Bytes block, std::size_t origin, std::size_t packetSize) noe
     // Of three sync bytes, one lies in every third packet.
     for (std::size_t start = origin % packetSize + packetSize; start < block.size(); start += 3 * packetSize) {
         const std::size_t end = std::min(start + packetSize, block.size());
+        if (!CSyncByte::standsIn(block.subspan(start + 1, end - start - 1)))
+            continue;
         for (std::size_t i = nextSyncByte(block, start + 1, end); i < end; i = nextSyncByte(block, i + 1, end)) {
             if (othersLeft-- == 0 || isOneOfThree(block, i, packetSize))
                 return false;

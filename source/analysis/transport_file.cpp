@@ -14,8 +14,19 @@ bool CTransportFile::moveTo(std::int32_t offset) noexcept
 
 bool CTransportFile::moveBy(std::int32_t distance) noexcept
 {
-    const std::int64_t current = position();
-    return current >= 0 && moveToPosition(current + distance);
+    std::int64_t reached = 0;
+    if (!shiftPosition(distance, reached))
+        return false;
+    if (canMoveTo(reached))
+        return true;
+    shiftPosition(-std::int64_t{distance}, reached);
+    return false;
+}
+
+std::int64_t CTransportFile::position() const noexcept
+{
+    std::int64_t reached = 0;
+    return shiftPosition(0, reached) ? reached : -1;
 }
 
 bool CTransportFile::moveFromEnd(std::int32_t distance) noexcept

@@ -66,6 +66,9 @@ private:
 
     bool moveToPosition(std::int64_t target) noexcept;
     bool setPosition(std::int64_t target) noexcept;
+    /// One call to the system, which keeps the position and refuses to go before the file's start: a walk back through
+    /// a file asks for many.
+    bool shiftPosition(std::int64_t distance, std::int64_t& reached) const noexcept;
 
     std::intptr_t handle_ = kNoHandle;
 };

@@ -73,9 +73,10 @@ bool CTransportFile::read(void* buffer, std::uint32_t length, std::uint32_t& cou
     return true;
 }
 
-std::int64_t CTransportFile::position() const noexcept
+bool CTransportFile::shiftPosition(std::int64_t distance, std::int64_t& reached) const noexcept
 {
-    return isOpen() ? lseek(descriptorOf(handle_), 0, SEEK_CUR) : -1;
+    reached = isOpen() ? lseek(descriptorOf(handle_), distance, SEEK_CUR) : -1;
+    return reached >= 0;
 }
 
 bool CTransportFile::setPosition(std::int64_t target) noexcept

@@ -48,10 +48,14 @@ bool CTransportFile::read(void* buffer, std::uint32_t length, std::uint32_t& cou
     return done;
 }
 
-std::int64_t CTransportFile::position() const noexcept
+bool CTransportFile::shiftPosition(std::int64_t distance, std::int64_t& reached) const noexcept
 {
-    LARGE_INTEGER current = {};
-    return isOpen() && SetFilePointerEx(handleOf(handle_), {}, &current, FILE_CURRENT) ? current.QuadPart : -1;
+    LARGE_INTEGER by = {};
+    LARGE_INTEGER end = {};
+    by.QuadPart = distance;
+    const bool done = isOpen() && SetFilePointerEx(handleOf(handle_), by, &end, FILE_CURRENT);
+    reached = end.QuadPart;
+    return done;
 }
 
 bool CTransportFile::setPosition(std::int64_t target) noexcept
