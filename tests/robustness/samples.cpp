@@ -55,22 +55,21 @@ Data generated()
         {0x115, 0xBD, ac3},  {0x116, 0xC2, adts}, {0x117, 0xC3, adts},   {0x118, 0xFD, lpcm},   {0x119, 0xBD, ac3},
         {0x120, 0xE1, avc},  {0x121, 0xC0, adts}, {0x140, 0xC0, layer2},
     };
-    const Data tables =
-        join({patPacket({{1, 0x100}, {2, 0x100}, {3, 0x100}, {4, 0x100}}),
-              pmtPacket(0x100, 1,
-                        {{0x02, 0x110},
-                         {0x01, 0x111},
-                         {0x1B, 0x112},
-                         {0x03, 0x113},
-                         {0x04, 0x114},
-                         {0x06, 0x115},
-                         {0x0F, 0x116},
-                         {0x11, 0x117},
-                         {0x80, 0x118},
-                         {0x81, 0x119},
-                         {0x05, 0x11A}}),
-              pmtPacket(0x100, 2, {{0x1B, 0x120}, {0x0F, 0x121}}), pmtPacket(0x100, 3, {{0x05, 0x131}}),
-              pmtPacket(0x100, 4, {{0x03, 0x140}})});
+    const Data tables = join({patPacket({{1, 0x100}, {2, 0x100}, {3, 0x100}, {4, 0x100}}),
+                              pmtPacket(0x100, 1,
+                                        {{0x02, 0x110},
+                                         {0x01, 0x111},
+                                         {0x1B, 0x112},
+                                         {0x03, 0x113},
+                                         {0x04, 0x114},
+                                         {0x06, 0x115},
+                                         {0x0F, 0x116},
+                                         {0x11, 0x117},
+                                         {0x80, 0x118},
+                                         {0x81, 0x119},
+                                         {0x05, 0x11A}}),
+                              pmtPacket(0x100, 2, {{0x1B, 0x120}, {0x0F, 0x121}}), pmtPacket(0x100, 3, {{0x05, 0x131}}),
+                              pmtPacket(0x100, 4, {{0x03, 0x140}})});
     Data whole;
     for (std::uint32_t round = 0; round < kRounds; ++round) {
         if (round % 8 == 0)
