@@ -2,100 +2,119 @@
 /// What there is to be found in a block, for searches that look at one block in turn.
 #pragma once
 
-#include <bitset>
+#include <algorithm>
+#include <array>
 #include <cstdint>
+#include <span>
 #include <vector>
 
 #include "analysis/packet_walk.h"
 
 namespace zarnow {
 
-/// The packets that the walk over a block meets, by their masked header words.
+/// The packets that the walk over a block meets and that some search looks for. Most of a recording nobody looks for:
+/// that is told of a packet by one look at a table.
 class CBlockPackets
 {
 public:
+    /// From the next block on, packets that a search for the key finds are noted.
+    void want(std::uint16_t headerKey) noexcept
+    {
+        for (const std::uint16_t word : {headerKey, withUnitStart(headerKey)}) {
+            if (isMasked(word) && interest_[placeOf(word)] == Interest::none)
+                interest_[placeOf(word)] = Interest::wanted;
+        }
+    }
+
+    void forgetWanted() noexcept
+    {
+        interest_ = {};
+        pids_.clear();
+    }
+
     void note(const CPSIParser& parser, Bytes block)
     {
         clear();
         step_ = parser.packetSize;
-        words_.resize(block.size() / step_ + 1);
-        std::uint16_t* place = words_.data();
+        if (const std::size_t most = block.size() / step_ + 1; packets_.size() < most)
+            packets_.resize(most);
         CPacketWalk walk(parser, block);
         first_ = walk.position();
-        std::uint16_t word = kInError;
+        const std::uint8_t** end = packets_.data();
+        std::uint32_t lastNoted = kError;
         while (const std::uint8_t* packet = walk.nextEvenInError()) {
-            const std::uint16_t next = headerWordWithError(packet);
-            if (next != word) {  // packets of a stream mostly come in runs
-                word = (next & kTransportErrorBit) != 0 ? kInError : next;
-                noteDistinct(word);
+            const std::uint32_t word = bigEndian16(Bytes(packet, kPacketHeaderSize), 1);
+            if (word != lastNoted) {  // wanted packets mostly come in runs
+                if (interest_[word & kPlace] == Interest::none || (word & kError) != 0)
+                    continue;
+                lastNoted = word;
+                noteKind(word & kPlace);
             }
-            *place++ = word;
+            *end++ = packet;
         }
-        words_.resize(static_cast<std::size_t>(place - words_.data()));
+        count_ = static_cast<std::size_t>(end - packets_.data());
         reachedEnd_ = walk.position() + step_ >= block.size();
     }
 
-    const std::vector<std::uint16_t>& distinctWords() const noexcept { return distinctWords_; }
+    /// The sync bytes of the packets, in order.
+    std::span<const std::uint8_t* const> noted() const noexcept { return std::span(packets_).first(count_); }
 
-    /// Whether a search for the key finds a packet.
-    bool match(std::uint16_t headerKey) const noexcept { return seen_[headerKey] || seen_[withUnitStart(headerKey)]; }
+    /// The PIDs of the packets, each once.
+    const std::vector<std::uint16_t>& pids() const noexcept { return pids_; }
 
-    bool has(std::uint16_t word) const noexcept { return seen_[word]; }
+    /// Whether a search for the key, which was wanted, finds a packet.
+    bool match(std::uint16_t headerKey) const noexcept { return isMet(headerKey) || isMet(withUnitStart(headerKey)); }
 
-    /// Where the packet lies in the block that the walk met in that place.
-    std::size_t offsetOf(std::size_t place) const noexcept { return first_ + place * step_; }
-
-    /// The first place from `place` on with a packet for the key, or behind the last one.
-    std::size_t findPlace(std::size_t place, std::uint16_t headerKey) const noexcept
-    {
-        while (place < words_.size() && !matchesKey(words_[place], headerKey))
-            ++place;
-        return place;
-    }
-
-    std::size_t placeCount() const noexcept { return words_.size(); }
-
-    /// Whether the test holds for any packet.
-    template <class Test>
-    bool any(Bytes block, Test test) const
-    {
-        const std::uint8_t* packet = block.data() + first_;
-        for (std::size_t left = words_.size(); left > 0; --left, packet += step_) {
-            if (test(packet))
-                return true;
-        }
-        return false;
-    }
+    std::size_t firstOffset() const noexcept { return first_; }  ///< where the walk over the block began
 
     /// Whether no search that begins behind the first packet comes upon a packet elsewhere, unless it begins at a sync
     /// byte. False also where that is not told quickly.
     bool areAllThereAre(Bytes block) const noexcept { return reachedEnd_ && allSyncsOnGrid(block, first_, step_); }
 
 private:
-    static constexpr std::uint16_t kInError = 0xFFFF;  // no masked word has all bits set
+    enum class Interest : std::uint8_t { none, wanted, met };
 
-    void noteDistinct(std::uint16_t word)
+    // Of bytes 1 and 2 of a packet, which tell its place in the table: its header word with the bytes swapped.
+    static constexpr std::uint32_t kError = kTransportErrorBit << 8;
+    static constexpr std::uint32_t kStart = kUnitStartBit << 8;
+    static constexpr std::uint32_t kPid = 0x1FFF;
+    static constexpr std::uint32_t kPlace = kStart | kPid;
+
+    static std::size_t placeOf(std::uint16_t maskedWord) noexcept
     {
-        if (seen_[word] || word == kInError)
-            return;
-        seen_.set(word);
-        distinctWords_.push_back(word);
+        return (maskedWord & 0xFFU) << 8 | maskedWord >> 8;
     }
 
-    void clear()
+    bool isMet(std::uint16_t word) const noexcept
     {
-        for (const std::uint16_t word : distinctWords_)
-            seen_.reset(word);
-        distinctWords_.clear();
-        words_.clear();
+        return isMasked(word) && interest_[placeOf(word)] == Interest::met;
     }
 
+    void noteKind(std::uint32_t place)
+    {
+        const bool pidKnown = interest_[place] == Interest::met || interest_[place ^ kStart] == Interest::met;
+        if (!pidKnown)
+            pids_.push_back(static_cast<std::uint16_t>(place & kPid));
+        interest_[place] = Interest::met;
+    }
+
+    void clear() noexcept
+    {
+        for (const std::uint16_t pid : pids_) {
+            for (Interest* interest : {&interest_[pid], &interest_[pid | kStart]})
+                *interest = std::min(*interest, Interest::wanted);
+        }
+        pids_.clear();
+        count_ = 0;
+    }
+
+    std::array<Interest, kPlace + 1> interest_{};
     std::size_t first_ = 0;
     std::size_t step_ = kPacketSize;
-    bool reachedEnd_ = false;           // no sync byte was missing
-    std::vector<std::uint16_t> words_;  // of the packets in the places one step apart
-    std::vector<std::uint16_t> distinctWords_;
-    std::bitset<0x10000> seen_;
+    bool reachedEnd_ = false;                   // no sync byte was missing
+    std::vector<const std::uint8_t*> packets_;  // the first `count_`; the others are left from earlier blocks
+    std::size_t count_ = 0;
+    std::vector<std::uint16_t> pids_;
 };
 
 }  // namespace zarnow

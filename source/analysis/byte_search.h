@@ -147,20 +147,21 @@ private:
         return (zeros(least) & kSignsMask) != 0;
     }
 
-    /// Goes by the signs, which take the fewest steps to rule out, then by the last two bytes, which are hardly ever
-    /// there without the others.
+    /// Goes by the signs, which take the fewest steps to rule out, where there are some by those of each half, then by
+    /// the last two bytes, which are hardly ever there without the others.
     template <std::size_t kStep>
     static bool mayStandIn(const std::uint8_t* at) noexcept
     {
         if ((zeros(signsIn<kStep>(at)) & kSignsMask) == 0)
             return false;
-        if constexpr (kLength > 1) {
-            __m128i least = differences(at, kLength - 2);
-            for (std::size_t offset = kGroup; offset < kStep; offset += kGroup)
-                least = _mm_min_epu8(least, differences(at + offset, kLength - 2));
-            return zeros(least) != 0;
-        }
-        return true;
+        if constexpr (kLength == 1)
+            return true;
+        else if constexpr (kStep == kWindow)
+            return mayStandIn<kStep / 2>(at) || mayStandIn<kStep / 2>(at + kStep / 2);
+        __m128i least = differences(at, kLength - 2);
+        for (std::size_t offset = kGroup; offset < kStep; offset += kGroup)
+            least = _mm_min_epu8(least, differences(at + offset, kLength - 2));
+        return zeros(least) != 0;
     }
 
     template <std::size_t kStep>

@@ -10,7 +10,8 @@ inline constexpr std::uint8_t kSyncByte = 0x47;
 inline constexpr std::uint32_t kPacketSize = 188;       ///< plain transport stream
 inline constexpr std::uint32_t kTimedPacketSize = 192;  ///< every packet comes with 4 extra bytes
 inline constexpr std::size_t kPacketHeaderSize = 4;
-inline constexpr std::uint8_t kTransportErrorBit = 0x80;  ///< in byte 1
+inline constexpr std::uint8_t kTransportErrorBit = 0x80;     ///< in byte 1
+inline constexpr std::uint8_t kTransportPriorityBit = 0x20;  ///< in byte 1
 inline constexpr std::uint16_t kUnitStartBit = 0x40;  ///< payload_unit_start_indicator, in byte 1 and in a header key
 inline constexpr std::uint16_t kNullPid = 0x1FFF;
 
@@ -49,16 +50,17 @@ constexpr std::uint16_t withUnitStart(std::uint16_t headerKey) noexcept
     return static_cast<std::uint16_t>(headerKey + kUnitStartBit);
 }
 
-/// The packet's header word without transport_priority.
-inline std::uint16_t headerWordWithError(const std::uint8_t* packet) noexcept
+/// Whether a key has none of the bits that a search does not look at in a packet.
+constexpr bool isMasked(std::uint16_t headerKey) noexcept
 {
-    return static_cast<std::uint16_t>((packet[1] | (packet[2] << 8)) & 0xFFDF);
+    return (headerKey & (kTransportErrorBit | kTransportPriorityBit)) == 0;
 }
 
-/// The same without transport_error_indicator, too.
+/// The packet's header word without these bits.
 inline std::uint16_t maskedHeaderWord(const std::uint8_t* packet) noexcept
 {
-    return headerWordWithError(packet) & static_cast<std::uint16_t>(~kTransportErrorBit);
+    constexpr std::uint16_t kMask = 0xFFFF & ~(kTransportErrorBit | kTransportPriorityBit);
+    return static_cast<std::uint16_t>((packet[1] | (packet[2] << 8)) & kMask);
 }
 
 /// The key that asks for the packet's PID.

@@ -56,6 +56,8 @@ public:
           byNumber_(scan.programsShareFirstPid()),
           searches_(scan.programList.size())
     {
+        for (const PsiEntry& program : scan.programList)
+            packets_.want(mapKeyOf(program));
     }
 
     bool run()
@@ -84,6 +86,11 @@ private:
         bool inFullBlock = false;  // with parsed
     };
 
+    static std::uint16_t mapKeyOf(const PsiEntry& program) noexcept
+    {
+        return withUnitStart(headerKeyOfPid(program.pmtPid));
+    }
+
     /// @return how many searches ended in this block
     std::size_t searchBlock(const Block& block)
     {
@@ -92,7 +99,7 @@ private:
         for (std::size_t i = 0; i < searches_.size(); ++i) {
             Search& search = searches_[i];
             const PsiEntry& program = scan_.programList[i];
-            if (search.parsed || !packets_.match(withUnitStart(headerKeyOfPid(program.pmtPid))))
+            if (search.parsed || !packets_.match(mapKeyOf(program)))
                 continue;
             search.parsed = parse(block, program, search.streams);
             search.inFullBlock = block.full;

@@ -23,12 +23,6 @@ bool CTransportFile::moveBy(std::int32_t distance) noexcept
     return false;
 }
 
-std::int64_t CTransportFile::position() const noexcept
-{
-    std::int64_t reached = 0;
-    return shiftPosition(0, reached) ? reached : -1;
-}
-
 bool CTransportFile::moveFromEnd(std::int32_t distance) noexcept
 {
     std::int64_t end = 0;

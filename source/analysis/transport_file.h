@@ -66,11 +66,13 @@ private:
 
     bool moveToPosition(std::int64_t target) noexcept;
     bool setPosition(std::int64_t target) noexcept;
-    /// One call to the system, which keeps the position and refuses to go before the file's start: a walk back through
-    /// a file asks for many.
-    bool shiftPosition(std::int64_t distance, std::int64_t& reached) const noexcept;
+    /// Refuses to go before the file's start. At most one call to the system: a walk back through a file asks for many.
+    bool shiftPosition(std::int64_t distance, std::int64_t& reached) noexcept;
 
     std::intptr_t handle_ = kNoHandle;
+#ifndef _WIN32
+    std::int64_t position_ = 0;  // every read tells the system where, so that a move need not
+#endif
 };
 
 }  // namespace zarnow

@@ -34,6 +34,7 @@ std::uint32_t CTransportFile::open(const PathChar* path) noexcept
         return EISDIR;
     }
     handle_ = descriptor;
+    position_ = 0;
     return 0;
 }
 
@@ -59,7 +60,8 @@ bool CTransportFile::read(void* buffer, std::uint32_t length, std::uint32_t& cou
     if (!isOpen())
         return false;
     while (count < length) {
-        const ssize_t got = ::read(descriptorOf(handle_), static_cast<std::byte*>(buffer) + count, length - count);
+        const ssize_t got =
+            pread(descriptorOf(handle_), static_cast<std::byte*>(buffer) + count, length - count, position_ + count);
         if (got == 0)
             break;
         if (got < 0 && errno == EINTR)
@@ -70,18 +72,25 @@ bool CTransportFile::read(void* buffer, std::uint32_t length, std::uint32_t& cou
         }
         count += static_cast<std::uint32_t>(got);
     }
+    position_ += count;
     return true;
 }
 
-bool CTransportFile::shiftPosition(std::int64_t distance, std::int64_t& reached) const noexcept
+std::int64_t CTransportFile::position() const noexcept
 {
-    reached = isOpen() ? lseek(descriptorOf(handle_), distance, SEEK_CUR) : -1;
-    return reached >= 0;
+    return isOpen() ? position_ : -1;
+}
+
+bool CTransportFile::shiftPosition(std::int64_t distance, std::int64_t& reached) noexcept
+{
+    reached = position_ + distance;
+    return isOpen() && reached >= 0 && setPosition(reached);
 }
 
 bool CTransportFile::setPosition(std::int64_t target) noexcept
 {
-    return lseek(descriptorOf(handle_), target, SEEK_SET) == target;
+    position_ = target;
+    return true;
 }
 
 }  // namespace zarnow

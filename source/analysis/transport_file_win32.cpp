@@ -11,6 +11,16 @@ HANDLE handleOf(std::intptr_t handle) noexcept
     return reinterpret_cast<HANDLE>(handle);
 }
 
+bool movePointer(HANDLE handle, std::int64_t distance, DWORD origin, std::int64_t& reached) noexcept
+{
+    LARGE_INTEGER by = {};
+    LARGE_INTEGER end = {};
+    by.QuadPart = distance;
+    const bool moved = SetFilePointerEx(handle, by, &end, origin) != FALSE;
+    reached = end.QuadPart;
+    return moved;
+}
+
 }  // namespace
 
 std::uint32_t CTransportFile::open(const PathChar* path) noexcept
@@ -48,21 +58,21 @@ bool CTransportFile::read(void* buffer, std::uint32_t length, std::uint32_t& cou
     return done;
 }
 
-bool CTransportFile::shiftPosition(std::int64_t distance, std::int64_t& reached) const noexcept
+std::int64_t CTransportFile::position() const noexcept
 {
-    LARGE_INTEGER by = {};
-    LARGE_INTEGER end = {};
-    by.QuadPart = distance;
-    const bool done = isOpen() && SetFilePointerEx(handleOf(handle_), by, &end, FILE_CURRENT);
-    reached = end.QuadPart;
-    return done;
+    std::int64_t here = 0;
+    return isOpen() && movePointer(handleOf(handle_), 0, FILE_CURRENT, here) ? here : -1;
+}
+
+bool CTransportFile::shiftPosition(std::int64_t distance, std::int64_t& reached) noexcept
+{
+    return isOpen() && movePointer(handleOf(handle_), distance, FILE_CURRENT, reached);
 }
 
 bool CTransportFile::setPosition(std::int64_t target) noexcept
 {
-    LARGE_INTEGER distance = {};
-    distance.QuadPart = target;
-    return SetFilePointerEx(handleOf(handle_), distance, nullptr, FILE_BEGIN) != FALSE;
+    std::int64_t reached = 0;
+    return movePointer(handleOf(handle_), target, FILE_BEGIN, reached);
 }
 
 }  // namespace zarnow

@@ -37,12 +37,13 @@ bool CGopScan::scanAvcGop(std::uint16_t pid)
 bool CGopScan::scanBlock(const Block& block, std::uint16_t pid, CGopScanner& scanner) const
 {
     const std::uint16_t headerKey = headerKeyOfPid(pid);
-    for (std::size_t position = 0; position + packetSize <= block.bytes.size(); position += packetSize) {
-        const std::uint8_t* packet = block.data() + position;
+    const std::size_t step = packetSize;
+    const std::uint8_t* packet = block.data();
+    for (std::size_t left = block.bytes.size(); left >= step; left -= step, packet += step) {
         if (headerKeyOf(packet) != headerKey || !hasPayload(packet))
             continue;
         const std::uint32_t begin = scanOffset(packet);
-        if (scanner.scanAvcPayload(packet + begin, static_cast<std::int32_t>(packetSize - begin - kTrailingBytes)))
+        if (scanner.scanAvcPayload(packet + begin, static_cast<std::int32_t>(step - begin - kTrailingBytes)))
             return true;
     }
     return false;

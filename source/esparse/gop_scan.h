@@ -59,7 +59,7 @@ private:
     std::uint32_t spsCount_ = 0;
     std::array<std::uint8_t, kMostBytesCarried> carried_ = {};  // left for the next packet
     std::size_t carriedCount_ = 0;
-    bool zeroPairCarried_ = false;
+    bool mustScanNext_ = false;         // no payload is passed over behind a zero, or when nothing is wanted any more
     std::vector<std::uint8_t> buffer_;  // the carried bytes and the unescaped payload
 };
 
@@ -67,14 +67,17 @@ private:
 /// unescape and no start code leaves its end to the next packet, and need not be copied for that.
 inline bool CGopScanner::passOver(Bytes payload) noexcept
 {
-    if (payload.size() < kBytesCarried || spsCount_ >= kSpsWanted)
+    if (mustScanNext_ || payload.size() < kBytesCarried || CZeroPair::standsIn(payload))
         return false;
-    const bool joined = carriedCount_ != 0 && carried_[carriedCount_ - 1] == 0 && payload.front() == 0;
-    if (joined || zeroPairCarried_ || CZeroPair::standsIn(payload))
-        return false;
-    std::copy_n(payload.last(kBytesCarried).begin(), kBytesCarried, carried_.begin());
-    carriedCount_ = kBytesCarried;
+    carry(payload.last(kBytesCarried));
     return true;
+}
+
+inline void CGopScanner::carry(Bytes bytes) noexcept
+{
+    std::copy(bytes.begin(), bytes.end(), carried_.begin());
+    carriedCount_ = bytes.size();
+    mustScanNext_ = !bytes.empty() && bytes.back() == 0;
 }
 
 class CGopScan : public CStreamProbe

@@ -62,7 +62,10 @@ bool CGopScanner::scanUnits(Bytes payload)
         takeNalUnit(header);
         position = header;
     }
-    return spsCount_ >= kSpsWanted;
+    if (spsCount_ < kSpsWanted)
+        return false;
+    mustScanNext_ = true;
+    return true;
 }
 
 void CGopScanner::loadBuffer(Bytes payload)
@@ -78,14 +81,7 @@ void CGopScanner::carryFrom(std::size_t position) noexcept
 {
     const Bytes rest = Bytes(buffer_).subspan(position);
     carry(rest);
-    zeroPairCarried_ = CZeroPair::standsIn(rest);
-}
-
-void CGopScanner::carry(Bytes bytes) noexcept
-{
-    std::copy(bytes.begin(), bytes.end(), carried_.begin());
-    carriedCount_ = bytes.size();
-    zeroPairCarried_ = false;
+    mustScanNext_ = mustScanNext_ || CZeroPair::standsIn(rest);
 }
 
 void CGopScanner::takeNalUnit(std::size_t header)

@@ -1,5 +1,7 @@
 #include "esparse/header_search.h"
 
+#include <algorithm>
+
 #include "analysis/byte_search.h"
 #include "analysis/packet_walk.h"
 #include "analysis/transport_file.h"
@@ -25,7 +27,10 @@ std::uint32_t movedBackPosition(const ProbeBlock& block, const std::uint8_t* pac
 class CCandidates
 {
 public:
-    CCandidates(const ProbeBlock& block, std::uint16_t headerKey) noexcept : block_(block), headerKey_(headerKey) {}
+    CCandidates(const ProbeBlock& block, std::uint16_t headerKey) noexcept
+        : block_(block), headerKey_(headerKey), expected_(block.packets.firstOffset()), rest_(block.packets.noted())
+    {
+    }
 
     /// Null when there are no more.
     const std::uint8_t* next() noexcept
@@ -33,7 +38,7 @@ public:
         if (block_.bytes.size() - position_ <= block_.parser.packetSize + 2)
             return nullptr;
         CPacketWalk walk(block_.parser, block_.bytes.subspan(position_));
-        const bool noted = position_ + walk.position() == block_.packets.offsetOf(place_);
+        const bool noted = position_ + walk.position() == expected_;
         const std::uint8_t* packet = noted ? nextNoted() : walk.nextOf(headerKey_);
         if (packet != nullptr)
             position_ = static_cast<std::size_t>(packet - block_.bytes.data()) + 1;
@@ -43,15 +48,22 @@ public:
 private:
     const std::uint8_t* nextNoted() noexcept
     {
-        const std::size_t place = block_.packets.findPlace(place_, headerKey_);
-        place_ = place + 1;
-        return place < block_.packets.placeCount() ? block_.bytes.data() + block_.packets.offsetOf(place) : nullptr;
+        const auto isWanted = [this](const std::uint8_t* packet) {
+            return matchesKey(maskedHeaderWord(packet), headerKey_);
+        };
+        const auto found = std::ranges::find_if(rest_, isWanted);
+        if (found == rest_.end())
+            return nullptr;
+        rest_ = std::span(found + 1, rest_.end());
+        expected_ = static_cast<std::size_t>(*found - block_.bytes.data()) + block_.parser.packetSize;
+        return *found;
     }
 
     const ProbeBlock& block_;
     std::uint16_t headerKey_;
-    std::size_t position_ = 0;  // where the next search begins
-    std::size_t place_ = 0;     // where the notes go on
+    std::size_t position_ = 0;                   // where the next search begins
+    std::size_t expected_;                       // from where on the walk over the block tells
+    std::span<const std::uint8_t* const> rest_;  // noted from there on
 };
 
 }  // namespace
@@ -101,7 +113,7 @@ bool CVideoSearch::mayFindHeader(const ProbeBlock& block) const noexcept
     if (!avc_ || !block.packetsAreAll())
         return true;
     const std::size_t lastStart = block.parser.packetSize - kAvcStartSize;
-    return block.packets.any(block.bytes, [&](const std::uint8_t* packet) {
+    return std::ranges::any_of(block.packets.noted(), [&](const std::uint8_t* packet) {
         const auto payload = static_cast<std::size_t>(payloadOffset(packet));
         const bool mayBegin =
             payload > lastStart ||

@@ -2,7 +2,6 @@
 /// One pass over the file for all searches of a kind.
 #pragma once
 
-#include <bitset>
 #include <cstdint>
 #include <limits>
 #include <unordered_map>
@@ -30,7 +29,7 @@ public:
         searches_.clear();
         pending_.clear();
         widePids_.clear();
-        wanted_.reset();
+        packets_.forgetWanted();
         blockCount_ = 0;
     }
 
@@ -51,7 +50,7 @@ public:
             if (search.pid() > kNullPid && ofItsPid.empty())
                 widePids_.push_back(search.pid());
             ofItsPid.push_back(&search);
-            wanted_.set(search.headerKey());
+            packets_.want(search.headerKey());
         }
     }
 
@@ -67,8 +66,9 @@ public:
         position_ += static_cast<std::int64_t>(bytes.size());
         const ProbeBlock block{
             .parser = parser, .bytes = bytes, .packets = packets_, .scratch = scratch_, .end = position_};
-        noteWantedPids();
-        for (const std::uint16_t pid : wantedPids_)
+        for (const std::uint16_t pid : widePids_)
+            lookFor(pid, block);
+        for (const std::uint16_t pid : packets_.pids())
             lookFor(pid, block);
         if (++blockCount_ == blockLimit_ || last)
             end();
@@ -85,20 +85,6 @@ public:
     }
 
 private:
-    /// The wide ones and those of the block, each once, and before the searches begin to look for other words.
-    void noteWantedPids()
-    {
-        wantedPids_ = widePids_;
-        for (const std::uint16_t word : packets_.distinctWords()) {
-            if (!wanted_[word])
-                continue;
-            const std::uint16_t plain = word & ~kUnitStartBit;
-            const bool again = plain != word && wanted_[plain] && packets_.has(plain);
-            if (!again)
-                wantedPids_.push_back(pidOfHeaderKey(word));
-        }
-    }
-
     void lookFor(std::uint16_t pid, const ProbeBlock& block)
     {
         const auto entry = pending_.find(pid);
@@ -110,14 +96,12 @@ private:
         }
         std::erase_if(entry->second, [](const Search* search) { return search->ended(); });
         for (const Search* search : entry->second)
-            wanted_.set(search->headerKey());  // it may have changed
+            packets_.want(search->headerKey());  // it may have changed
     }
 
     std::unordered_map<std::uint32_t, Search> searches_;
     std::unordered_map<std::uint16_t, std::vector<Search*>> pending_;  // those that have not ended, by PID
-    std::bitset<0x10000> wanted_;                                      // header words that searches look for
     std::vector<std::uint16_t> widePids_;  // of more than 13 bits, as a client may give: they match packets of others
-    std::vector<std::uint16_t> wantedPids_;
     CBlockPackets packets_;
     std::vector<std::uint8_t> scratch_;
     std::int64_t position_ = 0;

@@ -177,8 +177,6 @@ const FaultCase kCases[] = {
     {"short reads", Kind::shortRead, Lasting::forGood, noteFacts, expectSameFacts, nothing},
     {"interruption", Kind::interruptedRead, Lasting::once, noteFacts, expectSameFacts, nothing},
     // A file in which a call fails is loaded as one that ends there; the next selection reads it anew.
-    {"a failed move", Kind::failedMove, Lasting::once, nothing, tryToLoad, nothing},
-    {"failed moves", Kind::failedMove, Lasting::forGood, nothing, tryToLoad, nothing},
     {"a failed size", Kind::failedSize, Lasting::once, nothing, tryToLoad, nothing},
     {"failed sizes", Kind::failedSize, Lasting::forGood, nothing, tryToLoad, nothing},
     {"a failed read", Kind::failedRead, Lasting::once, nothing, tryToLoad, expectNothingRemembered},

@@ -55,14 +55,13 @@ Fault::~Fault()
     armed = nullptr;
 }
 
-// The linker sends every call of read here, and __real_read is the system's; so with the others.
+// The linker sends every call of pread here, and __real_pread is the system's; so with the others.
 extern "C" {
 
-ssize_t __real_read(int descriptor, void* buffer, std::size_t size);
-off_t __real_lseek(int descriptor, off_t offset, int origin);
+ssize_t __real_pread(int descriptor, void* buffer, std::size_t size, off_t offset);
 int __real_fstat(int descriptor, struct stat* status);
 
-ssize_t __wrap_read(int descriptor, void* buffer, std::size_t size)
+ssize_t __wrap_pread(int descriptor, void* buffer, std::size_t size, off_t offset)
 {
     if (armed != nullptr && armed->struck)
         ++armed->readsSince;
@@ -74,12 +73,7 @@ ssize_t __wrap_read(int descriptor, void* buffer, std::size_t size)
         return failWith(EINTR);
     if (strikes(Fault::Kind::shortRead))
         size = std::max(size / 3, std::min(size, std::size_t{1}));
-    return __real_read(descriptor, buffer, size);
-}
-
-off_t __wrap_lseek(int descriptor, off_t offset, int origin)
-{
-    return strikes(Fault::Kind::failedMove) ? failWith(EIO) : __real_lseek(descriptor, offset, origin);
+    return __real_pread(descriptor, buffer, size, offset);
 }
 
 int __wrap_fstat(int descriptor, struct stat* status)

@@ -14,7 +14,6 @@ struct Fault
         failedRead,
         shortRead,        ///< a third of what was asked for, and at least a byte
         interruptedRead,  ///< by a signal
-        failedMove,
         failedSize,
         failedAllocation,
         meanwhile,  ///< the read succeeds, but something else happens before
