@@ -44,7 +44,7 @@ public:
         return found < places ? found : bytes.size();
     }
 
-    /// The same as finding it; quicker where it is not, and nothing looks like it.
+    /// The same as finding it, but quicker, most of all where it is not.
     static bool standsIn(Bytes bytes) noexcept
     {
         std::size_t from = 0;
@@ -52,11 +52,13 @@ public:
         constexpr std::size_t kStretch = 4 * kWindow;
         std::size_t places = bytes.size() - std::min(bytes.size(), kLength - 1);
         for (; places > kStretch; places -= kStretch, from += kStretch) {
-            if (mayStandInAny<kWindow>(bytes.data() + from, kStretch))
-                return find(bytes, from) != bytes.size();
+            if (standsInPlaces<kWindow>(bytes.data() + from, kStretch))
+                return true;
         }
-        if (places >= kWindow && !mayStandInAny<kWindow>(bytes.data() + from, places))
-            return false;
+        if (places >= kWindow)
+            return standsInPlaces<kWindow>(bytes.data() + from, places);
+        if (places >= kWindow / 2)
+            return standsInPlaces<kWindow / 2>(bytes.data() + from, places);
 #endif
         return find(bytes, from) != bytes.size();
     }
@@ -124,27 +126,40 @@ private:
     /// one lies in it too.
     static constexpr std::uint64_t kSignsMask = kLength == 1 ? 0xFFFF : 0xAAAA;
 
-    /// A zero byte where there is a sign of the pattern in any of the groups, at the offsets that count.
-    template <std::size_t kStep>
-    static __m128i signsIn(const std::uint8_t* at) noexcept
+    /// A zero byte for each sign of the pattern in a group, at the offsets that count.
+    static __m128i signs(const std::uint8_t* at) noexcept
     {
-        const auto signsAt = [](const std::uint8_t* group) {
-            return kLength == 1 ? differences(group, 0) : groupAt(group);
-        };
-        __m128i least = signsAt(at);
+        return kLength == 1 ? differences(at, 0) : groupAt(at);
+    }
+
+    /// A zero byte where there is one for any of the groups.
+    template <std::size_t kStep, class OfGroup>
+    static __m128i least(const std::uint8_t* at, OfGroup ofGroup) noexcept
+    {
+        __m128i all = ofGroup(at);
         for (std::size_t offset = kGroup; offset < kStep; offset += kGroup)
-            least = _mm_min_epu8(least, signsAt(at + offset));
-        return least;
+            all = _mm_min_epu8(all, ofGroup(at + offset));
+        return all;
+    }
+
+    /// The same for all the places, at least `kStep`.
+    template <std::size_t kStep, class OfGroup>
+    static __m128i leastInPlaces(const std::uint8_t* data, std::size_t places, OfGroup ofGroup) noexcept
+    {
+        __m128i all = least<kStep>(data + places - kStep, ofGroup);
+        for (std::size_t window = 0; window < places - kStep; window += kStep)
+            all = _mm_min_epu8(all, least<kStep>(data + window, ofGroup));
+        return all;
     }
 
     /// Looks at all the places, at least `kStep`, before it answers.
     template <std::size_t kStep>
-    static bool mayStandInAny(const std::uint8_t* data, std::size_t places) noexcept
+    static bool standsInPlaces(const std::uint8_t* data, std::size_t places) noexcept
     {
-        __m128i least = signsIn<kStep>(data + places - kStep);
-        for (std::size_t window = 0; window < places - kStep; window += kStep)
-            least = _mm_min_epu8(least, signsIn<kStep>(data + window));
-        return (zeros(least) & kSignsMask) != 0;
+        if ((zeros(leastInPlaces<kStep>(data, places, signs)) & kSignsMask) == 0)
+            return false;
+        const auto wholly = [](const std::uint8_t* at) { return differences(at, 0); };
+        return kLength == 1 || zeros(leastInPlaces<kStep>(data, places, wholly)) != 0;
     }
 
     /// Goes by the signs, which take the fewest steps to rule out, where there are some by those of each half, then by
@@ -152,16 +167,13 @@ private:
     template <std::size_t kStep>
     static bool mayStandIn(const std::uint8_t* at) noexcept
     {
-        if ((zeros(signsIn<kStep>(at)) & kSignsMask) == 0)
+        if ((zeros(least<kStep>(at, signs)) & kSignsMask) == 0)
             return false;
         if constexpr (kLength == 1)
             return true;
         else if constexpr (kStep == kWindow)
             return mayStandIn<kStep / 2>(at) || mayStandIn<kStep / 2>(at + kStep / 2);
-        __m128i least = differences(at, kLength - 2);
-        for (std::size_t offset = kGroup; offset < kStep; offset += kGroup)
-            least = _mm_min_epu8(least, differences(at + offset, kLength - 2));
-        return zeros(least) != 0;
+        return zeros(least<kStep>(at, [](const std::uint8_t* group) { return differences(group, kLength - 2); })) != 0;
     }
 
     template <std::size_t kStep>

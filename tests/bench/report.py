@@ -51,7 +51,7 @@ def table(title, *rows, slower=False):
 
 
 def native(typical):
-    """Processor time in microseconds by 'what/file', and the heap that the typical file's analysis holds. Reads and
+    """Processor time in microseconds by 'what/file', and the memory that the typical file's analysis takes. Reads and
     loads take turns, and the least time of each counts: what else goes on in the machine only adds."""
     output = run(ROOT / "build/host/load_bench", "--benchmark_format=json", "--benchmark_min_time=0.05",
                  f"--benchmark_repetitions={NATIVE_ROUNDS}", "--benchmark_enable_random_interleaving=true", typical)
@@ -59,8 +59,8 @@ def native(typical):
     times = {}
     for entry in sorted(entries, key=lambda entry: entry["family_index"]):
         times.setdefault(entry["name"].removesuffix("/real_time"), []).append(entry["cpu_time"])
-    heap = next(entry["heap"] for entry in entries if entry["name"].startswith(f"load/{typical.name}"))
-    return {name: min(rounds) for name, rounds in times.items()}, heap
+    memory = next(entry["memory"] for entry in entries if entry["name"].startswith(f"load/{typical.name}"))
+    return {name: min(rounds) for name, rounds in times.items()}, memory
 
 
 def search_rows(times):
@@ -86,7 +86,7 @@ def main():
     long = OUTPUT / "long.ts"
     make_typical_file(typical)
     long.write_bytes(typical.read_bytes() * (DELIVERED_BYTES // TYPICAL_BYTES))
-    times, heap = native(typical)
+    times, memory = native(typical)
     tsprobe = 1e6 * seconds_of_process(ROOT / "build/host/tsprobe", "--json", typical)
     ffprobe = "ffprobe, whole process", 1e6 * seconds_of_process("ffprobe", "-v", "error", "-show_streams", typical)
     delivered = delivery(long, rounds=15)
@@ -98,7 +98,7 @@ def main():
         table("Delivery under Wine", ("a packet, delivered", packet, "a packet, only read", read, "at most 1.15"),
               ("from creation to the first sample", delivered["firstSample"], "a thread that opens the file and reads",
                delivered["firstRead"], "-"), slower=True),
-        f"Memory that a loaded analysis holds: {heap:.0f} bytes, of which the read buffer is 33000.\n",
+        f"Memory that a loaded analysis takes: {memory:.0f} bytes, of which the read buffer is 33000.\n",
     ])
     (OUTPUT / "report.md").write_text(report)
     for file in (typical, long):
