@@ -11,7 +11,6 @@ namespace zarnow {
 
 namespace {
 
-constexpr std::size_t kLongStartCode = 4;          // with a zero byte ahead of it
 constexpr std::int64_t kLeastAfterDelimiter = 40;  // bytes
 constexpr std::size_t kBytesLeftEscaped = 2;       // at the payload's end
 

@@ -27,15 +27,15 @@ inline bool mayBeginWithParameterSet(std::span<const std::uint8_t, kAvcStartSize
 {
     if (!startsVideoPes(start))
         return false;
-    constexpr std::size_t kLongestStart = 5;  // a start code with a zero byte ahead of it, and the NAL unit's header
+    constexpr std::size_t kLongestStart = kLongStartCode + 1;  // the NAL unit's header
     const std::size_t data = pesDataOffset(start);
     if (data + kLongestStart > start.size() || CBytePattern<3>::standsIn(start))
         return true;  // too far behind, or perhaps elsewhere once emulation-prevention bytes are gone
     const Bytes unit = Bytes(start).subspan(data);
     const std::uint32_t code = bigEndian32(unit, 0);
-    const bool longCode = code == 1;  // with a zero byte ahead of it
+    const bool longCode = code == 1;
     const bool shortCode = code >> 8 == 1;
-    const std::uint8_t nalHeader = unit[longCode ? 4 : 3];
+    const std::uint8_t nalHeader = unit[longCode ? kLongStartCode : CStartCode::kLength];
     return (longCode || shortCode) && (isDelimiter(nalHeader) || isParameterSet(nalHeader));
 }
 

@@ -1,7 +1,8 @@
 /// @file
-/// The header byte of AVC NAL units (ITU-T H.264, 7.3.1 and table 7-1).
+/// The header byte of AVC NAL units (ITU-T H.264, 7.3.1 and table 7-1), and what is ahead of it (annex B).
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 namespace zarnow {
@@ -15,6 +16,8 @@ inline constexpr std::uint8_t kSequenceParameterSet = 7;
 inline constexpr std::uint8_t kPictureParameterSet = 8;
 inline constexpr std::uint8_t kAccessUnitDelimiter = 9;
 }  // namespace nal_type
+
+inline constexpr std::size_t kLongStartCode = 4;  ///< bytes of a start code with a zero byte ahead of it
 
 inline std::uint8_t nalUnitType(std::uint8_t header) noexcept
 {
