@@ -102,6 +102,9 @@ protected:
         FilterTest::SetUp();
         ASSERT_HRESULT(S_OK, load(path));
         SinkFilter sink;
+        sink.onAllocator = [](IMemAllocator&) { return E_FAIL; };
+        EXPECT_HRESULT(VFW_E_NO_ACCEPTABLE_TYPES, connect(sink));
+        sink.onAllocator = nullptr;
         ASSERT_HRESULT(S_OK, connect(sink));
         play(sink);
         EXPECT_EQ(42U, sink.samples.size());
