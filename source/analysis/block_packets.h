@@ -26,10 +26,13 @@ public:
         }
     }
 
+    /// The notes of the last block are gone, too.
     void forgetWanted() noexcept
     {
         interest_ = {};
         pids_.clear();
+        packets_ = {};  // may be large
+        count_ = 0;
     }
 
     void note(const CPSIParser& parser, Bytes block)
@@ -41,14 +44,14 @@ public:
         CPacketWalk walk(parser, block);
         first_ = walk.position();
         const std::uint8_t** end = packets_.data();
-        std::uint32_t lastNoted = kError;
+        std::uint32_t lastNoted = kNoWord;
         while (const std::uint8_t* packet = walk.nextEvenInError()) {
             const std::uint32_t word = bigEndian16(Bytes(packet, kPacketHeaderSize), 1);
             if (word != lastNoted) {  // wanted packets mostly come in runs
-                if (interest_[word & kPlace] == Interest::none || (word & kError) != 0)
+                if (interest_[word & kPlaceMask] == Interest::none || (word & kErrorMask) != 0)
                     continue;
                 lastNoted = word;
-                noteKind(word & kPlace);
+                noteKind(word & kPlaceMask);
             }
             *end++ = packet;
         }
@@ -75,10 +78,10 @@ private:
     enum class Interest : std::uint8_t { none, wanted, met };
 
     // Of bytes 1 and 2 of a packet, which tell its place in the table: its header word with the bytes swapped.
-    static constexpr std::uint32_t kError = kTransportErrorBit << 8;
-    static constexpr std::uint32_t kStart = kUnitStartBit << 8;
-    static constexpr std::uint32_t kPid = 0x1FFF;
-    static constexpr std::uint32_t kPlace = kStart | kPid;
+    static constexpr std::uint32_t kErrorMask = kTransportErrorBit << 8;
+    static constexpr std::uint32_t kStartMask = kUnitStartBit << 8;
+    static constexpr std::uint32_t kPlaceMask = kStartMask | kPidMask;
+    static constexpr std::uint32_t kNoWord = 0x10000;
 
     static std::size_t placeOf(std::uint16_t maskedWord) noexcept
     {
@@ -92,23 +95,23 @@ private:
 
     void noteKind(std::uint32_t place)
     {
-        const bool pidKnown = interest_[place] == Interest::met || interest_[place ^ kStart] == Interest::met;
+        const bool pidKnown = interest_[place] == Interest::met || interest_[place ^ kStartMask] == Interest::met;
         if (!pidKnown)
-            pids_.push_back(static_cast<std::uint16_t>(place & kPid));
+            pids_.push_back(static_cast<std::uint16_t>(place & kPidMask));
         interest_[place] = Interest::met;
     }
 
     void clear() noexcept
     {
         for (const std::uint16_t pid : pids_) {
-            for (Interest* interest : {&interest_[pid], &interest_[pid | kStart]})
+            for (Interest* interest : {&interest_[pid], &interest_[pid | kStartMask]})
                 *interest = std::min(*interest, Interest::wanted);
         }
         pids_.clear();
         count_ = 0;
     }
 
-    std::array<Interest, kPlace + 1> interest_{};
+    std::array<Interest, kPlaceMask + 1> interest_{};
     std::size_t first_ = 0;
     std::size_t step_ = kPacketSize;
     bool reachedEnd_ = false;                   // no sync byte was missing

@@ -173,7 +173,9 @@ private:
             return true;
         else if constexpr (kStep == kWindow)
             return mayStandIn<kStep / 2>(at) || mayStandIn<kStep / 2>(at + kStep / 2);
-        return zeros(least<kStep>(at, [](const std::uint8_t* group) { return differences(group, kLength - 2); })) != 0;
+        else
+            return zeros(least<kStep>(at, [](const std::uint8_t* group) { return differences(group, kLength - 2); })) !=
+                   0;
     }
 
     template <std::size_t kStep>

@@ -14,6 +14,7 @@ inline constexpr std::uint8_t kTransportErrorBit = 0x80;     ///< in byte 1
 inline constexpr std::uint8_t kTransportPriorityBit = 0x20;  ///< in byte 1
 inline constexpr std::uint16_t kUnitStartBit = 0x40;  ///< payload_unit_start_indicator, in byte 1 and in a header key
 inline constexpr std::uint16_t kNullPid = 0x1FFF;
+inline constexpr std::uint16_t kPidMask = 0x1FFF;  ///< in bytes 1 and 2, and wherever else a PID stands
 
 /// adaptation_field_control; bit 0 says payload, bit 1 says adaptation field.
 enum class AdaptationControl : std::uint8_t { reserved = 0, payloadOnly = 1, adaptationOnly = 2, both = 3 };

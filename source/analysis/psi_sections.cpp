@@ -17,7 +17,7 @@ constexpr std::int32_t kStreamEntrySize = 5;  // without its descriptors
 
 std::uint16_t pidAt(Bytes bytes, std::size_t offset) noexcept
 {
-    return static_cast<std::uint16_t>(bigEndian16(bytes, offset) & 0x1FFF);
+    return static_cast<std::uint16_t>(bigEndian16(bytes, offset) & kPidMask);
 }
 
 std::int32_t length12At(Bytes bytes, std::size_t offset) noexcept

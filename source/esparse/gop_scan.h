@@ -59,7 +59,7 @@ private:
     std::uint32_t spsCount_ = 0;
     std::array<std::uint8_t, kMostBytesCarried> carried_ = {};  // left for the next packet
     std::size_t carriedCount_ = 0;
-    bool mustScanNext_ = false;         // no payload is passed over behind a zero, or when nothing is wanted any more
+    bool mayJoin_ = false;              // a zero pair is among them, or with the next payload
     std::vector<std::uint8_t> buffer_;  // the carried bytes and the unescaped payload
 };
 
@@ -67,17 +67,13 @@ private:
 /// unescape and no start code leaves its end to the next packet, and need not be copied for that.
 inline bool CGopScanner::passOver(Bytes payload) noexcept
 {
-    if (mustScanNext_ || payload.size() < kBytesCarried || CZeroPair::standsIn(payload))
+    if (mayJoin_ || spsCount_ >= kSpsWanted || payload.size() < kBytesCarried)
         return false;
-    carry(payload.last(kBytesCarried));
+    if (payload.back() == 0 || CZeroPair::standsIn(payload))
+        return false;
+    std::copy_n(payload.last(kBytesCarried).begin(), kBytesCarried, carried_.begin());
+    carriedCount_ = kBytesCarried;
     return true;
-}
-
-inline void CGopScanner::carry(Bytes bytes) noexcept
-{
-    std::copy(bytes.begin(), bytes.end(), carried_.begin());
-    carriedCount_ = bytes.size();
-    mustScanNext_ = !bytes.empty() && bytes.back() == 0;
 }
 
 class CGopScan : public CStreamProbe

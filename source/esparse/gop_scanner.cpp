@@ -62,10 +62,7 @@ bool CGopScanner::scanUnits(Bytes payload)
         takeNalUnit(header);
         position = header;
     }
-    if (spsCount_ < kSpsWanted)
-        return false;
-    mustScanNext_ = true;
-    return true;
+    return spsCount_ >= kSpsWanted;
 }
 
 void CGopScanner::loadBuffer(Bytes payload)
@@ -79,9 +76,14 @@ void CGopScanner::loadBuffer(Bytes payload)
 
 void CGopScanner::carryFrom(std::size_t position) noexcept
 {
-    const Bytes rest = Bytes(buffer_).subspan(position);
-    carry(rest);
-    mustScanNext_ = mustScanNext_ || CZeroPair::standsIn(rest);
+    carry(Bytes(buffer_).subspan(position));
+}
+
+void CGopScanner::carry(Bytes bytes) noexcept
+{
+    std::copy(bytes.begin(), bytes.end(), carried_.begin());
+    carriedCount_ = bytes.size();
+    mayJoin_ = !bytes.empty() && (bytes.back() == 0 || CZeroPair::standsIn(bytes));
 }
 
 void CGopScanner::takeNalUnit(std::size_t header)

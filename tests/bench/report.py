@@ -12,7 +12,7 @@ OUTPUT = ROOT / "build" / "bench"
 TYPICAL_BYTES = 20_000_000
 DELIVERED_BYTES = 200_000_000  # so long that the start of a thread does not show
 PROCESS_ROUNDS = 31
-NATIVE_ROUNDS = 15
+NATIVE_ROUNDS = 41
 
 
 def run(*command):
@@ -53,7 +53,7 @@ def table(title, *rows, slower=False):
 def native(typical):
     """Processor time in microseconds by 'what/file', and the memory that the typical file's analysis takes. Reads and
     loads take turns, and the least time of each counts: what else goes on in the machine only adds."""
-    output = run(ROOT / "build/host/load_bench", "--benchmark_format=json", "--benchmark_min_time=0.05",
+    output = run(ROOT / "build/host/load_bench", "--benchmark_format=json", "--benchmark_min_time=0.02",
                  f"--benchmark_repetitions={NATIVE_ROUNDS}", "--benchmark_enable_random_interleaving=true", typical)
     entries = [entry for entry in json.loads(output)["benchmarks"] if entry["run_type"] == "iteration"]
     times = {}

@@ -21,8 +21,11 @@ void prepare(test::SelectionPair& pair, Options& options)
         pair.setReadBufferSize(size % 8192);
     if ((flags & fixedPids) != 0) {
         const auto pid = [&] {
-            const unsigned choice = options.byte();  // some PIDs have more than the 13 bits of a packet's
-            return static_cast<std::uint16_t>((choice < 128 ? 0 : choice << 8 & 0xC000) | (0x20 + choice % 10));
+            const unsigned choice = options.byte();
+            if (choice < 128)
+                return static_cast<std::uint16_t>(0x20 + choice % 10);
+            // More than the 13 bits of a packet's PID: they match packets of others, some of which have PID 0.
+            return static_cast<std::uint16_t>((choice << 8 & 0xC000) | (choice % 10 == 9 ? 0xFF : 0x20 + choice % 10));
         };
         const std::uint8_t videoType = options.byte();
         const std::uint16_t map = pid(), video = pid(), audio = pid();

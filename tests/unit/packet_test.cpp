@@ -2,9 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <optional>
 
-#include "analysis/psi_parser.h"
+#include "analysis/block_packets.h"
+#include "tests/support/dice.h"
 #include "tests/support/transport_stream.h"
 
 namespace zarnow::test {
@@ -121,6 +123,43 @@ TEST(Packets, SearchesOfABlock)
     };
     for (const auto& test : cases)
         EXPECT_EQ(test.search(ExactBuffer(test.block)), test.expected) << test.fault;
+}
+
+// With keys of any 16 bits, as PIDs given by a client make them, and all that bytes 1 and 2 of a packet may be.
+TEST(Packets, TheNotesOfABlockTellWhatAWalkMeets)
+{
+    const Data bytes = {0x00, 0x01, 0x20, 0x40, 0x41, 0x80, 0xC0, 0xFF};
+    Dice dice(1);
+    const CPSIParser parser;
+    CBlockPackets notes;
+    std::vector<std::uint16_t> keys;
+    for (int round = 0; round < 10'000 && !HasFailure(); ++round) {
+        if (dice.oneIn(4)) {
+            notes.forgetWanted();
+            keys.clear();
+        }
+        keys.push_back(static_cast<std::uint16_t>(dice.of(bytes) << 8 | dice.of(bytes)));
+        notes.want(keys.back());
+        Data block = nullPackets(1 + dice.below(30));
+        for (std::size_t at = 0; at < block.size(); at += kPacket) {
+            block[at] = dice.oneIn(60) ? 0x46 : 0x47;
+            block[at + 1] = dice.of(bytes);
+            block[at + 2] = dice.of(bytes);
+        }
+        notes.note(parser, block);
+        std::vector<const std::uint8_t*> met;
+        CPacketWalk walk(parser, block);
+        while (const std::uint8_t* packet = walk.next()) {
+            const auto matches = [packet](std::uint16_t key) { return matchesKey(maskedHeaderWord(packet), key); };
+            if (std::ranges::any_of(keys, matches))
+                met.push_back(packet);
+        }
+        EXPECT_TRUE(std::ranges::equal(notes.noted(), met)) << "round " << round;
+        const std::uint8_t* first = nullptr;
+        CPSIParser search;
+        EXPECT_EQ(notes.match(keys[0]),
+                  search.findNextPacket(block.data(), static_cast<std::int32_t>(block.size()), keys[0], first));
+    }
 }
 
 }  // namespace
